@@ -1,0 +1,44 @@
+#pragma once
+
+#include "core/base/Date.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+namespace nomara {
+
+/// Remembers which lines were seen lately in which context, and gives back only the others: a screen mostly repeats
+/// itself, and a repeated line stays findable through the frame that had it first. Lines that fold to the same text are
+/// the same line. Callable from any thread; nothing is kept on disk.
+class LineDeduper {
+public:
+    LineDeduper(std::size_t maxContexts, std::size_t maxLinesPerContext, double contextLifetimeSeconds);
+
+    /// The lines that weren't remembered in `context`, in their order; they are from now on. `date` is the time of the
+    /// capture.
+    std::vector<std::string> newLines(const std::vector<std::string>& lines, const std::string& context, Date date);
+    void reset();
+
+private:
+    struct Context {
+        std::unordered_set<std::uint64_t> seen;
+        std::deque<std::uint64_t> order; // the same hashes, oldest first
+        Date lastUsed;
+    };
+
+    void evict(Date date, const std::string& inUse);
+
+    std::mutex m_lock; // guards m_contexts
+    std::unordered_map<std::string, Context> m_contexts;
+    const std::size_t m_maxContexts;
+    const std::size_t m_maxLinesPerContext;
+    const double m_contextLifetime;
+};
+
+} // namespace nomara
