@@ -1,0 +1,64 @@
+#pragma once
+
+#include "core/base/Geometry.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace nomara {
+
+using ProcessID = std::int32_t;
+
+/// One object of a program's accessibility tree; its content means something to the backend alone.
+struct AccessibleElement {
+    std::string reference;
+    friend bool operator==(const AccessibleElement&, const AccessibleElement&) = default;
+};
+
+struct AccessibleWindow {
+    AccessibleElement element;
+    std::optional<std::string> title; ///< absent when only white space would be left
+    std::optional<Rect> frame;        ///< global display coordinates
+    friend bool operator==(const AccessibleWindow&, const AccessibleWindow&) = default;
+};
+
+/// How far a walk through a window may go.
+struct TextLimits {
+    double budgetSeconds = 0.07;
+    std::int64_t maxNodes = 1500;
+    std::int64_t maxCharacters = 30'000;
+};
+
+struct WindowText {
+    std::string text; ///< one piece a line
+    std::int64_t visited = 0;
+    bool finished = true; ///< false when a limit ended the walk
+};
+
+/// Reads other programs' windows. All calls are synchronous and made on one thread. A program that hangs costs at most
+/// the messaging timeout of 0.3 seconds a call. Nothing here fails: what can't be read is absent.
+class Accessibility {
+public:
+    virtual ~Accessibility() = default;
+
+    /// Whether there is anybody to ask. Asked again on every call, so a service that comes back is used again.
+    virtual bool isTrusted() = 0;
+    /// Why `isTrusted` is false, as a sentence for the user; empty while it is true.
+    virtual std::string unavailableReason() = 0;
+
+    /// Whether the element with the keyboard focus is a password field; false where there is none.
+    virtual bool focusIsSecure() = 0;
+    /// The window of a process that has the focus, else its main one.
+    virtual std::optional<AccessibleWindow> frontWindow(ProcessID pid) = 0;
+    virtual std::vector<AccessibleWindow> windows(ProcessID pid) = 0;
+    /// The address of the document that a window shows.
+    virtual std::optional<std::string> documentAddress(const AccessibleElement& window) = 0;
+    /// The visible text below an element, in document order. Password fields are never read, nor what lies outside
+    /// `frame`.
+    virtual WindowText text(const AccessibleElement& element, const std::optional<Rect>& frame,
+                            const TextLimits& limits) = 0;
+};
+
+} // namespace nomara

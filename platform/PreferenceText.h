@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace nomara {
+
+/// How a setting stands in a file that knows texts alone, and when such a text can be read as another type. People edit
+/// these files: surrounding white space and the case of a yes or no don't matter. What can't be read is absent.
+namespace PreferenceText {
+
+std::optional<bool> toBoolean(std::string_view text); ///< true, yes, 1; false, no, 0
+std::optional<std::int64_t> toInteger(std::string_view text);
+std::optional<double> toReal(std::string_view text); ///< finite ones only
+
+std::string fromBoolean(bool value);
+std::string fromInteger(std::int64_t value);
+std::string fromReal(double value); ///< reads back as exactly the same number
+
+} // namespace PreferenceText
+
+} // namespace nomara

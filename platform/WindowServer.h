@@ -1,0 +1,53 @@
+#pragma once
+
+#include "core/base/Geometry.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace nomara {
+
+using DisplayID = std::uint32_t;
+using ProcessID = std::int32_t;
+
+/// One display of the desktop. The id stays the same for the same output across restarts.
+struct Display {
+    DisplayID id = 0;
+    std::string name;
+    Rect bounds; ///< global display coordinates
+    double scale = 1;
+    bool isMain = false;
+    friend bool operator==(const Display&, const Display&) = default;
+};
+
+/// One on-screen window as the window server knows it.
+struct WindowInfo {
+    std::uint32_t number = 0;
+    ProcessID pid = 0;                ///< 0 where the window doesn't tell
+    std::optional<std::string> title; ///< valid UTF-8
+    std::optional<Rect> bounds;       ///< what one sees of it, decorations included, shadows not
+    int layer = 0;                    ///< 0 for ordinary windows; docks, menus and tips lie above
+    double opacity = 1;
+    friend bool operator==(const WindowInfo&, const WindowInfo&) = default;
+};
+
+/// Displays and windows. Callable from any thread; each call asks the server anew.
+/// After the connection is lost all answers are empty.
+class WindowServer {
+public:
+    virtual ~WindowServer() = default;
+
+    /// Every active display; exactly one of them is the main one, unless there is none.
+    virtual std::vector<Display> displays() = 0;
+    /// Visible windows, the frontmost first; the desktop's own background is left out.
+    virtual std::vector<WindowInfo> onScreenWindows() = 0;
+};
+
+/// The main display, or an empty one with the id 0.
+Display mainDisplay(const std::vector<Display>& displays);
+/// The display under a point, else the main one.
+Display displayAt(const std::vector<Display>& displays, Point point);
+
+} // namespace nomara

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "platform/InputActivity.h"
+
+#include <atomic>
+
+namespace nomara {
+
+/// Answers what the test has set. Callable from any thread.
+class FakeInputActivity final : public InputActivity {
+public:
+    double secondsSinceLastInput() override { return m_idleSeconds; }
+    bool secureInputEnabled() override { return m_secure; }
+
+    void setSecondsSinceLastInput(double seconds) { m_idleSeconds = seconds; }
+    void setSecureInput(bool enabled) { m_secure = enabled; }
+
+private:
+    std::atomic<double> m_idleSeconds = 0;
+    std::atomic<bool> m_secure = false;
+};
+
+} // namespace nomara

@@ -1,0 +1,129 @@
+#include "platform/linux/atspi/AtspiAccessibility.h"
+
+#include "core/text/Graphemes.h"
+#include "platform/linux/atspi/DocumentFinder.h"
+#include "platform/linux/atspi/FocusTracker.h"
+#include "platform/linux/atspi/Programs.h"
+#include "platform/linux/atspi/TextReader.h"
+
+#include <algorithm>
+#include <unordered_map>
+
+namespace nomara {
+
+using namespace atspi;
+
+namespace {
+
+// One question over a whole window can't be interrupted. A program that takes this long for it is read level by level
+// for a while, where parts that don't show cost nothing.
+constexpr std::chrono::milliseconds slowQuestion{150};
+constexpr std::chrono::minutes slowProgramRest{1};
+
+AccessibleWindow answerOf(const ProgramWindow& window) {
+    AccessibleWindow answer{elementOf(window.object), std::nullopt, std::nullopt};
+    if (!Graphemes::trimmed(window.name).empty()) answer.title = window.name;
+    if (window.isUsable()) answer.frame = window.extents;
+    return answer;
+}
+
+/// The greater, the more a window is the one in front; 0 for one that can't be.
+int frontness(const ProgramWindow& window) {
+    if (!window.isUsable()) return window.states.isActive() ? 1 : 0;
+    if (window.states.isActive()) return 4;
+    if (!window.states.isShowing()) return 0;
+    // Menus and tips that are open are plain windows.
+    return window.role == Role::window ? 2 : 3;
+}
+
+} // namespace
+
+struct AtspiAccessibility::Parts {
+    explicit Parts(Reading how) : reading(how) {}
+
+    Reading reading;
+    AtspiBus bus{[this](const ObjectRef& object, bool focused) { focus.noteFocus(object, focused); }};
+    Programs programs{bus};
+    FocusTracker focus{bus, programs};
+    DocumentFinder documents{bus};
+    /// Programs whose windows are read level by level, and until when.
+    std::unordered_map<std::string, SteadyClock::time_point> walked;
+
+    bool asksForMatches(const ObjectRef& root, SteadyClock::time_point deadline) {
+        if (reading != Reading::automatic) return reading == Reading::matches;
+        const auto found = walked.find(root.bus);
+        if (found != walked.end() && SteadyClock::now() < found->second) return false;
+        bool supported = false;
+        CallPipeline calls(bus, deadline);
+        ask::interfaces(calls, root, [&](std::optional<Interfaces> interfaces) {
+            supported = interfaces && interfaces->collection;
+        });
+        calls.run();
+        return supported;
+    }
+};
+
+AtspiAccessibility::AtspiAccessibility(Reading reading) : m_parts(std::make_unique<Parts>(reading)) {
+    m_parts->bus.ready();
+}
+
+AtspiAccessibility::~AtspiAccessibility() = default;
+
+bool AtspiAccessibility::isTrusted() {
+    return m_parts->bus.ready();
+}
+
+std::string AtspiAccessibility::unavailableReason() {
+    return m_parts->bus.ready() ? std::string() : m_parts->bus.reason();
+}
+
+bool AtspiAccessibility::focusIsSecure() {
+    return m_parts->bus.ready() && m_parts->focus.isSecure();
+}
+
+std::optional<AccessibleWindow> AtspiAccessibility::frontWindow(ProcessID pid) {
+    if (!m_parts->bus.ready()) return std::nullopt;
+    const auto deadline = SteadyClock::now() + messagingTimeout;
+    const auto windows = m_parts->programs.windows(m_parts->programs.ofProcess(pid, deadline), deadline);
+    const auto front =
+        std::max_element(windows.begin(), windows.end(),
+                         [](const ProgramWindow& a, const ProgramWindow& b) { return frontness(a) < frontness(b); });
+    if (front == windows.end() || frontness(*front) == 0) return std::nullopt;
+    return answerOf(*front);
+}
+
+std::vector<AccessibleWindow> AtspiAccessibility::windows(ProcessID pid) {
+    std::vector<AccessibleWindow> answer;
+    if (!m_parts->bus.ready()) return answer;
+    const auto deadline = SteadyClock::now() + messagingTimeout;
+    for (const ProgramWindow& window : m_parts->programs.windows(m_parts->programs.ofProcess(pid, deadline), deadline))
+        answer.push_back(answerOf(window));
+    return answer;
+}
+
+std::optional<std::string> AtspiAccessibility::documentAddress(const AccessibleElement& window) {
+    const auto object = objectOf(window);
+    if (!object || !m_parts->bus.ready()) return std::nullopt;
+    return m_parts->documents.address(*object);
+}
+
+WindowText AtspiAccessibility::text(const AccessibleElement& element, const std::optional<Rect>& frame,
+                                    const TextLimits& limits) {
+    const auto root = objectOf(element);
+    if (!root || !m_parts->bus.ready()) return {};
+    const auto start = SteadyClock::now();
+    TextRequest request{*root, frame, limits, {}, start};
+    const auto patience = start + messagingTimeout;
+    request.toolkit = m_parts->programs.toolkit(root->bus, patience);
+
+    if (m_parts->asksForMatches(*root, patience)) {
+        const MatchesAnswer answer = readByMatches(m_parts->bus, request);
+        if (answer.questionTook >= slowQuestion) m_parts->walked[root->bus] = SteadyClock::now() + slowProgramRest;
+        if (answer.tree) return TextRules::compose(*answer.tree, frame, limits);
+        if (m_parts->reading == Reading::matches) return {};
+    }
+    if (SteadyClock::now() >= patience) return {.text = {}, .visited = 0, .finished = false};
+    return TextRules::compose(readByWalk(m_parts->bus, request), frame, limits);
+}
+
+} // namespace nomara

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "platform/Accessibility.h"
+
+#include <memory>
+
+namespace nomara {
+
+/// Accessibility over the desktop's accessibility bus.
+///
+/// It may be constructed on any thread and is then used from one. No operation waits longer than the messaging timeout
+/// for a program that hangs. A bus that was not there, or went away, is looked for again by later calls, every few
+/// seconds at most.
+class AtspiAccessibility final : public Accessibility {
+public:
+    /// How a window's objects are found. Both ways give the same text; `automatic` takes the quicker one that the
+    /// program supports.
+    enum class Reading { automatic, matches, walk };
+
+    explicit AtspiAccessibility(Reading reading = Reading::automatic);
+    ~AtspiAccessibility() override;
+
+    bool isTrusted() override;
+    std::string unavailableReason() override;
+    bool focusIsSecure() override;
+    std::optional<AccessibleWindow> frontWindow(ProcessID pid) override;
+    std::vector<AccessibleWindow> windows(ProcessID pid) override;
+    std::optional<std::string> documentAddress(const AccessibleElement& window) override;
+    WindowText text(const AccessibleElement& element, const std::optional<Rect>& frame,
+                    const TextLimits& limits) override;
+
+private:
+    struct Parts;
+    std::unique_ptr<Parts> m_parts;
+};
+
+} // namespace nomara

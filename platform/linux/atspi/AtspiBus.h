@@ -1,0 +1,66 @@
+#pragma once
+
+#include "platform/linux/atspi/Handles.h"
+#include "platform/linux/atspi/ObjectRef.h"
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <unordered_map>
+
+namespace nomara::atspi {
+
+using SteadyClock = std::chrono::steady_clock;
+
+/// A call to a hung program is given up after this long.
+inline constexpr std::chrono::milliseconds messagingTimeout{300};
+
+/// The connection to the accessibility bus. It is found through the session bus, where programs are also told to build
+/// their trees. A lost connection is made anew by the next use, at most every few seconds.
+///
+/// One thread at a time; it may be made on another one. Nothing here blocks longer than the messaging timeout, but for
+/// connecting, which takes a few questions to the session's services.
+class AtspiBus {
+public:
+    /// Focus changes as programs report them: the object, and whether it has the focus now.
+    using FocusObserver = std::function<void(const ObjectRef&, bool)>;
+
+    explicit AtspiBus(FocusObserver observer);
+
+    /// Takes in what has arrived, and connects when there is no connection and the last attempt is long enough ago.
+    bool ready();
+    /// A sentence for the user while `ready` is false, else empty.
+    const std::string& reason() const { return m_reason; }
+    /// Grows with every connection made; names of programs mean something within one connection only.
+    std::uint64_t generation() const { return m_generation; }
+
+    /// Only while connected.
+    sd_bus* handle() const { return m_bus.get(); }
+    bool isConnected() const { return m_bus != nullptr; }
+    /// Takes in what has arrived, without waiting. False when the connection is gone.
+    bool process();
+    /// Waits for something to arrive. False when the connection is gone.
+    bool wait(SteadyClock::duration longest);
+
+    /// A program that let a call time out. It is left alone for a while where it isn't asked for by name.
+    void markHung(const std::string& program);
+    bool isHung(const std::string& program);
+
+private:
+    bool connect();
+    bool findAddress(std::string& address);
+    bool listen();
+    void drop(const char* why);
+
+    FocusObserver m_observer;
+    BusHandle m_bus;
+    SlotHandle m_focusSlot;
+    std::string m_reason = "The accessibility service has not been asked yet.";
+    std::uint64_t m_generation = 0;
+    SteadyClock::time_point m_nextAttempt{};
+    SteadyClock::time_point m_connectedAt{};
+    std::chrono::milliseconds m_backOff{};
+    std::unordered_map<std::string, SteadyClock::time_point> m_hungUntil;
+};
+
+} // namespace nomara::atspi

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "platform/linux/atspi/AtspiBus.h"
+
+#include <deque>
+#include <functional>
+#include <list>
+#include <string>
+
+namespace nomara::atspi {
+
+/// Calls that are under way together. A round trip costs the same for one call as for fifty, so whoever reads a tree
+/// asks for everything it can name, and asks on from within the answers.
+///
+/// At most a few dozen calls are under way at a time: what a program still has to answer when the caller gives up is
+/// work done for nothing. Destroying a pipeline forgets the calls that are still open.
+class CallPipeline {
+public:
+    /// Takes the answer, or null where the call failed. It may ask for more calls.
+    using Answer = std::function<void(sd_bus_message*)>;
+    enum class Outcome { answered, late, disconnected };
+
+    /// Nothing is waited for after `deadline`, nor longer than the messaging timeout for any one answer.
+    CallPipeline(AtspiBus& bus, SteadyClock::time_point deadline) : m_bus(bus), m_deadline(deadline) {}
+    CallPipeline(const CallPipeline&) = delete;
+    CallPipeline& operator=(const CallPipeline&) = delete;
+
+    /// A call without arguments, or with those that `append` writes.
+    void call(const ObjectRef& object, const char* interface, const char* member, Answer answer,
+              const std::function<void(sd_bus_message*)>& append = {});
+    /// Sends what was asked for and takes answers until none is open. After anything but `answered` the open calls are
+    /// forgotten without their answers being called, and programs that owed an answer for most of the messaging timeout
+    /// are marked as hung.
+    Outcome run();
+
+private:
+    struct Waiting {
+        MessageHandle message;
+        Answer answer;
+    };
+    struct Open {
+        CallPipeline* pipeline = nullptr;
+        std::string program;
+        Answer answer;
+        SlotHandle slot;
+        std::list<Open>::iterator self;
+    };
+
+    static int onAnswer(sd_bus_message* answer, void* userdata, sd_bus_error* error);
+    void send();
+    void forget();
+
+    AtspiBus& m_bus;
+    SteadyClock::time_point m_deadline;
+    std::deque<Waiting> m_waiting;
+    std::list<Open> m_open;
+    SteadyClock::time_point m_lastAnswer{};
+};
+
+} // namespace nomara::atspi

@@ -1,0 +1,90 @@
+#include "platform/linux/atspi/DocumentFinder.h"
+
+#include "core/text/Graphemes.h"
+
+#include <array>
+
+namespace nomara::atspi {
+
+namespace {
+
+// Windows whose document is remembered; a program that opens windows all day must not grow this without end.
+constexpr std::size_t mostKnown = 256;
+// A window holds few documents before the one on show.
+constexpr std::int32_t mostDocuments = 4;
+
+std::optional<std::string> addressIn(const std::map<std::string, std::string>& attributes) {
+    for (const char* key : {"URI", "DocURL"}) {
+        const auto found = attributes.find(key);
+        if (found != attributes.end() && !Graphemes::trimmed(found->second).empty()) return found->second;
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+std::optional<std::string> DocumentFinder::address(const ObjectRef& window) {
+    if (m_generation != m_bus.generation() || m_known.size() > mostKnown) m_known.clear();
+    m_generation = m_bus.generation();
+    const auto deadline = SteadyClock::now() + messagingTimeout;
+    const std::string key = elementOf(window).reference;
+    if (const auto known = m_known.find(key); known != m_known.end()) {
+        const auto looks = lookAt({known->second}, deadline);
+        if (looks.front().onShow && looks.front().address) return looks.front().address;
+        m_known.erase(known);
+    }
+    const auto documents = search(window, deadline);
+    const auto looks = lookAt(documents, deadline);
+    for (std::size_t i = 0; i < documents.size(); ++i) {
+        if (!looks[i].onShow || !looks[i].address) continue;
+        m_known[key] = documents[i];
+        return looks[i].address;
+    }
+    return std::nullopt;
+}
+
+std::vector<DocumentFinder::Look> DocumentFinder::lookAt(const std::vector<ObjectRef>& documents,
+                                                         SteadyClock::time_point deadline) {
+    std::vector<Look> looks(documents.size());
+    CallPipeline calls(m_bus, deadline);
+    for (std::size_t i = 0; i < documents.size(); ++i) {
+        Look& look = looks[i];
+        ask::states(calls, documents[i],
+                    [&look](std::optional<States> states) { look.onShow = states && states->isShowing(); });
+        // Pop-ups that are not open hold documents of no size that claim to show. No extents at all are no such sign.
+        ask::extents(calls, documents[i], [&look](std::optional<Rect> rect) {
+            if (rect && rect->isEmpty()) look.onShow = false;
+        });
+        ask::interfaces(calls, documents[i], [&, document = documents[i]](std::optional<Interfaces> interfaces) {
+            if (!interfaces || !interfaces->document) return;
+            ask::documentAttributes(calls, document, [&look](std::optional<std::map<std::string, std::string>> found) {
+                if (found) look.address = addressIn(*found);
+            });
+        });
+    }
+    calls.run();
+    return looks;
+}
+
+/// The document that the window names as the one it is a frame around, else those that show, in document order.
+std::vector<ObjectRef> DocumentFinder::search(const ObjectRef& window, SteadyClock::time_point deadline) {
+    std::vector<ObjectRef> documents;
+    CallPipeline calls(m_bus, deadline);
+    ask::embedded(calls, window, [&](std::optional<ObjectRef> document) {
+        if (document && !document->isNull()) {
+            documents.push_back(*document);
+            return;
+        }
+        ask::interfaces(calls, window, [&](std::optional<Interfaces> interfaces) {
+            if (!interfaces || !interfaces->collection) return;
+            ask::matches(calls, window, {.roles = {Role::documentWeb, Role::documentFrame}, .most = mostDocuments},
+                         [&](std::optional<std::vector<ObjectRef>> found) {
+                             if (found) documents = std::move(*found);
+                         });
+        });
+    });
+    calls.run();
+    return documents;
+}
+
+} // namespace nomara::atspi

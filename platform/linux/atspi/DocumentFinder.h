@@ -1,0 +1,34 @@
+#pragma once
+
+#include "platform/linux/atspi/Requests.h"
+
+#include <optional>
+#include <string>
+#include <unordered_map>
+
+namespace nomara::atspi {
+
+/// The address of the document that a window shows. A window's document is searched for once and looked at again as
+/// long as it shows.
+class DocumentFinder {
+public:
+    explicit DocumentFinder(AtspiBus& bus) : m_bus(bus) {}
+
+    std::optional<std::string> address(const ObjectRef& window);
+
+private:
+    /// What one look at a document that might be the one on show finds.
+    struct Look {
+        bool onShow = false;
+        std::optional<std::string> address;
+    };
+
+    std::vector<Look> lookAt(const std::vector<ObjectRef>& documents, SteadyClock::time_point deadline);
+    std::vector<ObjectRef> search(const ObjectRef& window, SteadyClock::time_point deadline);
+
+    AtspiBus& m_bus;
+    std::uint64_t m_generation = 0;
+    std::unordered_map<std::string, ObjectRef> m_known; ///< by window
+};
+
+} // namespace nomara::atspi

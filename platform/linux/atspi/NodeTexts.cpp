@@ -1,0 +1,149 @@
+#include "platform/linux/atspi/NodeTexts.h"
+
+#include <algorithm>
+#include <array>
+#include <memory>
+
+namespace nomara::atspi {
+
+namespace {
+
+// Where text may begin and end inside a field that has margins, a gutter, or a half line at its edge.
+constexpr std::array<double, 6> inset{2, 8, 18, 32, 60, 120};
+// A range that is called visible but is longer than a screen can hold is not believed.
+constexpr std::int32_t mostVisible = 60'000;
+
+bool clips(Role role) {
+    return role == Role::scrollPane || role == Role::viewport || role == Role::internalFrame ||
+           role == Role::documentWeb || role == Role::frame;
+}
+
+/// The smallest and the greatest offset that was found under some points.
+struct VisibleRange {
+    std::optional<std::int32_t> first, last;
+    int open = 0;
+};
+
+} // namespace
+
+void NodeTexts::read(std::size_t index, const ObjectRef& object, TextRules::Reading reading) {
+    if (!reading.text && !reading.name) return;
+    m_nodes[index].unread = true;
+    if (m_nodes[index].role == Role::staticText) {
+        // Its name is its text nearly everywhere, and one question is enough for that.
+        ask::name(m_calls, object, [this, index, object](std::optional<std::string> name) {
+            m_nodes[index].name = std::move(name);
+            if (m_nodes[index].name && !m_nodes[index].name->empty())
+                finished(index);
+            else
+                readText(index, object);
+        });
+        return;
+    }
+    if (m_toolkit.hasText(m_nodes[index].role) && reading.text) return readKnownText(index, object);
+    // Answers come in the order of the questions, so the text is the last to arrive.
+    if (reading.name)
+        ask::name(m_calls, object,
+                  [this, index](std::optional<std::string> name) { m_nodes[index].name = std::move(name); });
+    if (reading.text)
+        readText(index, object);
+    else
+        finished(index);
+}
+
+void NodeTexts::readText(std::size_t index, const ObjectRef& object) {
+    ask::interfaces(m_calls, object, [this, index, object](const std::optional<Interfaces>& interfaces) {
+        if (interfaces && interfaces->text)
+            readByLength(index, object);
+        else
+            finished(index);
+    });
+}
+
+/// As much as may be read whole and one character more, in one question; the name only where there is no text.
+void NodeTexts::readKnownText(std::size_t index, const ObjectRef& object) {
+    constexpr std::int32_t most = TextRules::mostFieldCharacters + 1;
+    ask::text(m_calls, object, 0, most, [this, index, object](std::optional<std::string> text) {
+        TextNode& node = m_nodes[index];
+        if (text && text->size() >= static_cast<std::size_t>(most)) return readByLength(index, object);
+        node.text = text.value_or("");
+        if (!node.text->empty() || treatmentOf(node.role) != Treatment::caption) return finished(index);
+        ask::name(m_calls, object, [this, index](std::optional<std::string> name) {
+            m_nodes[index].name = std::move(name);
+            finished(index);
+        });
+    });
+}
+
+void NodeTexts::readByLength(std::size_t index, const ObjectRef& object) {
+    ask::characterCount(m_calls, object, [this, index, object](std::optional<std::int32_t> length) {
+        const Treatment treatment = treatmentOf(m_nodes[index].role);
+        const bool isField = treatment == Treatment::field || treatment == Treatment::editableList;
+        if (isField && length && *length > TextRules::mostFieldCharacters) return readVisible(index, object, *length);
+        ask::text(m_calls, object, 0, std::min(length.value_or(0), TextRules::mostTextCharacters),
+                  [this, index](std::optional<std::string> text) {
+                      m_nodes[index].text = std::move(text);
+                      finished(index);
+                  });
+    });
+}
+
+void NodeTexts::readVisible(std::size_t index, const ObjectRef& object, std::int32_t length) {
+    const auto rect = visibleRect(index);
+    if (!rect) return finished(index);
+    auto range = std::make_shared<VisibleRange>();
+    const auto take = [this, index, object, length, range](std::optional<std::int32_t> offset) {
+        if (offset && *offset >= 0 && *offset <= length) {
+            range->first = std::min(range->first.value_or(*offset), *offset);
+            range->last = std::max(range->last.value_or(*offset), *offset);
+        }
+        if (--range->open > 0) return;
+        if (!range->first || *range->last <= *range->first) return finished(index);
+        readLines(index, object, *range->first, *range->last, length);
+    };
+    std::vector<Point> points;
+    for (const double from : inset) {
+        if (from > rect->height / 2) break;
+        // Some toolkits know only points right on a letter, and lines may be short.
+        for (const double across : {4.0, 12.0, 40.0, rect->width / 4, rect->width / 2, rect->width - 4}) {
+            if (across > rect->width) continue;
+            points.push_back({rect->x + across, rect->y + from});
+            points.push_back({rect->x + across, rect->y + rect->height - from});
+        }
+    }
+    range->open = static_cast<int>(points.size());
+    if (points.empty()) return finished(index);
+    for (const Point point : points)
+        ask::offsetAtPoint(m_calls, object, point, take);
+}
+
+/// The points may have met the middle of a line; all of it shows.
+void NodeTexts::readLines(std::size_t index, const ObjectRef& object, std::int32_t first, std::int32_t last,
+                          std::int32_t length) {
+    ask::lineAt(m_calls, object, first, [=, this](std::optional<LineRange> firstLine) {
+        const std::int32_t start = firstLine ? firstLine->first : first;
+        ask::lineAt(m_calls, object, last, [=, this](std::optional<LineRange> lastLine) {
+            const std::int32_t end = lastLine ? lastLine->second : last + 1;
+            ask::text(m_calls, object, start, std::min({end, length, start + mostVisible}),
+                      [this, index](std::optional<std::string> text) {
+                          m_nodes[index].text = std::move(text);
+                          finished(index);
+                      });
+        });
+    });
+}
+
+/// What of a node shows inside the panes that scroll it.
+std::optional<Rect> NodeTexts::visibleRect(std::size_t index) const {
+    const TextNode& node = m_nodes[index];
+    if (!node.rect || node.rect->isEmpty()) return std::nullopt;
+    Rect rect = m_frame ? node.rect->intersection(*m_frame) : *node.rect;
+    for (int i = node.parent; i >= 0; i = m_nodes[static_cast<std::size_t>(i)].parent) {
+        const TextNode& around = m_nodes[static_cast<std::size_t>(i)];
+        if (clips(around.role) && around.rect && !around.rect->isEmpty()) rect = rect.intersection(*around.rect);
+    }
+    if (rect.isEmpty()) return std::nullopt;
+    return rect;
+}
+
+} // namespace nomara::atspi

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "platform/linux/atspi/Requests.h"
+#include "platform/linux/atspi/TextRules.h"
+#include "platform/linux/atspi/Toolkit.h"
+
+namespace nomara::atspi {
+
+/// Asks for the texts of single nodes, into a list of nodes that keeps its length meanwhile.
+class NodeTexts {
+public:
+    NodeTexts(CallPipeline& calls, std::vector<TextNode>& nodes, const std::optional<Rect>& frame,
+              const Toolkit& toolkit)
+        : m_calls(calls), m_nodes(nodes), m_frame(frame), m_toolkit(toolkit) {}
+
+    /// The node counts as unread until all of its answers are in.
+    void read(std::size_t index, const ObjectRef& object, TextRules::Reading reading);
+
+private:
+    void readText(std::size_t index, const ObjectRef& object);
+    void readKnownText(std::size_t index, const ObjectRef& object);
+    void readByLength(std::size_t index, const ObjectRef& object);
+    void readVisible(std::size_t index, const ObjectRef& object, std::int32_t length);
+    void readLines(std::size_t index, const ObjectRef& object, std::int32_t first, std::int32_t last,
+                   std::int32_t length);
+    std::optional<Rect> visibleRect(std::size_t index) const;
+    void finished(std::size_t index) { m_nodes[index].unread = false; }
+
+    CallPipeline& m_calls;
+    std::vector<TextNode>& m_nodes;
+    const std::optional<Rect>& m_frame;
+    const Toolkit& m_toolkit;
+};
+
+} // namespace nomara::atspi

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "platform/linux/atspi/Requests.h"
+#include "platform/linux/atspi/Toolkit.h"
+
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace nomara::atspi {
+
+/// One top-level window of a program.
+struct ProgramWindow {
+    ObjectRef object;
+    Role role{};
+    States states;
+    std::string name;
+    std::optional<Rect> extents;
+
+    /// Programs keep nameless windows without a size for pop-ups that are not open.
+    bool isUsable() const { return extents && !extents->isEmpty(); }
+};
+
+/// The programs on the accessibility bus and their windows. What never changes about a program is asked once.
+class Programs {
+public:
+    explicit Programs(AtspiBus& bus) : m_bus(bus) {}
+
+    /// Root objects of every program; those that hang are left out.
+    std::vector<ObjectRef> responsive(SteadyClock::time_point deadline);
+    std::vector<ObjectRef> ofProcess(ProcessID pid, SteadyClock::time_point deadline);
+    /// In the programs' own order; those of a program that doesn't answer in time are missing, and `complete` says
+    /// whether that is so.
+    std::vector<ProgramWindow> windows(const std::vector<ObjectRef>& programs, SteadyClock::time_point deadline,
+                                       bool* complete = nullptr);
+    Toolkit toolkit(const std::string& program, SteadyClock::time_point deadline);
+
+private:
+    std::vector<ObjectRef> all(SteadyClock::time_point deadline);
+    void forgetOldConnection();
+
+    AtspiBus& m_bus;
+    std::uint64_t m_generation = 0;
+    std::unordered_map<std::string, ProcessID> m_processes;
+    std::unordered_map<std::string, Toolkit> m_toolkits;
+};
+
+} // namespace nomara::atspi

@@ -1,0 +1,93 @@
+#pragma once
+
+#include "platform/linux/atspi/CallPipeline.h"
+#include "platform/linux/atspi/Roles.h"
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace nomara::atspi {
+
+inline constexpr const char* accessibleInterface = "org.a11y.atspi.Accessible";
+inline constexpr const char* collectionInterface = "org.a11y.atspi.Collection";
+
+/// The states of an object that matter here, out of the 64 bits that programs send.
+struct States {
+    std::uint64_t bits = 0;
+
+    static constexpr unsigned activeBit = 1, focusedBit = 12, showingBit = 25;
+
+    bool isActive() const { return has(activeBit); }
+    bool isFocused() const { return has(focusedBit); }
+    bool isShowing() const { return has(showingBit); }
+
+private:
+    bool has(unsigned bit) const { return (bits >> bit & 1U) != 0; }
+};
+
+/// Which interfaces an object answers. Asking for another one makes some programs write warnings to their log.
+struct Interfaces {
+    bool text = false;
+    bool collection = false;
+    bool document = false;
+};
+
+/// What `Collection` is asked to find; no roles mean any.
+struct Match {
+    unsigned stateBit = States::showingBit;
+    std::vector<Role> roles;
+    std::int32_t most = 0; ///< 0 for all
+};
+
+/// The first offset of a line, and the one after its last.
+using LineRange = std::pair<std::int32_t, std::int32_t>;
+
+template <typename T>
+using Take = std::function<void(std::optional<T>)>;
+
+/// One typed question each; what can't be read is absent.
+namespace ask {
+
+void role(CallPipeline& calls, const ObjectRef& object, const Take<Role>& take);
+void states(CallPipeline& calls, const ObjectRef& object, const Take<States>& take);
+void name(CallPipeline& calls, const ObjectRef& object, const Take<std::string>& take);
+void parent(CallPipeline& calls, const ObjectRef& object, const Take<ObjectRef>& take);
+/// In screen coordinates; absent also where the program gives none that could be used.
+void extents(CallPipeline& calls, const ObjectRef& object, const Take<Rect>& take);
+void interfaces(CallPipeline& calls, const ObjectRef& object, const Take<Interfaces>& take);
+
+void children(CallPipeline& calls, const ObjectRef& object, const Take<std::vector<ObjectRef>>& take);
+void childCount(CallPipeline& calls, const ObjectRef& object, const Take<std::int32_t>& take);
+void childAt(CallPipeline& calls, const ObjectRef& object, std::int32_t index, const Take<ObjectRef>& take);
+void indexInParent(CallPipeline& calls, const ObjectRef& object, const Take<std::int32_t>& take);
+/// The innermost object under a point of the screen.
+void objectAtPoint(CallPipeline& calls, const ObjectRef& object, Point point, const Take<ObjectRef>& take);
+/// In document order, without `object` itself.
+void matches(CallPipeline& calls, const ObjectRef& object, const Match& match,
+             const Take<std::vector<ObjectRef>>& take);
+/// The object that `object` says it is a frame around, as browsers do for the page on show.
+void embedded(CallPipeline& calls, const ObjectRef& object, const Take<ObjectRef>& take);
+
+void characterCount(CallPipeline& calls, const ObjectRef& object, const Take<std::int32_t>& take);
+void text(CallPipeline& calls, const ObjectRef& object, std::int32_t start, std::int32_t end,
+          const Take<std::string>& take);
+/// The line on the screen that holds an offset.
+void lineAt(CallPipeline& calls, const ObjectRef& object, std::int32_t offset, const Take<LineRange>& take);
+/// The offset of the character under a point of the screen.
+void offsetAtPoint(CallPipeline& calls, const ObjectRef& object, Point point, const Take<std::int32_t>& take);
+
+void documentAttributes(CallPipeline& calls, const ObjectRef& object,
+                        const Take<std::map<std::string, std::string>>& take);
+/// The process behind a program's name on the bus. The bus itself answers.
+void processID(CallPipeline& calls, const std::string& program, const Take<ProcessID>& take);
+/// The library that a program's tree comes from, of the program's root object.
+void toolkit(CallPipeline& calls, const ObjectRef& object, const Take<std::string>& take);
+
+} // namespace ask
+
+} // namespace nomara::atspi

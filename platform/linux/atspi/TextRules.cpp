@@ -1,0 +1,182 @@
+#include "platform/linux/atspi/TextRules.h"
+
+#include "core/text/Graphemes.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace nomara::atspi::TextRules {
+
+namespace {
+
+constexpr std::string_view objectReplacement = "\xEF\xBF\xBC";
+
+std::vector<std::string_view> segmentsOf(std::string_view text) {
+    std::vector<std::string_view> segments;
+    for (;;) {
+        const auto at = text.find(objectReplacement);
+        segments.push_back(text.substr(0, at));
+        if (at == std::string_view::npos) return segments;
+        text.remove_prefix(at + objectReplacement.size());
+    }
+}
+
+bool isBlank(std::string_view text) {
+    return Graphemes::trimmed(text).empty();
+}
+
+/// The walk itself: a stack of what is still to come, the next on top.
+class Walk {
+public:
+    Walk(const TextTree& tree, const std::optional<Rect>& frame, const TextLimits& limits)
+        : m_tree(tree), m_frame(frame), m_limits(limits), m_children(tree.nodes.size()) {
+        for (std::size_t i = 1; i < tree.nodes.size(); ++i)
+            if (tree.nodes[i].parent >= 0) m_children[static_cast<std::size_t>(tree.nodes[i].parent)].push_back(i);
+    }
+
+    WindowText run() {
+        if (!m_tree.nodes.empty()) m_stack.push_back({Step::visit, 0, 0, {}});
+        bool stopped = false;
+        while (!m_stack.empty() && !stopped) {
+            const Step step = m_stack.back();
+            m_stack.pop_back();
+            switch (step.kind) {
+            case Step::visit:
+                stopped = !visit(step.node, step.depth);
+                break;
+            case Step::say:
+                append(step.text, false);
+                break;
+            case Step::nameIfSilent:
+                if (m_pieces.size() == step.piecesBefore) append(step.text, true);
+                break;
+            }
+        }
+        if (!m_tree.complete && !stopped) m_result.finished = false;
+        for (const std::string_view& piece : m_pieces) {
+            if (&piece != m_pieces.data()) m_result.text += '\n';
+            m_result.text += piece;
+        }
+        return std::move(m_result);
+    }
+
+private:
+    struct Step {
+        enum Kind { visit, say, nameIfSilent } kind;
+        std::size_t node = 0;
+        int depth = 0;
+        std::string_view text;
+        std::size_t piecesBefore = 0;
+    };
+
+    /// False when a limit ends the walk here.
+    bool visit(std::size_t index, int depth) {
+        const TextNode& node = m_tree.nodes[index];
+        if (node.unread) m_result.finished = false;
+        ++m_result.visited;
+        if (m_result.visited > m_limits.maxNodes || m_characters > m_limits.maxCharacters) {
+            m_result.finished = false;
+            return false;
+        }
+        if (!enters(node, m_frame)) return true;
+
+        const bool below = descends(node.role, depth);
+        const std::vector<std::size_t> none;
+        const auto& children = below ? m_children[index] : none;
+        const Reading reading = readingOf(node.role, m_tree.inlineText, hasStaticChild(index));
+        const auto segments =
+            reading.text && node.text && !repeatsField(node) ? segmentsOf(*node.text) : std::vector<std::string_view>{};
+        const bool silent = std::all_of(segments.begin(), segments.end(), isBlank);
+
+        if (silent && reading.name && node.name) {
+            // A tab's name is the text on the tab; what is below it is the page.
+            if (node.role == Role::pageTab && !node.text)
+                append(*node.name, true);
+            else if (!node.text || (m_children[index].empty() && node.role != Role::comboBox))
+                m_stack.push_back({Step::nameIfSilent, index, depth, *node.name, m_pieces.size()});
+        }
+        // Each mark in the text stands for a child. Where fewer children show than there are marks, the rest of the
+        // text follows the last one.
+        for (std::size_t i = std::max(children.size(), segments.size()); i-- > 0;) {
+            if (i < children.size()) m_stack.push_back({Step::visit, children[i], depth + 1, {}});
+            if (i < segments.size() && !isBlank(segments[i])) m_stack.push_back({Step::say, index, depth, segments[i]});
+        }
+        return true;
+    }
+
+    bool hasStaticChild(std::size_t index) const {
+        return std::any_of(m_children[index].begin(), m_children[index].end(),
+                           [&](std::size_t child) { return m_tree.nodes[child].role == Role::staticText; });
+    }
+
+    /// An editable list and the field in it hold the same.
+    bool repeatsField(const TextNode& node) const {
+        if (node.parent < 0 || treatmentOf(node.role) != Treatment::field) return false;
+        const TextNode& parent = m_tree.nodes[static_cast<std::size_t>(node.parent)];
+        return treatmentOf(parent.role) == Treatment::editableList && parent.text == node.text;
+    }
+
+    void append(std::string_view piece, bool isName) {
+        if (isBlank(piece)) return;
+        // A control and the label beside it often say the same, the control by its name.
+        if ((isName || m_lastIsName) && !m_pieces.empty() &&
+            Graphemes::trimmed(m_pieces.back()) == Graphemes::trimmed(piece))
+            return;
+        m_pieces.push_back(piece);
+        m_lastIsName = isName;
+        m_characters += Graphemes::count(piece);
+    }
+
+    const TextTree& m_tree;
+    const std::optional<Rect>& m_frame;
+    const TextLimits& m_limits;
+    std::vector<std::vector<std::size_t>> m_children;
+    std::vector<Step> m_stack;
+    std::vector<std::string_view> m_pieces;
+    bool m_lastIsName = false;
+    std::int64_t m_characters = 0;
+    WindowText m_result;
+};
+
+} // namespace
+
+bool enters(const TextNode& node, const std::optional<Rect>& frame) {
+    if (node.failed) return false;
+    const Treatment treatment = treatmentOf(node.role);
+    if (treatment == Treatment::secure || treatment == Treatment::skipped) return false;
+    return !frame || !node.rect || node.rect->isEmpty() || node.rect->intersects(*frame);
+}
+
+bool descends(Role role, int depth) {
+    const Treatment treatment = treatmentOf(role);
+    return treatment != Treatment::staticText && treatment != Treatment::field && depth < deepest;
+}
+
+Reading readingOf(Role role, bool inlineText, bool hasStaticChild) {
+    const bool repeated = hasStaticChild && !inlineText;
+    switch (treatmentOf(role)) {
+    case Treatment::staticText:
+        return {.text = true, .name = true};
+    case Treatment::field:
+        return {.text = true, .name = false};
+    case Treatment::editableList:
+        // Without text its name is what is chosen; only browsers name it by its label.
+        return {.text = true, .name = !inlineText};
+    case Treatment::caption:
+        return {.text = !repeated, .name = !repeated};
+    case Treatment::container:
+        return {.text = !repeated, .name = false};
+    case Treatment::structure:
+        return {.text = inlineText && !showsManyChildren(role) && role != Role::tableRow, .name = false};
+    case Treatment::secure:
+    case Treatment::skipped:
+        break;
+    }
+    return {};
+}
+
+WindowText compose(const TextTree& tree, const std::optional<Rect>& frame, const TextLimits& limits) {
+    return Walk(tree, frame, limits).run();
+}
+
+} // namespace nomara::atspi::TextRules

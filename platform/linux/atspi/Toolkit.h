@@ -1,0 +1,31 @@
+#pragma once
+
+#include "platform/linux/atspi/Roles.h"
+
+#include <string_view>
+
+namespace nomara::atspi {
+
+/// What can be relied upon in the trees of one toolkit. A browser answers some ten thousand questions a second, so what
+/// is known need not be asked. An unknown toolkit is relied upon for nothing.
+struct Toolkit {
+    /// Text stands in the objects around it, with a mark in place of each child.
+    bool writesInline = false;
+    /// Text objects repeat what stands in the object around them, and have no mark there.
+    bool repeatsText = false;
+    /// What is scrolled out of view isn't showing, so an object's place tells nothing more.
+    bool showingIsInView = false;
+    /// Every object but a picture has text, and offsets past its end are taken for the end.
+    bool everythingHasText = false;
+
+    static Toolkit named(std::string_view name) {
+        if (name == "Gecko") return {.writesInline = true, .showingIsInView = true};
+        if (name == "Chromium")
+            return {.writesInline = true, .repeatsText = true, .showingIsInView = true, .everythingHasText = true};
+        return {};
+    }
+
+    bool hasText(Role role) const { return everythingHasText && !isPicture(role); }
+};
+
+} // namespace nomara::atspi
