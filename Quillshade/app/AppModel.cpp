@@ -1,0 +1,270 @@
+#include "Quillshade/app/AppModel.h"
+
+#include "Quillshade/app/Texts.h"
+#include "core/base/Calendar.h"
+
+#include <QCoroFuture>
+#include <QCoroTask>
+#include <QPointer>
+#include <algorithm>
+#include <chrono>
+
+namespace nomara {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto statsInterval = 60s, savedFrameDelay = 8s;
+constexpr double morningSeconds = 28'800;
+// A timer holds at most the milliseconds of an int, some 24 days; a longer pause is looked at again on the way.
+constexpr double longestTimerSeconds = 86'400;
+
+} // namespace
+
+/// What waits for the store between its steps. Each looks after every wait whether the model is still there.
+struct AppModel::Courses {
+    /// The answer of a read, or nothing when it failed; the hub has then already looked at why.
+    template <typename Answer>
+    static QCoro::Task<std::optional<Answer>> attempt(QFuture<Answer> answer) {
+        try {
+            co_return co_await answer;
+        } catch (const std::exception&) {
+            co_return std::nullopt;
+        }
+    }
+
+    // Each read stands in a variable of its own: GCC 12 destroys a closure that is made inside an awaited expression
+    // twice.
+    static QCoro::Task<> refreshStats(QPointer<AppModel> model) {
+        StoreHub& hub = model->m_hub;
+        const std::string day = Calendar::dayKey(model->m_clock.now());
+        const auto readDay = [day](MemoryStore& store) { return store.stats(day, day); };
+        const auto daysRead = hub.readAsync(readDay);
+        const auto days = co_await attempt(daysRead);
+        if (model.isNull()) co_return;
+        const auto storageRead = hub.readAsync([](MemoryStore& store) { return store.storageBreakdown(); });
+        const auto storage = co_await attempt(storageRead);
+        if (model.isNull()) co_return;
+        const auto pendingRead = hub.readAsync([](MemoryStore& store) { return store.queuedOCRCount(); });
+        const auto pending = co_await attempt(pendingRead);
+        if (model.isNull()) co_return;
+        model->m_today = days && !days->empty() ? std::optional(days->front()) : std::nullopt;
+        if (storage) model->m_storage = *storage;
+        model->m_pendingOCR = pending.value_or(0);
+        Q_EMIT model->changed();
+        Q_EMIT model->statsRefreshed();
+    }
+};
+
+AppModel::AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, const Platform& platform)
+    : m_settings(settings), m_hub(hub), m_clock(clock), m_tracker(platform.applications, platform.mainThread),
+      m_recorder([&] {
+          Recorder::Services services{hub,   platform.accessibility, platform.windowServer, platform.input, m_tracker,
+                                      clock, platform.mainThread,    platform.ownBundleID};
+          if (platform.startTimer) services.startTimer = *platform.startTimer;
+          return services;
+      }()),
+      m_policy(m_recorder.policy()) {
+    m_pauseTimer.setSingleShot(true);
+    connect(&m_pauseTimer, &QTimer::timeout, this, [this] {
+        if (m_settings.pausedUntil() && *m_settings.pausedUntil() > m_clock.now())
+            schedulePauseTimer();
+        else
+            resume();
+    });
+    m_statsTimer.setTimerType(Qt::VeryCoarseTimer);
+    connect(&m_statsTimer, &QTimer::timeout, this, &AppModel::refreshStats);
+}
+
+AppModel::~AppModel() {
+    m_settings.onChange = nullptr;
+    m_hub.setOnDamage(nullptr);
+}
+
+void AppModel::start() {
+    const QPointer<AppModel> weak(this);
+    Recorder::Events events;
+    events.status = [weak](RecorderStatus status) {
+        if (weak.isNull()) return;
+        weak->m_status = status;
+        if (status.kind == RecorderStatus::Kind::needsPermission) weak->refreshPermissions();
+        Q_EMIT weak->changed();
+    };
+    events.skip = [weak](const SkipReason& reason) {
+        if (weak.isNull()) return;
+        weak->m_skipReason = reason;
+        Q_EMIT weak->changed();
+    };
+    events.saved = [weak](const FrameSummary& frame, const std::optional<std::string>&) {
+        if (!weak.isNull()) weak->frameSaved(frame);
+    };
+    events.policy = [weak](const CapturePolicy& policy) {
+        if (weak.isNull()) return;
+        weak->m_policy = policy;
+        Q_EMIT weak->changed();
+    };
+    events.userStopped = [weak] {
+        if (!weak.isNull()) weak->pauseUntilResumed();
+    };
+    m_recorder.setEvents(std::move(events));
+    m_tracker.start();
+    m_recorder.setPower(m_powerSnapshot);
+    m_hub.setOnDamage([weak] {
+        if (weak.isNull()) return;
+        weak->m_databaseDamaged = true;
+        Q_EMIT weak->changed();
+    });
+    m_settings.onChange = [weak] {
+        if (!weak.isNull()) weak->applySettings();
+    };
+    applySettings();
+    if (const auto until = m_settings.pausedUntil()) {
+        if (*until > m_clock.now()) {
+            m_recorder.setBlock(Recorder::Block::paused, true);
+            schedulePauseTimer();
+        } else {
+            m_settings.pausedUntil.set(std::nullopt);
+        }
+    }
+    m_statsTimer.start(statsInterval);
+    // Whoever hasn't been through the setup is never recorded.
+    if (m_settings.onboardingCompleted()) {
+        refreshPermissions();
+        m_recorder.setBlock(Recorder::Block::stopped, false);
+    }
+    refreshStats();
+}
+
+void AppModel::shutdown() {
+    m_statsTimer.stop();
+    m_pauseTimer.stop();
+    m_recorder.shutdown();
+}
+
+void AppModel::applySettings() {
+    m_recorder.setConfig(m_settings.recorderConfig());
+    if (m_lastMCPFlag != m_settings.mcpEnabled()) {
+        m_lastMCPFlag = m_settings.mcpEnabled();
+        m_hub.writeAsync([enabled = m_settings.mcpEnabled()](MemoryStore& store) {
+            store.setMeta("mcp_enabled", enabled ? "1" : "0");
+        });
+    }
+}
+
+void AppModel::pause(const PauseDuration& duration) {
+    const Date now = m_clock.now();
+    Date until = distantFuture;
+    if (const auto* limited = std::get_if<PauseMinutes>(&duration)) until = now + limited->minutes * 60.0;
+    // Eight elapsed hours after midnight, on purpose not a reading of the clock.
+    if (std::holds_alternative<PauseUntilTomorrowMorning>(duration))
+        until = Calendar::addingDays(Calendar::startOfDay(now), 1) + morningSeconds;
+    m_settings.pausedUntil.set(until);
+    m_recorder.setBlock(Recorder::Block::paused, true);
+    schedulePauseTimer();
+    Q_EMIT changed();
+}
+
+void AppModel::pauseUntilResumed() {
+    pause(PauseUntilResumed());
+}
+
+void AppModel::resume() {
+    m_settings.pausedUntil.set(std::nullopt);
+    m_pauseTimer.stop();
+    m_recorder.setBlock(Recorder::Block::paused, false);
+    Q_EMIT changed();
+}
+
+void AppModel::refreshPermissions() {
+    m_recorder.askAccessibility([weak = QPointer<AppModel>(this)](bool trusted, const std::string& reason) {
+        if (weak.isNull()) return;
+        if (weak->m_accessibilityPermission != trusted || weak->m_accessibilityReason != reason) {
+            weak->m_accessibilityPermission = trusted;
+            weak->m_accessibilityReason = reason;
+            Q_EMIT weak->changed();
+        }
+        Q_EMIT weak->permissionsRefreshed();
+    });
+}
+
+void AppModel::refreshStats() {
+    Courses::refreshStats(this);
+}
+
+QString AppModel::statusText() const {
+    switch (m_status.kind) {
+    case RecorderStatus::Kind::recording:
+        return m_status.textOnly ? localized("Recording text only") : localized("Recording");
+    case RecorderStatus::Kind::stopped:
+        return m_settings.onboardingCompleted() ? localized("Starting…") : localized("Setup needed");
+    case RecorderStatus::Kind::paused:
+        return localized("Paused");
+    case RecorderStatus::Kind::locked:
+        return localized("Waiting (screen locked)");
+    case RecorderStatus::Kind::asleep:
+        return localized("Waiting (display asleep)");
+    case RecorderStatus::Kind::needsPermission:
+        return localized("Screen Recording permission needed");
+    }
+    return {};
+}
+
+std::optional<QString> AppModel::detailText() const {
+    if (auto pause = pauseText()) return pause;
+    switch (m_skipReason.kind) {
+    case SkipReason::Kind::ownApp:
+        return std::nullopt;
+    case SkipReason::Kind::secureInput:
+        return localized("Not recording while a password is being typed");
+    case SkipReason::Kind::privateWindow:
+        return localized("Not recording private browser windows");
+    case SkipReason::Kind::excludedSite:
+        return localized("Not recording an excluded website");
+    case SkipReason::Kind::unverifiedBrowser:
+        return m_accessibilityPermission
+                   ? localized("Not recording this browser window: couldn't check whether it's private")
+                   : localized(
+                         "Not recording browser windows: allow Accessibility so private windows can be recognized");
+    case SkipReason::Kind::excludedApp:
+        return localized("Not recording: %1 is excluded").arg(QString::fromStdString(m_skipReason.name));
+    case SkipReason::Kind::none:
+        break;
+    }
+    if (m_status.isRecording() && m_status.textOnly) {
+        if (m_policy.reason == CapturePolicy::Reason::thermal) return localized("Mac is hot: saving text only");
+        if (m_policy.reason == CapturePolicy::Reason::lowBattery) return localized("Battery low: saving text only");
+        if (m_policy.reason == CapturePolicy::Reason::lowPower) return localized("Low Power Mode: saving text only");
+    }
+    if (m_status.isRecording() && m_powerSnapshot.onBattery && !m_policy.ocrNow)
+        return localized("On battery: reading text from images later");
+    return std::nullopt;
+}
+
+std::optional<QString> AppModel::pauseText() const {
+    const auto until = m_settings.pausedUntil();
+    if (!until || *until <= m_clock.now()) return std::nullopt;
+    if (*until == distantFuture) return localized("Paused until you resume");
+    return localized("Paused until %1").arg(momentLabel(*until, m_clock.now()));
+}
+
+void AppModel::schedulePauseTimer() {
+    m_pauseTimer.stop();
+    const auto until = m_settings.pausedUntil();
+    if (!until || *until == distantFuture) return;
+    const double seconds = std::clamp(*until - m_clock.now(), 0.0, longestTimerSeconds);
+    m_pauseTimer.start(std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000) + 1));
+}
+
+void AppModel::frameSaved(const FrameSummary& frame) {
+    m_lastSaved = frame;
+    Q_EMIT changed();
+    if (m_statsRefreshScheduled) return;
+    m_statsRefreshScheduled = true;
+    QTimer::singleShot(savedFrameDelay, this, [this] {
+        m_statsRefreshScheduled = false;
+        refreshStats();
+    });
+}
+
+} // namespace nomara

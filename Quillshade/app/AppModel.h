@@ -1,0 +1,114 @@
+#pragma once
+
+#include "Quillshade/capture/FrontmostTracker.h"
+#include "Quillshade/capture/Recorder.h"
+#include "Quillshade/settings/AppSettings.h"
+#include "Quillshade/store/StoreHub.h"
+
+#include <QObject>
+#include <QTimer>
+#include <optional>
+#include <string>
+#include <variant>
+
+namespace nomara {
+
+/// How long a pause lasts.
+struct PauseMinutes {
+    int minutes = 0;
+};
+struct PauseUntilTomorrowMorning {};
+struct PauseUntilResumed {};
+using PauseDuration = std::variant<PauseMinutes, PauseUntilTomorrowMorning, PauseUntilResumed>;
+
+/// The one object that joins the services: it wires their callbacks, turns their states into words, and carries out the
+/// user's commands that touch several of them. Lives on the main thread, as all its fields do; `changed` tells that one
+/// of them did.
+class AppModel final : public QObject {
+    Q_OBJECT
+
+public:
+    /// The platform's services; all of them outlive the model.
+    struct Platform {
+        Accessibility& accessibility;
+        WindowServer& windowServer;
+        InputActivity& input;
+        RunningApplications& applications;
+        Executor mainThread;
+        std::optional<std::string> ownBundleID;
+        std::optional<Recorder::StartTimer> startTimer; ///< tests hold the recorder's timer in their own hand
+    };
+
+    AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, const Platform& platform);
+    ~AppModel() override;
+
+    /// Wires everything and starts the services; recording begins once the user has completed the setup. Once.
+    void start();
+    /// Ends recording in order: open work is finished and statistics are written. Waits.
+    void shutdown();
+    /// Pushes the settings to every service.
+    void applySettings();
+
+    void pause(const PauseDuration& duration);
+    void pauseUntilResumed();
+    void resume();
+
+    void refreshPermissions();
+    void refreshStats();
+
+    QString statusText() const;
+    /// Why nothing is recorded, or why less than usual; absent when there is nothing to say.
+    std::optional<QString> detailText() const;
+    std::optional<QString> pauseText() const;
+
+    RecorderStatus status() const { return m_status; }
+    const SkipReason& skipReason() const { return m_skipReason; }
+    const CapturePolicy& policy() const { return m_policy; }
+    const std::optional<FrameSummary>& lastSaved() const { return m_lastSaved; }
+    const std::optional<DayStats>& today() const { return m_today; }
+    const StorageBreakdown& storage() const { return m_storage; }
+    bool accessibilityPermission() const { return m_accessibilityPermission; }
+    /// Why accessibility is missing, as a sentence; empty while it is there.
+    const std::string& accessibilityReason() const { return m_accessibilityReason; }
+    std::int64_t pendingOCR() const { return m_pendingOCR; }
+    bool databaseDamaged() const { return m_databaseDamaged; }
+    std::optional<FrontmostApp> frontmost() const { return m_tracker.current(); }
+    Recorder& recorder() { return m_recorder; }
+
+Q_SIGNALS:
+    void changed();
+    /// `refreshPermissions` and `refreshStats` have their answers.
+    void permissionsRefreshed();
+    void statsRefreshed();
+
+private:
+    struct Courses;
+
+    void schedulePauseTimer();
+    void frameSaved(const FrameSummary& frame);
+
+    AppSettings& m_settings;
+    StoreHub& m_hub;
+    const Clock& m_clock;
+    FrontmostTracker m_tracker;
+    Recorder m_recorder;
+
+    QTimer m_pauseTimer;
+    QTimer m_statsTimer;
+    bool m_statsRefreshScheduled = false;
+    std::optional<bool> m_lastMCPFlag;
+
+    RecorderStatus m_status;
+    SkipReason m_skipReason;
+    CapturePolicy m_policy;
+    PowerSnapshot m_powerSnapshot;
+    std::optional<FrameSummary> m_lastSaved;
+    std::optional<DayStats> m_today;
+    StorageBreakdown m_storage;
+    bool m_accessibilityPermission = false;
+    std::string m_accessibilityReason;
+    std::int64_t m_pendingOCR = 0;
+    bool m_databaseDamaged = false;
+};
+
+} // namespace nomara

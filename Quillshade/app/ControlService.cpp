@@ -1,0 +1,118 @@
+#include "Quillshade/app/ControlService.h"
+
+#include "Quillshade/app/AppModel.h"
+#include "Version.h"
+#include "core/base/Paths.h"
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusReply>
+#include <QTimer>
+#include <chrono>
+
+#include <nlohmann/json.hpp>
+
+namespace nomara {
+
+namespace {
+
+using nlohmann::json;
+
+const QString serviceName = QStringLiteral("com.brindlewick.Quillshade");
+const QString objectPath = QStringLiteral("/com/brindlewick/Quillshade");
+
+constexpr std::chrono::seconds longestWait{1};
+
+json optionalText(const std::optional<std::string>& text) {
+    return text ? json(*text) : json();
+}
+
+json optionalText(const std::optional<QString>& text) {
+    return text ? json(text->toStdString()) : json();
+}
+
+const char* name(SkipReason::Kind kind) {
+    switch (kind) {
+    case SkipReason::Kind::excludedApp:
+        return "excludedApp";
+    case SkipReason::Kind::none:
+        return "none";
+    case SkipReason::Kind::ownApp:
+        return "ownApp";
+    case SkipReason::Kind::secureInput:
+        return "secureInput";
+    case SkipReason::Kind::privateWindow:
+        return "privateWindow";
+    case SkipReason::Kind::excludedSite:
+        return "excludedSite";
+    case SkipReason::Kind::unverifiedBrowser:
+        return "unverifiedBrowser";
+    }
+    return "none";
+}
+
+} // namespace
+
+ControlService::ControlService(AppModel& model) : m_model(model) {}
+
+ControlService::Registration ControlService::registerOnSessionBus() {
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected()) return Registration::noBus;
+    if (!bus.registerObject(objectPath, this, QDBusConnection::ExportScriptableSlots)) return Registration::noBus;
+    return bus.registerService(serviceName) ? Registration::done : Registration::nameTaken;
+}
+
+unsigned ControlService::ownerProcess() {
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected()) return 0;
+    const QDBusReply<uint> process = bus.interface()->servicePid(serviceName);
+    return process.isValid() ? process.value() : 0;
+}
+
+QString ControlService::Status() {
+    if (!calledFromDBus()) return report();
+    setDelayedReply(true);
+    // Permissions are asked anew, but whoever waits isn't kept by a look at a screen that takes its time.
+    auto* const reply = new QTimer(this);
+    reply->setSingleShot(true);
+    connect(reply, &QTimer::timeout, this, [this, reply, request = message(), bus = connection()] {
+        bus.send(request.createReply(report()));
+        reply->deleteLater();
+    });
+    connect(&m_model, &AppModel::permissionsRefreshed, reply, [reply] { reply->start(0); });
+    reply->start(longestWait);
+    m_model.refreshPermissions();
+    return {};
+}
+
+QString ControlService::report() const {
+    json accessibility{{"available", m_model.accessibilityPermission()}};
+    if (!m_model.accessibilityPermission()) accessibility["reason"] = m_model.accessibilityReason();
+    json report{
+        {"version", QUILLSHADE_VERSION},
+        {"pid", QCoreApplication::applicationPid()},
+        {"dataDirectory", NomaraPaths::dataDirectory().string()},
+        {"status", m_model.statusText().toStdString()},
+        {"recording", m_model.status().isRecording()},
+        {"textOnly", m_model.status().textOnly},
+        {"detail", optionalText(m_model.detailText())},
+        {"skipReason", name(m_model.skipReason().kind)},
+        {"policy", std::string(nomara::name(m_model.policy().reason))},
+        {"accessibility", accessibility},
+        {"databaseDamaged", m_model.databaseDamaged()},
+        {"frontApplication", json()},
+        {"lastSaved", json()},
+    };
+    if (const auto app = m_model.frontmost())
+        report["frontApplication"] = {
+            {"pid", app->pid}, {"id", optionalText(app->bundleID)}, {"name", optionalText(app->name)}};
+    // Titles stay in the memory, to which others on the bus may have no access.
+    if (const auto& frame = m_model.lastSaved())
+        report["lastSaved"] = {
+            {"id", frame->id}, {"timestamp", frame->timestamp.seconds}, {"appName", optionalText(frame->appName)}};
+    return QString::fromStdString(report.dump(-1, ' ', false, json::error_handler_t::replace));
+}
+
+} // namespace nomara

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "platform/Accessibility.h"
+#include "platform/WindowServer.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace nomara {
+
+/// What is known of a process's front window. Without an element its text can't be read.
+struct WindowSnapshot {
+    std::optional<std::string> title;
+    std::optional<Rect> frame; ///< global display coordinates
+    std::optional<AccessibleElement> element;
+    friend bool operator==(const WindowSnapshot&, const WindowSnapshot&) = default;
+};
+
+/// The recorder's one door to other programs' windows: accessibility first, the window server where that is silent.
+/// Used on one thread, the recorder's. Nothing fails; what can't be read is absent.
+class WindowInspector {
+public:
+    WindowInspector(Accessibility& accessibility, WindowServer& windowServer);
+
+    bool isTrusted();
+    bool focusIsSecure();
+    WindowSnapshot snapshot(ProcessID pid);
+    std::vector<AccessibleWindow> windows(ProcessID pid);
+    /// The address of the document in a window; absent when only white space would be left.
+    std::optional<std::string> documentAddress(const AccessibleElement& element);
+    WindowText text(const AccessibleElement& element, const std::optional<Rect>& frame, const TextLimits& limits);
+
+private:
+    WindowSnapshot fromWindowServer(ProcessID pid);
+
+    Accessibility& m_accessibility;
+    WindowServer& m_windowServer;
+};
+
+} // namespace nomara

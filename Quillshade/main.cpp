@@ -1,0 +1,199 @@
+#include "Quillshade/app/AppModel.h"
+#include "Quillshade/app/ControlService.h"
+#include "Quillshade/app/InstanceLock.h"
+#include "Quillshade/app/MainThread.h"
+#include "Quillshade/app/TerminationSignals.h"
+#include "Quillshade/app/Texts.h"
+#include "Version.h"
+#include "core/base/Paths.h"
+#include "platform/PlatformError.h"
+#include "platform/linux/atspi/AtspiAccessibility.h"
+#include "platform/linux/desktop/ApplicationIdentifier.h"
+#include "platform/linux/settings/QtPreferencesStore.h"
+#include "platform/linux/x11/X11InputActivity.h"
+#include "platform/linux/x11/X11RunningApplications.h"
+#include "platform/linux/x11/X11WindowServer.h"
+
+#include <QCoreApplication>
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace nomara;
+
+constexpr int exitFailure = 1, exitUsage = 2;
+constexpr const char* ownBundleID = "com.brindlewick.Quillshade";
+
+struct Arguments {
+    std::string dataDirectory;
+    std::vector<std::string> settings; ///< KEY=VALUE
+};
+
+void say(const std::string& sentence) {
+    std::cerr << "quillshade: " << sentence << std::endl;
+}
+
+int fail(const std::string& sentence) {
+    say(sentence);
+    return exitFailure;
+}
+
+// What is remembered is for its owner's eyes: no file of ours is readable by others, and no crash leaves the text of
+// the screen in a core file.
+void keepToOurselves() {
+    umask(077);
+    const rlimit none{0, 0};
+    setrlimit(RLIMIT_CORE, &none);
+}
+
+std::string alreadyRunning(long process) {
+    return "Quillshade is already running in this session (process " + std::to_string(process) + ").";
+}
+
+/// Applies "KEY=VALUE" lines; an empty answer means that all of them made sense.
+std::string storeSettings(AppSettings& settings, const std::vector<std::string>& lines) {
+    for (const std::string& line : lines) {
+        const std::size_t equals = line.find('=');
+        const std::string key = line.substr(0, equals);
+        SettingBase* row = nullptr;
+        for (SettingBase* candidate : settings.rows())
+            if (candidate->key() == key) row = candidate;
+        if (equals == std::string::npos) return "--set wants KEY=VALUE, not \"" + line + "\".";
+        if (row == nullptr) return "There is no setting \"" + key + "\".";
+        if (!row->setFromText(line.substr(equals + 1)))
+            return "\"" + line.substr(equals + 1) + "\" is no value for the setting \"" + key + "\".";
+    }
+    return {};
+}
+
+// A display server that stands still, or a disk, could keep an orderly end waiting for good: it has this long, and a
+// second signal cuts it short.
+constexpr unsigned longestEndSeconds = 5;
+
+void endInOrder() {
+    static bool ending = false;
+    if (std::exchange(ending, true)) _exit(exitFailure);
+    std::signal(SIGALRM, [](int) { _exit(exitFailure); });
+    alarm(longestEndSeconds);
+    QCoreApplication::quit();
+}
+
+void sayWhatIsMissing(const AppSettings& settings) {
+    if (!settings.onboardingCompleted())
+        say("Setup needed: nothing is recorded until you allow it with --set onboardingCompleted=true.");
+    else if (!settings.textOnlyMode())
+        say("This version records text alone; switch that on with --set textOnlyMode=true.");
+}
+
+std::string describe(const SQLiteError& error) {
+    const std::string file = NomaraPaths::databaseURL().string();
+    if (error.isDamage())
+        return "The memory database " + file +
+               " is damaged or no database at all. It stays as it is; move it away to begin a new memory.";
+    return "The memory database " + file + " can't be opened: " + error.message() + ".";
+}
+
+int record(AppSettings& settings, const Executor& mainThread) {
+    // Each of the connections to the display tells; once is enough.
+    const auto told = std::make_shared<std::atomic<bool>>(false);
+    const auto displayLost = [mainThread, told] {
+        if (told->exchange(true)) return;
+        say("The display has gone; ending.");
+        mainThread([] { QCoreApplication::quit(); });
+    };
+    const SystemClock clock;
+    AtspiAccessibility accessibility;
+    ApplicationIdentifier identifier;
+    X11WindowServer windowServer(displayLost);
+    X11InputActivity input([&accessibility] { return accessibility.isTrusted(); }, displayLost);
+    X11RunningApplications applications([&identifier](const WindowOwner& owner) { return identifier.identify(owner); },
+                                        displayLost);
+    StoreHub hub(mainThread, clock);
+    AppModel model(hub, settings, clock,
+                   {accessibility, windowServer, input, applications, mainThread, ownBundleID, std::nullopt});
+    ControlService control(model);
+    switch (control.registerOnSessionBus()) {
+    case ControlService::Registration::done:
+        break;
+    case ControlService::Registration::nameTaken:
+        say(alreadyRunning(ControlService::ownerProcess()));
+        return 0;
+    case ControlService::Registration::noBus:
+        say("There is no session bus, so nobody can ask for the status.");
+        break;
+    }
+    sayWhatIsMissing(settings);
+    model.start();
+    const int code = QCoreApplication::exec();
+    model.shutdown();
+    return code;
+}
+
+int run(int argc, char** argv, const Arguments& arguments) {
+    keepToOurselves();
+    if (!arguments.dataDirectory.empty()) setenv("NOMARA_DATA_DIR", arguments.dataDirectory.c_str(), 1);
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("Quillshade"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(QUILLSHADE_VERSION));
+    EnglishCatalogue english;
+    QCoreApplication::installTranslator(&english);
+    const TerminationSignals signals(endInOrder);
+
+    const InstanceLock lock(NomaraPaths::dataDirectory());
+    if (lock.holder()) return say(alreadyRunning(*lock.holder())), 0;
+    if (const unsigned owner = ControlService::ownerProcess(); owner != 0) return say(alreadyRunning(owner)), 0;
+
+    QtPreferencesStore preferences;
+    AppSettings settings(preferences);
+    if (const std::string problem = storeSettings(settings, arguments.settings); !problem.empty()) {
+        say(problem);
+        return exitUsage;
+    }
+    if (!preferences.isWritable())
+        say("The settings can't be written to " + QtPreferencesStore::defaultFile().string() +
+            "; they hold until Quillshade ends.");
+    try {
+        return record(settings, mainThreadExecutor(application));
+    } catch (const PlatformError& error) {
+        return fail(error.what());
+    } catch (const SQLiteError& error) {
+        return fail(describe(error));
+    } catch (const std::filesystem::filesystem_error& error) {
+        return fail("The data folder " + error.path1().string() + " can't be used: " + error.code().message() + ".");
+    } catch (const std::exception& error) {
+        return fail(std::string("Quillshade can't go on: ") + error.what() + ".");
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    Arguments arguments;
+    CLI::App parser("Quillshade, a private memory of everything you see on your computer.\n"
+                    "Starts in the background of a session and records; quillshadectl searches.",
+                    "quillshade");
+    parser.set_version_flag("--version", "quillshade " QUILLSHADE_VERSION);
+    parser.add_option("--data-dir", arguments.dataDirectory, "Keep the memory in this folder")->type_name("DIR");
+    parser.add_option("--set", arguments.settings, "Store a setting before starting; may be given again")
+        ->type_name("KEY=VALUE")
+        ->allow_extra_args(false);
+    parser.footer("Exit codes: 0 ended in order or already running, 1 could not start, 2 wrong usage.");
+    try {
+        parser.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return parser.exit(error) == 0 ? 0 : exitUsage;
+    }
+    return run(argc, argv, arguments);
+}
