@@ -1,0 +1,138 @@
+#include "quillshadectl/Commands.h"
+#include "quillshadectl/Fault.h"
+#include "quillshadectl/Json.h"
+#include "quillshadectl/Listing.h"
+#include "quillshadectl/SessionBus.h"
+#include "quillshadectl/TerminalText.h"
+#include "quillshadectl/TimePoint.h"
+
+#include <ostream>
+#include <string_view>
+#include <system_error>
+
+namespace nomara::ctl {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Members of the report; one that is absent, or of another kind than expected, reads as nothing.
+std::string text(const Json& object, const char* member) {
+    const auto found = object.find(member);
+    return found != object.end() && found->is_string() ? found->get<std::string>() : std::string();
+}
+
+bool isTrue(const Json& object, const char* member) {
+    const auto found = object.find(member);
+    return found != object.end() && found->is_boolean() && found->get<bool>();
+}
+
+template <typename Number>
+std::optional<Number> number(const Json& object, const char* member) {
+    const auto found = object.find(member);
+    if (found == object.end() || !found->is_number()) return std::nullopt;
+    return found->get<Number>();
+}
+
+Json part(const Json& object, const char* member) {
+    const auto found = object.find(member);
+    return found != object.end() && found->is_object() ? *found : Json::object();
+}
+
+std::string skipSentence(const std::string& reason, const std::string& frontApplication) {
+    const auto because = [](const std::string& why) { return "Stored nothing: " + why + "."; };
+    if (reason.empty() || reason == "none") return "";
+    if (reason == "excludedApp")
+        return because((frontApplication.empty() ? "the front application" : frontApplication) + " is excluded");
+    if (reason == "ownApp") return because("the front window is Quillshade's own");
+    if (reason == "secureInput") return because("a password is being typed");
+    if (reason == "privateWindow") return because("the front window is a private one");
+    if (reason == "excludedSite") return because("the page in front belongs to an excluded website");
+    if (reason == "unverifiedBrowser") return because("it couldn't be told whether the browser window is private");
+    return because(reason);
+}
+
+std::string accessibilityText(const Json& accessibility) {
+    if (isTrue(accessibility, "available")) return "Available";
+    const std::string reason = text(accessibility, "reason");
+    return reason.empty() ? "Not available" : "Not available: " + reason;
+}
+
+std::string applicationText(const Json& application) {
+    const std::string name = text(application, "name"), id = text(application, "id");
+    if (name.empty() || id.empty() || name == id) return name + (name == id ? "" : id);
+    return name + " (" + id + ")";
+}
+
+FrameSummary lastSavedFrame(const Json& saved) {
+    const auto optional = [&](const char* member) {
+        const std::string value = text(saved, member);
+        return value.empty() ? std::nullopt : std::optional(value);
+    };
+    FrameSummary frame;
+    frame.id = number<RowID>(saved, "id").value_or(0);
+    frame.timestamp = {number<double>(saved, "timestamp").value_or(0)};
+    frame.appName = optional("appName");
+    frame.windowTitle = optional("windowTitle");
+    return frame;
+}
+
+std::string lastSavedText(const Context& context, const Json& saved) {
+    if (saved.empty()) return "Nothing yet in this session";
+    Context bare = context;
+    bare.colored = false;
+    return FrameText::heading(bare, lastSavedFrame(saved), 1);
+}
+
+void print(const Context& context, const Json& report) {
+    const auto process = number<std::int64_t>(report, "pid");
+    context.out << "Quillshade " << TerminalText::singleLine(text(report, "version")) << " is running";
+    if (process) context.out << " (process " << *process << ")";
+    context.out << ".\n";
+    const Json front = part(report, "frontApplication");
+    const Listing list(context);
+    list.add("Status", text(report, "status"));
+    list.add("Detail", text(report, "detail"));
+    list.add("Last look", skipSentence(text(report, "skipReason"), text(front, "name")));
+    list.add("In front", applicationText(front));
+    list.add("Accessibility", accessibilityText(part(report, "accessibility")));
+    list.add("Data folder", text(report, "dataDirectory"));
+    if (isTrue(report, "databaseDamaged")) list.add("Database", "Damaged; nothing can be stored");
+    list.add("Last saved", lastSavedText(context, part(report, "lastSaved")));
+}
+
+int notRunning(const Context& context, const std::string& sentence) {
+    if (context.line.json)
+        JsonText::printObject(context.out, {{"running", false}, {"detail", sentence}});
+    else
+        context.out << TerminalText::singleLine(sentence) << '\n';
+    return ExitCode::nothing;
+}
+
+bool isSameFolder(const fs::path& one, const fs::path& other) {
+    std::error_code error;
+    return one == other || fs::equivalent(one, other, error);
+}
+
+} // namespace
+
+int status(Context& context) {
+    const auto answer = askRunningProgram();
+    if (!answer) return notRunning(context, "Quillshade is not running in this session.");
+    const Json report = Json::parse(*answer, nullptr, false);
+    if (!report.is_object()) throw Fault("Quillshade gave an answer that isn't understood; is it of another version?");
+    const std::string folder = text(report, "dataDirectory");
+    if (context.line.dataDirectory && !isSameFolder(*context.line.dataDirectory, folder))
+        return notRunning(context, "Quillshade is not running on " + context.line.dataDirectory->string() +
+                                       "; the one in this session keeps its memory in " + folder + ".");
+    if (context.line.json) {
+        Json object{{"running", true}};
+        object.update(report);
+        JsonText::printObject(context.out, object);
+    } else {
+        print(context, report);
+    }
+    return ExitCode::fine;
+}
+
+} // namespace nomara::ctl
