@@ -1,0 +1,252 @@
+#include "Quillshade/app/AppModel.h"
+#include "Quillshade/app/InstanceLock.h"
+#include "Quillshade/app/MainThread.h"
+#include "core/base/Calendar.h"
+#include "platform/fake/FakePreferencesStore.h"
+#include "tests/app/Harness.h"
+
+#include <QCoreApplication>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace nomara {
+namespace {
+
+QCoreApplication& application() {
+    static int count = 1;
+    static char name[] = "app_tests";
+    static char* arguments[] = {name, nullptr};
+    static QCoreApplication instance(count, arguments);
+    return instance;
+}
+
+struct ModelHarness {
+    QCoreApplication& app = application();
+    TemporaryDataFolder folder;
+    ManualClock clock{{1'793'000'000}};
+    FakeAccessibility accessibility;
+    FakeWindowServer windowServer;
+    FakeInputActivity input;
+    FakeRunningApplications applications;
+    FakePreferencesStore preferences;
+    AppSettings settings{preferences};
+    StoreHub hub{mainThreadExecutor(app), clock};
+    std::unique_ptr<AppModel> model;
+
+    AppModel& build() {
+        const Recorder::StartTimer never = [](auto&&...) { return std::make_unique<SerialQueue::Timer>(); };
+        model = std::make_unique<AppModel>(hub, settings, clock,
+                                           AppModel::Platform{accessibility, windowServer, input, applications,
+                                                              mainThreadExecutor(app), "com.brindlewick.Quillshade",
+                                                              never});
+        return *model;
+    }
+    /// Lets the recorder and then the main thread do what they were told.
+    void settle() {
+        model->recorder().queue().sync([] {});
+        hub.write([](MemoryStore&) {});
+        QCoreApplication::processEvents();
+    }
+    void tick() {
+        model->recorder().queue().sync([this] { model->recorder().tick(); });
+        QCoreApplication::processEvents();
+    }
+};
+
+TEST(AppModel, RecordsOnlyOnceTheSetupIsComplete) {
+    ModelHarness h;
+    h.build().start();
+    h.settle();
+    EXPECT_EQ(h.model->status().kind, RecorderStatus::Kind::stopped);
+    EXPECT_EQ(h.model->statusText(), QStringLiteral("Setup needed"));
+    EXPECT_FALSE(h.model->detailText());
+
+    h.settings.onboardingCompleted.set(true);
+    EXPECT_EQ(h.model->statusText(), QStringLiteral("Starting…"));
+    h.build().start();
+    h.settle();
+    EXPECT_EQ(h.model->statusText(), QStringLiteral("Recording"));
+    h.settings.textOnlyMode.set(true);
+    h.settle();
+    EXPECT_EQ(h.model->statusText(), QStringLiteral("Recording text only"));
+    EXPECT_EQ(h.model->policy().reason, CapturePolicy::Reason::textOnly);
+}
+
+TEST(AppModel, SaysWhyNothingIsRecorded) {
+    ModelHarness h;
+    h.settings.onboardingCompleted.set(true);
+    h.settings.textOnlyMode.set(true);
+    h.build().start();
+    h.settle();
+    const struct {
+        FrontmostApp app;
+        bool secure;
+        const char* text;
+    } rows[] = {
+        {{5, "org.keepassxc.keepassxc", "KeePassXC"}, false, "Not recording: KeePassXC is excluded"},
+        {{6, "org.editor", "Editor"}, true, "Not recording while a password is being typed"},
+        {{6, "org.editor", "Editor"}, false, nullptr},
+        {{7, "com.brindlewick.Quillshade", "Quillshade"}, false, nullptr},
+    };
+    for (const auto& row : rows) {
+        h.applications.activate(row.app);
+        h.input.setSecureInput(row.secure);
+        h.accessibility.setFocusSecure(row.secure);
+        h.settle();
+        h.tick();
+        if (row.text == nullptr)
+            EXPECT_FALSE(h.model->detailText()) << h.model->detailText()->toStdString();
+        else
+            EXPECT_EQ(h.model->detailText(), QString::fromUtf8(row.text));
+    }
+}
+
+TEST(AppModel, AnnouncesSavedFramesAndCountsThem) {
+    ModelHarness h;
+    h.settings.onboardingCompleted.set(true);
+    h.settings.textOnlyMode.set(true);
+    h.accessibility.setWindows(6, {{"Title", Rect{0, 0, 500, 500}, "words", std::nullopt}});
+    h.applications.activate(FrontmostApp{6, "org.editor", "Editor"});
+    h.build().start();
+    h.settle();
+    h.tick();
+    ASSERT_TRUE(h.model->lastSaved());
+    EXPECT_EQ(h.model->lastSaved()->windowTitle, "Title");
+    h.model->shutdown();
+    h.model->refreshStats();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return h.model->today().has_value(); }, 10'000)) << "also behind an earlier one";
+    EXPECT_EQ(h.model->today()->framesSaved, 1);
+    EXPECT_EQ(h.model->storage().frameCount, 1);
+}
+
+TEST(AppModel, PausesSurviveARestart) {
+    ModelHarness h;
+    h.settings.onboardingCompleted.set(true);
+    h.build().start();
+    h.model->pause(PauseMinutes{30});
+    h.settle();
+    EXPECT_EQ(h.model->status().kind, RecorderStatus::Kind::paused);
+    EXPECT_EQ(h.settings.pausedUntil(), h.clock.now() + 1800);
+    EXPECT_TRUE(h.model->pauseText()->startsWith(QStringLiteral("Paused until ")));
+
+    h.build().start();
+    h.settle();
+    EXPECT_EQ(h.model->status().kind, RecorderStatus::Kind::paused);
+    h.model->resume();
+    h.settle();
+    EXPECT_TRUE(h.model->status().isRecording());
+    EXPECT_FALSE(h.settings.pausedUntil());
+
+    h.model->pauseUntilResumed();
+    h.clock.advance(1e8);
+    h.build().start();
+    h.settle();
+    EXPECT_EQ(h.model->detailText(), QStringLiteral("Paused until you resume"));
+
+    // One that ended while the program wasn't running.
+    h.settings.pausedUntil.set(h.clock.now() - 1);
+    h.build().start();
+    h.settle();
+    EXPECT_TRUE(h.model->status().isRecording());
+    EXPECT_FALSE(h.settings.pausedUntil());
+}
+
+TEST(AppModel, PausesUntilTomorrowMorning) {
+    ModelHarness h;
+    h.build().start();
+    h.model->pause(PauseUntilTomorrowMorning());
+    const CalendarDate morning = Calendar::components(*h.settings.pausedUntil());
+    EXPECT_EQ(morning.day, Calendar::components(Calendar::addingDays(h.clock.now(), 1)).day);
+    EXPECT_EQ(*h.settings.pausedUntil() - Calendar::startOfDay(*h.settings.pausedUntil()), 28'800);
+    h.settle();
+    h.model->resume();
+}
+
+TEST(AppModel, APauseEndsByItself) {
+    ModelHarness h;
+    h.settings.onboardingCompleted.set(true);
+    h.build().start();
+    // The timer runs on real time; the clock is moved to where the timer will look.
+    h.settings.pausedUntil.set(h.clock.now() + 0.05);
+    h.build().start();
+    h.settle();
+    ASSERT_EQ(h.model->status().kind, RecorderStatus::Kind::paused);
+    h.clock.advance(0.05);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return h.model->status().isRecording(); }, 5'000));
+}
+
+TEST(AppModel, TellsWhetherWindowsCanBeRead) {
+    ModelHarness h;
+    h.build().start();
+    h.accessibility.setUnavailable("The accessibility bus isn't there");
+    QSignalSpy refreshed(h.model.get(), &AppModel::permissionsRefreshed);
+    h.model->refreshPermissions();
+    ASSERT_TRUE(refreshed.wait(5'000));
+    EXPECT_FALSE(h.model->accessibilityPermission());
+    EXPECT_EQ(h.model->accessibilityReason(), "The accessibility bus isn't there");
+    h.accessibility.setUnavailable("");
+    h.model->refreshPermissions();
+    ASSERT_TRUE(refreshed.wait(5'000));
+    EXPECT_TRUE(h.model->accessibilityPermission());
+}
+
+TEST(AppModel, WritesTheConsentForCompanions) {
+    ModelHarness h;
+    h.build().start();
+    const auto consent = [&] { return h.hub.write([](MemoryStore& store) { return store.meta("mcp_enabled"); }); };
+    EXPECT_EQ(consent(), "0");
+    h.settings.mcpEnabled.set(true);
+    EXPECT_EQ(consent(), "1");
+}
+
+TEST(FrontmostTracker, TellsOfChangesOnly) {
+    FakeRunningApplications applications;
+    HeldMainThread mainThread;
+    std::vector<std::optional<FrontmostApp>> heard;
+    auto tracker = std::make_unique<FrontmostTracker>(applications, mainThread.executor());
+    tracker->onChange = [&](const auto& app) { heard.push_back(app); };
+    const FrontmostApp one{1, "a", "A"}, two{2, "b", "B"};
+    applications.activate(one);
+    tracker->start();
+    EXPECT_EQ(tracker->current(), one);
+    for (const std::optional<FrontmostApp>& app : {std::optional(one), std::optional(two), std::optional(two), {}})
+        applications.activate(app);
+    mainThread.drain();
+    EXPECT_EQ(heard, (std::vector<std::optional<FrontmostApp>>{one, two, {}}));
+    tracker->start();
+    EXPECT_EQ(heard.size(), 3u) << "a second start only looks again";
+    applications.activate(one);
+    tracker.reset();
+    mainThread.drain();
+    EXPECT_EQ(heard.size(), 3u);
+}
+
+TEST(InstanceLock, KnowsWhoWasFirst) {
+    TemporaryDataFolder folder;
+    int toParent[2], toChild[2];
+    ASSERT_EQ(pipe(toParent), 0);
+    ASSERT_EQ(pipe(toChild), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        char byte = 0;
+        const InstanceLock lock(folder.path);
+        byte = lock.holder() ? 1 : 0;
+        _exit(write(toParent[1], &byte, 1) == 1 && read(toChild[0], &byte, 1) == 1 ? 0 : 1);
+    }
+    char taken = 2;
+    ASSERT_EQ(read(toParent[0], &taken, 1), 1);
+    EXPECT_EQ(taken, 0);
+    EXPECT_EQ(InstanceLock(folder.path).holder(), child);
+    EXPECT_EQ(InstanceLock(folder.path / "." / ".." / folder.path.filename()).holder(), child) << "the same folder";
+    EXPECT_FALSE(InstanceLock(folder.path / "other").holder());
+    ASSERT_EQ(write(toChild[1], &taken, 1), 1);
+    ASSERT_EQ(waitpid(child, nullptr, 0), child);
+    EXPECT_FALSE(InstanceLock(folder.path).holder());
+}
+
+} // namespace
+} // namespace nomara

@@ -1,0 +1,134 @@
+#pragma once
+
+#include "Quillshade/capture/Recorder.h"
+#include "Quillshade/store/StoreHub.h"
+#include "platform/fake/FakeAccessibility.h"
+#include "platform/fake/FakeInputActivity.h"
+#include "platform/fake/FakeRunningApplications.h"
+#include "platform/fake/FakeWindowServer.h"
+#include "platform/fake/ManualClock.h"
+
+#include <cstdlib>
+#include <deque>
+#include <filesystem>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace nomara {
+
+/// A data folder of the test's own, gone with the test.
+class TemporaryDataFolder {
+public:
+    TemporaryDataFolder() {
+        std::string name = (std::filesystem::temp_directory_path() / "quillshade-app-XXXXXX").string();
+        path = mkdtemp(name.data());
+        setenv("NOMARA_DATA_DIR", path.c_str(), 1);
+    }
+    ~TemporaryDataFolder() {
+        unsetenv("NOMARA_DATA_DIR");
+        std::filesystem::remove_all(path);
+    }
+
+    std::filesystem::path path;
+};
+
+/// A main thread whose work waits until the test lets it run.
+class HeldMainThread {
+public:
+    Executor executor() {
+        return [this](std::function<void()> work) {
+            const std::lock_guard lock(m_mutex);
+            m_work.push_back(std::move(work));
+        };
+    }
+    void drain() {
+        for (;;) {
+            std::function<void()> work;
+            {
+                const std::lock_guard lock(m_mutex);
+                if (m_work.empty()) return;
+                work = std::move(m_work.front());
+                m_work.pop_front();
+            }
+            work();
+        }
+    }
+
+private:
+    std::mutex m_mutex; // guards m_work
+    std::deque<std::function<void()>> m_work;
+};
+
+/// A recorder among fakes, whose timer never fires by itself: the test ticks.
+struct RecorderHarness {
+    struct Timer {
+        double first, interval, leeway;
+        friend bool operator==(const Timer&, const Timer&) = default;
+    };
+
+    TemporaryDataFolder folder;
+    ManualClock clock;
+    HeldMainThread mainThread;
+    FakeAccessibility accessibility;
+    FakeWindowServer windowServer;
+    FakeInputActivity input;
+    FakeRunningApplications applications;
+    StoreHub hub{mainThread.executor(), clock};
+    FrontmostTracker tracker{applications, mainThread.executor()};
+    std::vector<Timer> timers;
+    std::vector<RecorderStatus> statuses;
+    std::vector<SkipReason> skips;
+    std::vector<FrameSummary> saved;
+    std::vector<CapturePolicy> policies;
+    Recorder recorder{{hub, accessibility, windowServer, input, tracker, clock, mainThread.executor(),
+                       "com.brindlewick.Quillshade",
+                       [this](SerialQueue&, double first, double interval, double leeway, const SerialQueue::Work&) {
+                           timers.push_back({first, interval, leeway});
+                           return std::make_unique<SerialQueue::Timer>();
+                       }}};
+
+    RecorderHarness() {
+        Recorder::Events events;
+        events.status = [this](RecorderStatus status) { statuses.push_back(status); };
+        events.skip = [this](const SkipReason& reason) { skips.push_back(reason); };
+        events.saved = [this](const FrameSummary& frame, const auto&) { saved.push_back(frame); };
+        events.policy = [this](const CapturePolicy& policy) { policies.push_back(policy); };
+        recorder.setEvents(std::move(events));
+        tracker.start();
+    }
+
+    /// Text-only mode, no block: ticks record.
+    void record() {
+        RecorderConfig config;
+        config.textOnly = true;
+        recorder.setConfig(config);
+        recorder.setBlock(Recorder::Block::stopped, false);
+        settle();
+    }
+    /// Lets everything that was sent to the recorder and to the main thread happen.
+    void settle() {
+        recorder.queue().sync([] {});
+        mainThread.drain();
+    }
+    void tick(double afterSeconds = 0) {
+        clock.advance(afterSeconds);
+        recorder.queue().sync([this] { recorder.tick(); });
+        mainThread.drain();
+    }
+    void show(const FrontmostApp& app, const std::string& title, const std::string& text) {
+        accessibility.setWindows(app.pid, {{title, Rect{0, 0, 800, 600}, text, std::nullopt}});
+        applications.activate(app);
+        mainThread.drain();
+    }
+    std::vector<std::string> storedTexts() {
+        return hub.read([](MemoryStore& store) {
+            std::vector<std::string> texts;
+            for (const FrameSummary& frame : store.frames({0}, {1e12}, false, 1'000))
+                texts.push_back(store.frameText(frame.id).value_or("(none)"));
+            return texts;
+        });
+    }
+};
+
+} // namespace nomara

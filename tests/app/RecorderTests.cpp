@@ -1,0 +1,317 @@
+#include "core/base/Calendar.h"
+#include "core/base/Paths.h"
+#include "core/store/SQLiteDatabase.h"
+#include "tests/app/Harness.h"
+
+#include <gtest/gtest.h>
+
+namespace nomara {
+namespace {
+
+using Strings = std::vector<std::string>;
+using Kind = SkipReason::Kind;
+
+const FrontmostApp editor{10, "org.editor", "Editor"};
+const FrontmostApp browser{11, "org.browser", "Browser"};
+
+TEST(Recorder, StoresTheTextOfTheFrontWindowOnce) {
+    RecorderHarness h;
+    h.record();
+    h.windowServer.setDisplays(
+        {{1, "LEFT", {0, 0, 1000, 800}, 1, true}, {2, "RIGHT", {1000, 0, 500.9, 400}, 1, false}});
+    h.accessibility.setWindows(10,
+                               {{"Notes", Rect{900, 100, 400, 200}, "first line\nsecond line", "https://a.example/x"}});
+    h.applications.activate(editor);
+    h.mainThread.drain();
+    h.tick();
+
+    ASSERT_EQ(h.saved.size(), 1u);
+    const auto frame = h.hub.read([&](MemoryStore& store) { return store.frame(h.saved[0].id); });
+    ASSERT_TRUE(frame);
+    EXPECT_EQ(frame->timestamp, h.clock.now());
+    EXPECT_EQ(frame->appBundleID, "org.editor");
+    EXPECT_EQ(frame->appName, "Editor");
+    EXPECT_EQ(frame->windowTitle, "Notes");
+    EXPECT_EQ(frame->url, "https://a.example/x");
+    EXPECT_EQ(frame->displayID, 2u) << "the display under the window's middle";
+    EXPECT_EQ(frame->width, 500);
+    EXPECT_EQ(frame->height, 400);
+    EXPECT_EQ(frame->imageState, ImageState::none);
+    EXPECT_EQ(frame->ocrState, OCRState::notNeeded);
+    EXPECT_EQ(frame->textSource, TextSource::accessibility());
+    ASSERT_TRUE(frame->windowRect);
+    EXPECT_DOUBLE_EQ(frame->windowRect->x, 0) << "only what lies on the display counts";
+    EXPECT_DOUBLE_EQ(frame->windowRect->y, 0.25);
+    EXPECT_DOUBLE_EQ(frame->windowRect->width, 300 / 500.9);
+    EXPECT_DOUBLE_EQ(frame->windowRect->height, 0.5);
+    EXPECT_EQ(h.saved[0].windowTitle, "Notes");
+
+    // A window that doesn't change stores nothing, however long one looks.
+    h.input.setSecondsSinceLastInput(1e6);
+    for (int i = 0; i < 150; ++i)
+        h.tick(2);
+    EXPECT_EQ(h.storedTexts(), (Strings{"first line\nsecond line"}));
+    EXPECT_LE(h.accessibility.counts().text, 150 * 2 / 15 + 1) << "it is read at the heartbeat alone";
+
+    h.accessibility.setText(10, "first line\nsecond line\nthird line");
+    h.tick(16);
+    EXPECT_EQ(h.storedTexts(), (Strings{"first line\nsecond line", "third line"}));
+}
+
+TEST(Recorder, PacesItsLooks) {
+    // Seconds since the last look, seconds since the last input, whether the window is another one; does it look?
+    const struct {
+        const char* name;
+        double sinceLast, inputIdle;
+        bool newContext, looks;
+    } rows[] = {
+        {"a new window too soon", 1.4, 0, true, false},
+        {"a new window", 1.5, 0, true, true},
+        {"paused after typing", 5, 1.5, false, true},
+        {"paused, but looked lately", 4.9, 1.5, false, false},
+        {"still typing", 14.9, 0.2, false, false},
+        {"still typing at the heartbeat", 15, 0.2, false, true},
+        {"no input since the last look", 14.9, 14.9, false, false},
+        {"no input since the last look, at the heartbeat", 15, 100, false, true},
+    };
+    for (const auto& row : rows) {
+        RecorderHarness h;
+        h.record();
+        h.show(editor, "Notes", "some text");
+        h.tick();
+        ASSERT_EQ(h.accessibility.counts().text, 1) << row.name;
+        if (row.newContext) h.show(editor, "Other", "other text");
+        h.input.setSecondsSinceLastInput(row.inputIdle);
+        h.tick(row.sinceLast);
+        EXPECT_EQ(h.accessibility.counts().text, row.looks ? 2 : 1) << row.name;
+        EXPECT_EQ(h.saved.size(), row.newContext && row.looks ? 2u : 1u) << row.name;
+    }
+}
+
+TEST(Recorder, ANewContextIsStoredEvenWithoutNewLines) {
+    RecorderHarness h;
+    h.record();
+    h.show(editor, "One", "text");
+    h.tick();
+    h.show(browser, "Two", "");
+    h.tick(2);
+    h.show(editor, "One", "text");
+    h.tick(2);
+    EXPECT_EQ(h.storedTexts(), (Strings{"text", "", ""}));
+    EXPECT_EQ(h.hub.read([](MemoryStore& store) { return store.frame(2)->textSource; }), TextSource());
+}
+
+TEST(Recorder, SkipsWhatMustNotBeRecorded) {
+    const struct {
+        const char* name;
+        FrontmostApp app;
+        bool secureInput, trusted, focusSecure;
+        SkipReason reason;
+    } rows[] = {
+        {"itself", {1, "com.brindlewick.Quillshade", "Q"}, false, true, false, {Kind::ownApp, ""}},
+        {"an excluded application",
+         {1, "org.keepassxc.keepassxc", "KeePassXC"},
+         false,
+         true,
+         false,
+         {Kind::excludedApp, "KeePassXC"}},
+        {"one without a name",
+         {1, "com.bitwarden.desktop", {}},
+         false,
+         true,
+         false,
+         {Kind::excludedApp, "com.bitwarden.desktop"}},
+        {"a password field", editor, true, true, true, {Kind::secureInput, ""}},
+        {"secure input that can't be confirmed", editor, true, false, false, {Kind::secureInput, ""}},
+        {"secure input left on elsewhere", editor, true, true, false, {Kind::none, ""}},
+        {"an application without an identifier", {1, {}, "Tool"}, false, true, false, {Kind::none, ""}},
+    };
+    for (const auto& row : rows) {
+        RecorderHarness h;
+        h.record();
+        h.show(row.app, "Title", "words");
+        h.input.setSecureInput(row.secureInput);
+        h.accessibility.setFocusSecure(row.focusSecure);
+        if (!row.trusted) h.accessibility.setUnavailable("no bus");
+        h.tick();
+        h.tick(2);
+        if (row.reason.kind == Kind::none) {
+            EXPECT_TRUE(h.skips.empty()) << row.name;
+            EXPECT_EQ(h.saved.size(), 1u) << row.name;
+        } else {
+            EXPECT_EQ(h.skips, (std::vector{row.reason})) << row.name << ": published on change only";
+            EXPECT_TRUE(h.saved.empty()) << row.name;
+            EXPECT_EQ(h.accessibility.counts().text, 0) << row.name;
+            h.input.setSecureInput(false);
+            h.show(editor, "Title", "words");
+            h.tick(2);
+            EXPECT_EQ(h.skips.back(), SkipReason()) << row.name;
+        }
+    }
+    RecorderHarness h;
+    h.record();
+    h.tick();
+    EXPECT_TRUE(h.skips.empty()) << "nothing is in front";
+}
+
+TEST(Recorder, WithoutAccessibilityTheTitleIsKept) {
+    RecorderHarness h;
+    h.record();
+    h.accessibility.setUnavailable("The accessibility bus isn't there");
+    h.windowServer.setWindows({{1, 10, "tip", Rect{0, 0, 300, 20}, 0, 1},
+                               {2, 10, "panel", Rect{0, 0, 300, 300}, 3, 1},
+                               {3, 99, "someone else's", Rect{0, 0, 300, 300}, 0, 1},
+                               {4, 10, "the window", Rect{0, 0, 80, 60}, 0, 1},
+                               {5, 10, "behind", Rect{0, 0, 300, 300}, 0, 1}});
+    h.applications.activate(editor);
+    h.mainThread.drain();
+    h.tick();
+    ASSERT_EQ(h.saved.size(), 1u);
+    EXPECT_EQ(h.saved[0].windowTitle, "the window");
+    EXPECT_EQ(h.storedTexts(), Strings{""});
+
+    // It comes back by itself.
+    h.show(editor, "the window", "read again");
+    h.accessibility.setUnavailable("");
+    h.tick(16);
+    EXPECT_EQ(h.storedTexts(), (Strings{"", "read again"}));
+}
+
+TEST(Recorder, FillsWhatAccessibilityLeavesOpen) {
+    FakeAccessibility accessibility;
+    FakeWindowServer windowServer;
+    WindowInspector inspector(accessibility, windowServer);
+    windowServer.setWindows({{1, 10, "X title", std::nullopt, 0, 1}, {2, 10, "other", Rect{0, 0, 300, 300}, 0, 1}});
+    accessibility.setWindows(10, {{std::nullopt, Rect{1, 2, 3, 4}, "", "  \n"}});
+    const WindowSnapshot snapshot = inspector.snapshot(10);
+    EXPECT_EQ(snapshot.title, "X title") << "bounds that can't be read don't disqualify a window";
+    EXPECT_EQ(snapshot.frame, (Rect{1, 2, 3, 4}));
+    ASSERT_TRUE(snapshot.element);
+    EXPECT_FALSE(inspector.documentAddress(*snapshot.element));
+    EXPECT_EQ(inspector.snapshot(12), WindowSnapshot());
+}
+
+TEST(Recorder, RunsExactlyWhileNothingBlocksIt) {
+    using Block = Recorder::Block;
+    using Status = RecorderStatus::Kind;
+    RecorderHarness h;
+    h.record();
+    EXPECT_EQ(h.timers, (std::vector<RecorderHarness::Timer>{{0.5, 2, 0.3}}));
+    EXPECT_EQ(h.statuses, (std::vector<RecorderStatus>{{Status::recording, true}}));
+
+    const struct {
+        Block block;
+        bool on;
+        RecorderStatus status;
+    } steps[] = {
+        {Block::displayAsleep, true, {Status::asleep}},
+        {Block::asleep, true, {Status::asleep}},
+        {Block::locked, true, {Status::locked}},
+        {Block::paused, true, {Status::paused}},
+        {Block::permission, true, {Status::needsPermission}},
+        {Block::stopped, true, {Status::stopped}},
+        {Block::stopped, false, {Status::needsPermission}},
+        {Block::permission, false, {Status::paused}},
+        {Block::paused, false, {Status::locked}},
+        {Block::screensaver, true, {Status::locked}},
+        {Block::locked, false, {Status::locked}},
+        {Block::screensaver, false, {Status::asleep}},
+        {Block::asleep, false, {Status::asleep}},
+        {Block::displayAsleep, false, {Status::recording, true}},
+    };
+    int step = 0;
+    for (const auto& [block, on, status] : steps) {
+        h.recorder.setBlock(block, on);
+        h.settle();
+        EXPECT_EQ(h.statuses.back(), status) << "step " << step++;
+    }
+    EXPECT_EQ(h.timers.size(), 2u) << "one timer for each time that recording began";
+    EXPECT_EQ(h.statuses.size(), 11u) << "told on change only";
+}
+
+TEST(Recorder, FollowsPolicyAndSettings) {
+    RecorderHarness h;
+    h.recorder.setBlock(Recorder::Block::stopped, false);
+    h.settle();
+    EXPECT_EQ(h.statuses.back(), (RecorderStatus{RecorderStatus::Kind::recording, false}));
+    EXPECT_EQ(h.timers.back().interval, 1);
+    h.show(editor, "Title", "words");
+    h.tick();
+    EXPECT_EQ(h.accessibility.counts().text, 0) << "text alone is read in text-only mode";
+
+    h.recorder.setPower({true, 0.1, false, 0});
+    h.settle();
+    EXPECT_EQ(h.statuses.back(), (RecorderStatus{RecorderStatus::Kind::recording, true}));
+    EXPECT_EQ(h.timers.back().interval, 2);
+    EXPECT_EQ(h.policies.back().reason, CapturePolicy::Reason::lowBattery);
+    h.recorder.setPower({true, 0.1, false, 0});
+    h.settle();
+    EXPECT_EQ(h.policies.size(), 1u);
+    EXPECT_EQ(h.timers.size(), 2u);
+    EXPECT_EQ(h.recorder.policy(), h.policies.back());
+}
+
+TEST(Recorder, AHoldOrARestartForgetsWhatWasSeen) {
+    RecorderHarness h;
+    h.record();
+    h.show(editor, "Title", "words");
+    h.tick();
+
+    bool held = false;
+    h.recorder.suspendCapture([&] { held = true; });
+    h.settle();
+    EXPECT_TRUE(held);
+    h.show(editor, "Title", "words\nwritten while held");
+    h.tick(60);
+    EXPECT_EQ(h.storedTexts(), Strings{"words"});
+    EXPECT_TRUE(h.hub.read([&](MemoryStore& store) { return store.stats("0000", "9999"); }).empty())
+        << "not even a flush";
+
+    h.recorder.resumeCapture();
+    h.tick(2);
+    EXPECT_EQ(h.storedTexts(), (Strings{"words", "words\nwritten while held"}));
+    h.recorder.setBlock(Recorder::Block::paused, true);
+    h.recorder.setBlock(Recorder::Block::paused, false);
+    h.tick(2);
+    EXPECT_EQ(h.storedTexts().size(), 3u);
+}
+
+TEST(Recorder, CountsAndFlushesItsFrames) {
+    RecorderHarness h;
+    h.record();
+    const auto savedToday = [&] {
+        const std::string day = Calendar::dayKey(h.clock.now());
+        const auto days = h.hub.read([&](MemoryStore& store) { return store.stats(day, day); });
+        return days.empty() ? 0 : days.front().framesSaved;
+    };
+    h.show(editor, "One", "one");
+    h.tick();
+    h.tick(59);
+    EXPECT_EQ(savedToday(), 0);
+    h.show(editor, "Two", "two");
+    h.tick(2);
+    EXPECT_EQ(savedToday(), 1) << "what a tick adds is flushed by a later one";
+    h.recorder.shutdown();
+    EXPECT_EQ(savedToday(), 2);
+    h.tick(60);
+    EXPECT_EQ(h.storedTexts().size(), 2u) << "it has ended";
+}
+
+TEST(Recorder, AFailedInsertLosesOneFrameAndNoMore) {
+    RecorderHarness h;
+    h.record();
+    const auto database = NomaraPaths::databaseURL();
+    SQLiteDatabase other(database.string(), false);
+    other.execute("ALTER TABLE frame_text RENAME TO hidden");
+    h.show(editor, "One", "lost");
+    h.tick();
+    EXPECT_TRUE(h.saved.empty());
+    other.execute("ALTER TABLE hidden RENAME TO frame_text");
+    EXPECT_TRUE(h.storedTexts().empty()) << "nothing of it stays";
+    h.show(editor, "One", "lost\nkept");
+    h.tick(16);
+    EXPECT_EQ(h.storedTexts(), Strings{"kept"});
+}
+
+} // namespace
+} // namespace nomara

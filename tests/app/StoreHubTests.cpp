@@ -1,0 +1,344 @@
+#include "Quillshade/store/StoreHub.h"
+#include "platform/fake/ManualClock.h"
+#include "tests/support/PostedWork.h"
+#include "tests/support/TemporaryData.h"
+
+#include <QCoreApplication>
+#include <QCoroFuture>
+#include <QCoroTask>
+#include <atomic>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <stdexcept>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+namespace nomara {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct StoreHubTest : ::testing::Test {
+    testing::TemporaryData data;
+    ManualClock clock;
+    testing::PostedWork mainThread;
+    std::optional<StoreHub> hub;
+    int damages = 0;
+
+    void open() {
+        hub.emplace(mainThread.executor(), clock);
+        hub->setOnDamage([this] { ++damages; });
+    }
+
+    RowID insert(const std::string& text) {
+        return hub->write([&](MemoryStore& store) { return store.insertFrame({.timestamp = {1}, .lines = {text}}); });
+    }
+    static std::int64_t frameCount(MemoryStore& store) { return store.storageBreakdown().frameCount; }
+    std::int64_t frameCount() {
+        return hub->read([](MemoryStore& store) { return frameCount(store); });
+    }
+};
+
+std::string bytesOf(const fs::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+// Made once and never ended: Qt's futures can't be waited for any more once the application object is gone.
+void needEventLoop() {
+    static int argc = 1;
+    static char name[] = "app_tests";
+    static char* argv[] = {name, nullptr};
+    if (QCoreApplication::instance() != nullptr) return;
+    [[maybe_unused]] static const auto* const application = new QCoreApplication(argc, argv);
+}
+
+void failWith(StoreHub& hub, std::int32_t code) {
+    EXPECT_THROW(hub.read([&](MemoryStore&) { throw SQLiteError(code, "made up"); }), SQLiteError);
+}
+
+// Everything behind the first page: the file still opens, and fails when its tables are read.
+void spoil(const fs::path& database) {
+    std::fstream stream(database, std::ios::binary | std::ios::in | std::ios::out);
+    stream.seekp(4096);
+    const std::string noise(fs::file_size(database) - 4096, '\xa5');
+    stream.write(noise.data(), static_cast<std::streamsize>(noise.size()));
+}
+
+} // namespace
+
+TEST_F(StoreHubTest, TheReaderSeesWhatTheWriterCommitted) {
+    open();
+    const RowID id = insert("hello");
+    EXPECT_EQ(hub->read([&](MemoryStore& store) { return store.frameText(id); }), "hello");
+    EXPECT_EQ(hub->readAsync([&](MemoryStore& store) { return store.frameText(id); }).result(), "hello");
+    hub->writeAsync([&](MemoryStore& store) { store.setOCRState(id, OCRState::done); }).waitForFinished();
+    EXPECT_EQ(hub->read([&](MemoryStore& store) { return store.frame(id)->ocrState; }), OCRState::done);
+    EXPECT_THROW(hub->read([](MemoryStore& store) { store.setMeta("a", "b"); }), SQLiteError);
+}
+
+TEST_F(StoreHubTest, ReadingGoesOnWhileAWriteIsUnderWay) {
+    open();
+    insert("first");
+    std::promise<void> release;
+    const auto writing = hub->writeAsync([&](MemoryStore& store) {
+        release.get_future().wait();
+        store.insertFrame({.timestamp = {2}});
+    });
+    EXPECT_EQ(frameCount(), 1) << "neither this read nor the call before it may wait for the write";
+    EXPECT_FALSE(writing.isFinished());
+    release.set_value();
+    EXPECT_NO_THROW(QFuture<void>(writing).waitForFinished());
+    EXPECT_EQ(frameCount(), 2);
+}
+
+TEST_F(StoreHubTest, FailuresReachTheCallerInEveryForm) {
+    open();
+    const auto noFrame = [](MemoryStore& store) { store.applyRewrite(1, std::nullopt, {}, {}, 0); };
+    const auto other = [](MemoryStore&) -> int { throw std::runtime_error("other"); };
+    EXPECT_THROW(hub->write(noFrame), SQLiteError);
+    EXPECT_THROW(hub->writeAsync(noFrame).waitForFinished(), SQLiteError);
+    EXPECT_THROW(hub->read(other), std::runtime_error);
+    EXPECT_THROW(hub->readAsync(other).result(), std::runtime_error);
+    EXPECT_EQ(frameCount(), 0) << "and the queue goes on";
+}
+
+TEST_F(StoreHubTest, ACoroutineAwaitsResultsAndFailures) {
+    needEventLoop();
+    open();
+    const auto course = [this]() -> QCoro::Task<std::string> {
+        const RowID id =
+            co_await hub->writeAsync([](MemoryStore& store) { return store.insertFrame({.lines = {"awaited"}}); });
+        const auto text = co_await hub->readAsync([id](MemoryStore& store) { return store.frameText(id); });
+        std::string failure = "no failure";
+        try {
+            co_await hub->readAsync([](MemoryStore&) { throw SQLiteError(5, "busy"); });
+        } catch (const SQLiteError& error) {
+            failure = error.message();
+        }
+        co_return text.value_or("") + ", " + failure;
+    };
+    EXPECT_EQ(QCoro::waitFor(course()), "awaited, busy");
+}
+
+TEST_F(StoreHubTest, OnlyDamageIsReported) {
+    const struct {
+        std::int32_t code;
+        bool damage;
+    } rows[] = {{11, true},  {267, true},  {26, true},  {0, false},      {5, false},
+                {10, false}, {522, false}, {13, false}, {11 << 8, false}};
+    for (const auto& row : rows) {
+        open();
+        damages = 0;
+        failWith(*hub, row.code);
+        EXPECT_EQ(damages, 0) << "never on the failing thread";
+        mainThread.run();
+        EXPECT_EQ(damages, row.damage ? 1 : 0) << row.code;
+    }
+    open();
+    damages = 0;
+    EXPECT_THROW(hub->write([](MemoryStore&) { throw std::runtime_error("11"); }), std::runtime_error);
+    EXPECT_EQ(mainThread.run(), 0U);
+}
+
+TEST_F(StoreHubTest, ADamagedFileIsSetAsideWhole) {
+    const char* before = std::getenv("TZ");
+    const std::string saved = before == nullptr ? "" : before;
+    setenv("TZ", "Asia/Tokyo", 1);
+    tzset();
+    open();
+    for (int i = 0; i < 200; ++i)
+        insert("text " + std::to_string(i));
+    hub->write([](MemoryStore& store) { store.checkpoint(); });
+    hub.reset();
+    spoil(data.database());
+    const std::string spoiled = bytesOf(data.database());
+    std::ofstream(NomaraPaths::framesFile("segments/picture.mp4")) << "picture";
+
+    open();
+    for (int i = 0; i < 3; ++i)
+        EXPECT_THROW(frameCount(), SQLiteError);
+    EXPECT_THROW(insert("more"), SQLiteError);
+    EXPECT_EQ(mainThread.run(), 1U);
+    EXPECT_EQ(damages, 1);
+
+    hub->resetDamaged({1'700'000'000});
+    const fs::path aside = data.folder() / "nomara-damaged-20231115-071320.sqlite";
+    EXPECT_EQ(bytesOf(aside), spoiled);
+    EXPECT_EQ(frameCount(), 0);
+    insert("new life");
+    EXPECT_EQ(frameCount(), 1);
+    EXPECT_EQ(bytesOf(NomaraPaths::framesFile("segments/picture.mp4")), "picture");
+    failWith(*hub, 11);
+    mainThread.run();
+    EXPECT_EQ(damages, 2) << "after the reset new damage is news again";
+
+    // The name is taken: what was set aside before is not replaced, and the hub stays closed.
+    EXPECT_THROW(hub->resetDamaged({1'700'000'000}), fs::filesystem_error);
+    EXPECT_EQ(bytesOf(aside), spoiled);
+    for (int i = 0; i < 2; ++i) {
+        try {
+            frameCount();
+            ADD_FAILURE() << "the store should be closed";
+        } catch (const SQLiteError& error) {
+            EXPECT_EQ(error.message(), "closed");
+        }
+    }
+    hub->resetDamaged({1'700'000'001});
+    EXPECT_EQ(frameCount(), 0) << "a later reset brings it back";
+    if (before == nullptr)
+        unsetenv("TZ");
+    else
+        setenv("TZ", saved.c_str(), 1);
+    tzset();
+}
+
+TEST_F(StoreHubTest, WhatIsSetAsideCanStillBeOpened) {
+    open();
+    const RowID id = insert("only in the log yet");
+    hub->resetDamaged(clock.now());
+    std::vector<fs::path> aside;
+    for (const auto& entry : fs::directory_iterator(data.folder()))
+        if (entry.path().filename().string().starts_with("nomara-damaged-") && entry.path().extension() == ".sqlite")
+            aside.push_back(entry.path());
+    ASSERT_EQ(aside.size(), 1U);
+    EXPECT_EQ(MemoryStore(aside.front(), false, clock).frameText(id), "only in the log yet");
+}
+
+TEST_F(StoreHubTest, ResetTakesTheFilesThatAreThere) {
+    open();
+    for (const char* suffix : {"-wal", "-shm"})
+        fs::remove(fs::path(data.database()) += suffix);
+    hub->resetDamaged(clock.now());
+    int setAside = 0;
+    for (const auto& entry : fs::directory_iterator(data.folder()))
+        setAside += entry.path().filename().string().starts_with("nomara-damaged-") ? 1 : 0;
+    EXPECT_EQ(setAside, 1);
+    EXPECT_EQ(frameCount(), 0);
+}
+
+TEST_F(StoreHubTest, APostedReportNeverTouchesAHubThatIsGone) {
+    open();
+    failWith(*hub, 11);
+    hub.reset();
+    EXPECT_EQ(mainThread.run(), 1U);
+    EXPECT_EQ(damages, 0);
+
+    open();
+    hub->setOnDamage([this] {
+        ++damages;
+        hub.reset(); // ends the hub from within its own callback
+    });
+    failWith(*hub, 26);
+    mainThread.run();
+    EXPECT_EQ(damages, 1);
+}
+
+TEST_F(StoreHubTest, ErasingLeavesAnEmptyMemoryAndNothingElse) {
+    open();
+    insert("secret");
+    fs::create_directories(NomaraPaths::segmentsDirectory() / "2023-11-14");
+    std::ofstream(NomaraPaths::framesFile("segments/2023-11-14/1-1.mp4")) << "picture";
+    std::ofstream(data.folder() / "nomara-damaged-20230101-000000.sqlite") << "older damage";
+    failWith(*hub, 11);
+    hub->eraseAll();
+    EXPECT_EQ(frameCount(), 0);
+    std::vector<std::string> left;
+    for (const auto& entry : fs::recursive_directory_iterator(data.folder()))
+        left.push_back(fs::relative(entry.path(), data.folder()));
+    std::sort(left.begin(), left.end());
+    std::erase_if(left, [](const std::string& name) { return name.ends_with("-wal") || name.ends_with("-shm"); });
+    EXPECT_EQ(left, (std::vector<std::string>{"Frames.noindex", "Frames.noindex/pending", "Frames.noindex/segments",
+                                              "Frames.noindex/tmp", "nomara.sqlite"}));
+    EXPECT_EQ(SQLiteDatabase(data.database(), true).scalarInt("PRAGMA user_version"), 2);
+    mainThread.run();
+    failWith(*hub, 11);
+    EXPECT_EQ(mainThread.run(), 0U) << "erasing is no repair: the damage stays reported";
+}
+
+TEST_F(StoreHubTest, ErasingReachesThroughALinkAndATrailingSlash) {
+    const fs::path disk = data.root() / "other-disk", link = data.root() / "link";
+    fs::create_directory(disk);
+    fs::create_directory_symlink(disk, link);
+    setenv("NOMARA_DATA_DIR", (link.string() + "/").c_str(), 1);
+    open();
+    insert("secret");
+    std::ofstream(disk / "left-over") << "secret";
+    hub->eraseAll();
+    EXPECT_TRUE(fs::is_symlink(link));
+    EXPECT_FALSE(fs::exists(disk / "left-over"));
+    EXPECT_TRUE(fs::exists(disk / "nomara.sqlite"));
+    EXPECT_EQ(frameCount(), 0);
+}
+
+TEST_F(StoreHubTest, AFileThatIsNoDatabaseIsRefusedAndKept) {
+    const std::string garbage(9000, 'g');
+    std::ofstream(data.database()) << garbage;
+    try {
+        open();
+        FAIL() << "garbage was taken for a database";
+    } catch (const SQLiteError& error) {
+        EXPECT_EQ(error.code(), 26);
+    }
+    EXPECT_EQ(bytesOf(data.database()), garbage);
+}
+
+TEST_F(StoreHubTest, AFolderThatCantBeMadeIsRefused) {
+    std::ofstream(data.root() / "file") << "in the way";
+    setenv("NOMARA_DATA_DIR", (data.root() / "file").c_str(), 1);
+    EXPECT_ANY_THROW(open());
+    setenv("NOMARA_DATA_DIR", (data.root() / "file" / "below").c_str(), 1);
+    EXPECT_THROW(open(), fs::filesystem_error);
+}
+
+// Replacing the stores must be invisible to everyone else: no call fails, and none meets a closed connection.
+TEST_F(StoreHubTest, ReplacingTheStoresNeverDisturbsTheOthers) {
+    open();
+    std::atomic<int> failures = 0;
+    const auto guarded = [&](const auto& work) {
+        try {
+            for (int i = 0; i < 60; ++i)
+                work(i);
+        } catch (const std::exception& error) {
+            ++failures;
+            ADD_FAILURE() << error.what();
+        }
+    };
+    std::vector<std::thread> threads;
+    threads.emplace_back([&] { guarded([&](int) { insert("text"); }); });
+    threads.emplace_back([&] { guarded([&](int) { frameCount(); }); });
+    threads.emplace_back([&] {
+        guarded([&](int) {
+            auto writing = hub->writeAsync([](MemoryStore& store) { return store.insertFrame({.lines = {"async"}}); });
+            auto reading = hub->readAsync([](MemoryStore& store) { return store.latestFrame(); });
+            reading.waitForFinished();
+            writing.waitForFinished();
+        });
+    });
+    guarded([&](int i) {
+        if (i % 20 == 5) hub->eraseAll();
+        if (i % 20 == 15) hub->resetDamaged({1'700'000'000.0 + i});
+        hub->report(SQLiteError(11, "made up"));
+    });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(failures, 0);
+    insert("after");
+    EXPECT_GE(frameCount(), 1);
+}
+
+TEST_F(StoreHubTest, TheEndWaitsForWorkThatIsQueued) {
+    open();
+    for (int i = 0; i < 50; ++i)
+        hub->writeAsync([](MemoryStore& store) { store.insertFrame({.lines = {"late"}}); });
+    hub.reset();
+    MemoryStore store(data.database(), true, clock);
+    EXPECT_EQ(frameCount(store), 50);
+}
+
+} // namespace nomara

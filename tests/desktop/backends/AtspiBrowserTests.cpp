@@ -1,0 +1,150 @@
+#include "tests/desktop/backends/AtspiTest.h"
+
+namespace nomara {
+namespace {
+
+class AtspiBrowser : public AtspiTest {
+protected:
+    /// The page gives its password field the focus, and the field after it is an ordinary one.
+    void expectFocusIsFollowed(const AccessibleWindow& window) {
+        EXPECT_TRUE(waitUntil([&] { return accessibility.focusIsSecure(); }));
+        EXPECT_TRUE(AtspiAccessibility().focusIsSecure()) << "asked by one who saw no focus change";
+        EXPECT_EQ(timesIn(textOf(window), "pagesecret"), 0U);
+        runCommand({"xdotool", "key", "Tab"});
+        EXPECT_TRUE(waitUntil([&] { return !accessibility.focusIsSecure(); }));
+        EXPECT_FALSE(AtspiAccessibility().focusIsSecure()) << "asked by one who saw no focus change";
+        runCommand({"xdotool", "key", "shift+Tab"});
+        EXPECT_TRUE(waitUntil([&] { return accessibility.focusIsSecure(); }));
+    }
+};
+
+constexpr int rows = 60, columns = 9;
+
+std::string cell(int row, int column) {
+    return "r" + std::to_string(row) + "c" + std::to_string(column) + ".";
+}
+
+/// Every kind of text that a page holds, once each.
+std::string page() {
+    return R"(<!doctype html><title>A page</title><meta charset=utf-8>
+<h1>Heading one</h1>
+<p>Paragraph with <a href=x>linked words</a> inside and <b>bold words</b> after.</p>
+<ul><li>listed first</li><li>listed <a href=y>second</a></li></ul>
+<table><tr><th>Column head</th></tr><tr><td>Cell text</td></tr></table>
+<form><label for=a>Name label</label><input id=a value="entry value">
+<input id=p type=password value="pagesecret" autofocus><textarea>area text</textarea>
+<input type=checkbox id=c><label for=c>Check this</label><button>Press this</button></form>
+<a href=z><img alt="picture words" width=20 height=20 src="data:image/gif;base64,R0lGODlhAQABAAAAACw="></a>
+<div contenteditable>edited <i>content</i></div>
+<iframe srcdoc="<p>framed words</p>" width=200 height=60></iframe>
+<blockquote>Quoted words</blockquote>
+<p style="margin-top:4000px">far below</p>)";
+}
+
+/// More than a thousand nodes, all of them in view: rows, cells, and a text object in each cell.
+std::string fullPage() {
+    std::string html = "<!doctype html><title>Full</title><body style='font-size:9px;margin:0'><table>";
+    for (int row = 0; row < rows; ++row) {
+        html += "<tr>";
+        for (int column = 0; column < columns; ++column)
+            html += "<td>" + cell(row, column) + "</td>";
+        html += "</tr>";
+    }
+    return html + "</table>";
+}
+
+std::string writePage(const std::string& html) {
+    const std::string file = newFolder() + "/page.html";
+    writeFile(file, html);
+    return "file://" + file;
+}
+
+std::vector<std::string> chromium(const std::string& address) {
+    return {"chromium",
+            "--no-sandbox",
+            "--disable-gpu",
+            "--force-renderer-accessibility",
+            "--no-first-run",
+            "--disable-background-networking",
+            "--disable-sync",
+            "--start-maximized",
+            "--user-data-dir=" + newFolder(),
+            address};
+}
+
+std::vector<std::string> firefox(const std::string& address) {
+    const std::string profile = newFolder();
+    writeFile(profile + "/user.js", R"(user_pref("browser.aboutwelcome.enabled", false);
+user_pref("datareporting.policy.dataSubmissionEnabled", false);
+user_pref("browser.startup.homepage_override.mstone", "ignore");
+user_pref("app.update.enabled", false);
+)");
+    return {"firefox-esr", "--no-remote", "--profile", profile, address};
+}
+
+void expectWholePage(const std::string& text) {
+    for (const char* wanted :
+         {"Heading one", "Paragraph with", "linked words", "inside and", "bold words", "listed first", "listed ",
+          "second", "Column head", "Cell text", "Name label", "entry value", "area text", "Check this", "Press this",
+          "edited", "content", "framed words", "Quoted words"})
+        EXPECT_EQ(timesIn(text, wanted), std::string_view(wanted) == "listed " ? 2U : 1U) << wanted << " in:\n" << text;
+    for (const char* unwanted : {"pagesecret", "far below", "\u2022\u2022", "\uFFFC"})
+        EXPECT_EQ(timesIn(text, unwanted), 0U) << unwanted << " in:\n" << text;
+}
+
+TEST_F(AtspiBrowser, ChromiumPageIsReadOnce) {
+    const std::string address = writePage(page());
+    const DesktopProgram browser(chromium(address));
+    ASSERT_TRUE(windowShowing(browser, "framed words"));
+    const auto window = windowShowing(browser, "Quoted words");
+    ASSERT_TRUE(window);
+    EXPECT_EQ(accessibility.documentAddress(window->element), address);
+    EXPECT_EQ(accessibility.documentAddress(window->element), address) << "asked again";
+    const std::string text = textOf(*window);
+    expectWholePage(text);
+    EXPECT_EQ(timesIn(text, "picture words"), 0U) << text;
+    expectBothWaysAgree(*window);
+
+    expectFocusIsFollowed(*window);
+}
+
+TEST_F(AtspiBrowser, ChromiumPageOfAThousandNodesIsReadWhole) {
+    const DesktopProgram browser(chromium(writePage(fullPage())));
+    const auto window = windowShowing(browser, cell(rows - 1, columns - 1));
+    ASSERT_TRUE(window);
+    WindowText text;
+    ASSERT_TRUE(waitUntil([&] {
+        text = accessibility.text(window->element, window->frame, patientLimits);
+        return text.finished && text.visited > rows * columns;
+    })) << text.visited;
+    for (int row = 0; row < rows; ++row)
+        for (int column = 0; column < columns; ++column)
+            ASSERT_EQ(timesIn(text.text, "\n" + cell(row, column) + "\n"), 1U) << cell(row, column);
+    expectBothWaysAgree(*window);
+
+    const WindowText some = accessibility.text(window->element, window->frame, {3, 500, 30'000});
+    EXPECT_EQ(some.visited, 501);
+    EXPECT_FALSE(some.finished);
+    EXPECT_TRUE(text.text.starts_with(some.text)) << "a limit of nodes ends the same walk earlier";
+    const WindowText few = accessibility.text(window->element, window->frame, {3, 5000, 500});
+    EXPECT_FALSE(few.finished);
+    EXPECT_TRUE(text.text.starts_with(few.text)) << "so does a limit of characters";
+    const WindowText late = accessibility.text(window->element, window->frame, {0.002, 5000, 200'000});
+    EXPECT_FALSE(late.finished);
+}
+
+TEST_F(AtspiBrowser, FirefoxPageIsReadOnce) {
+    const std::string address = writePage(page());
+    const DesktopProgram browser(firefox(address));
+    ASSERT_TRUE(windowShowing(browser, "framed words"));
+    const auto window = windowShowing(browser, "Quoted words");
+    ASSERT_TRUE(window);
+    EXPECT_EQ(accessibility.documentAddress(window->element), address);
+    expectWholePage(textOf(*window));
+    expectBothWaysAgree(*window);
+
+    expectFocusIsFollowed(*window);
+}
+
+} // namespace
+} // namespace nomara

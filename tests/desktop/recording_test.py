@@ -1,0 +1,257 @@
+#!/usr/bin/env python3
+"""What a person does at the desktop, and what can be found of it afterwards. Runs inside the virtual desktop."""
+
+import os
+import pathlib
+import signal
+import subprocess
+import tempfile
+import threading
+import time
+import unittest
+
+from session import BINARIES, Application, Quillshade, chromium, type_text, wait_until, x
+
+SOON = 10  # seconds from appearing to being found
+
+
+def text_file(test, name, text=""):
+    folder = tempfile.TemporaryDirectory()
+    test.addCleanup(folder.cleanup)
+    path = pathlib.Path(folder.name) / name
+    path.write_text(text)
+    return path
+
+
+def end_accessibility_bus():
+    """Kills this desktop's accessibility bus and what would keep it up."""
+    desktop = os.environ["QUILLSHADE_DESKTOP"].encode()
+    for process in pathlib.Path("/proc").iterdir():
+        if not process.name.isdigit():
+            continue
+        try:
+            command, environment = (process / "cmdline").read_bytes(), (process / "environ").read_bytes()
+        except OSError:
+            continue  # it has ended, or is somebody else's
+        if desktop in environment and (b"at-spi-bus-launcher" in command or b"accessibility.conf" in command):
+            os.kill(int(process.name), signal.SIGKILL)
+
+
+class Found(unittest.TestCase):
+    def test_text_typed_into_an_editor(self):
+        memory = Quillshade(self).start()
+        Application(self, "mousepad", text_file(self, "letter.txt", "Dear reader\n"), title="letter.txt")
+        type_text("the heron waits in the shallows ")
+        hits = memory.wait_for_hit("heron shallows", SOON)
+        self.assertTrue(hits, memory.log.read_text())
+        self.assertIn("letter.txt", hits[0]["windowTitle"])
+        self.assertEqual(hits[0]["appName"], "Mousepad")
+        start, end = hits[0]["highlights"][0]
+        self.assertEqual(hits[0]["snippet"][start:end], "heron")
+
+    def test_the_text_of_a_web_page_and_its_address(self):
+        memory = Quillshade(self).start()
+        page = text_file(self, "page.html", """<!doctype html><title>Lighthouse almanac</title>
+            <h1>Keepers of the northern lights</h1><p>The Skerryvore lamp was <a href="#">lit in 1844</a> and
+            <b>burns</b> still.</p><ul><li>Muckle Flugga<li>Ailsa Craig</ul><p style="margin-top:5000px">Corsewall far below</p>""")
+        chromium(self, page.as_uri(), "Lighthouse almanac")
+        hits = memory.wait_for_hit("skerryvore lamp", SOON)
+        self.assertTrue(hits, memory.log.read_text())
+        self.assertEqual(hits[0]["url"], page.as_uri())
+        self.assertTrue(memory.search("Muckle Flugga"))
+        self.assertFalse(memory.search("Corsewall"), "what has scrolled out of the window is not on the screen")
+
+
+class Kept(unittest.TestCase):
+    def test_a_window_that_does_not_change_stores_nothing(self):
+        memory = Quillshade(self).start()
+        Application(self, "mousepad", text_file(self, "still.txt", "nothing moves here\n"), title="still.txt")
+        self.assertTrue(memory.wait_for_hit("nothing moves", SOON))
+        # The editor still asks for its own little changes just after opening; then it is still.
+        quiet_since = time.monotonic()
+        frames, written, changes = memory.frame_count(), memory.last_written(), 0
+        while time.monotonic() < quiet_since + 60:
+            time.sleep(1)
+            if memory.frame_count() != frames and time.monotonic() < quiet_since + 5:
+                frames, quiet_since = memory.frame_count(), time.monotonic()
+            self.assertEqual(memory.frame_count(), frames)
+            if memory.last_written() != written:
+                written, changes = memory.last_written(), changes + 1
+        self.assertLessEqual(changes, 1, "the counters of the minute before are written once, and nothing else")
+
+    def test_a_password_is_in_no_file(self):
+        secret, name = "Xyzzy7plugh", "adventurer"
+        memory = Quillshade(self).start()
+        form = Application(
+            self, "zenity", "--forms", "--title", "Sign in", "--text", "Colossal Cave", "--add-entry", "Name",
+            "--add-password", "Password", title="Sign in")
+        type_text(name)
+        self.assertTrue(memory.wait_for_hit(name, SOON), "the field that is no secret")
+        x("key", "Tab")
+        self.assertTrue(wait_until(lambda: memory.status()["skipReason"] == "secureInput"), memory.status())
+        self.assertIn("password", memory.status()["detail"])
+        type_text(secret)
+        time.sleep(3)
+        # With the focus elsewhere the window is recorded again, the filled password field in it.
+        x("key", "shift+Tab")
+        type_text(f"{name} again")
+        self.assertTrue(memory.wait_for_hit(f"{name} again", 2 * SOON))
+        self.assertEqual(memory.occurrences(secret), [])
+        self.assertTrue(memory.occurrences(name), "the search for bytes finds what is there")
+        x("key", "Tab", "Tab", "Tab", "Return")  # the password, Cancel, OK
+        self.assertIn(secret, form.output(), "the password was really typed")
+
+        dialog = Application(self, "zenity", "--password", "--title", "Unlock", title="Unlock")
+        type_text(secret)
+        time.sleep(5)
+        x("key", "Return")
+        self.assertEqual(dialog.output().strip(), secret)
+        memory.stop()
+        self.assertEqual(memory.occurrences(secret), [])
+
+
+class Lasting(unittest.TestCase):
+    def test_it_ends_in_order(self):
+        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+            with self.subTest(number.name):
+                memory = Quillshade(self).start()
+                editor = Application(self, "mousepad", text_file(self, f"{number.name}.txt", "abiding"), title=number.name)
+                self.assertTrue(memory.wait_for_hit("abiding", SOON))
+                code, seconds = memory.stop(number)
+                self.assertEqual(code, 0, memory.log.read_text())
+                self.assertLess(seconds, 5)
+                self.assertIn('"framesSaved"', memory.ctl("stats", "--json").stdout)
+                self.assertNotIn('"framesSaved": 0', memory.ctl("stats", "--json").stdout.replace('":', '": '))
+                self.assertEqual(memory.ctl("status").returncode, 1, "it runs no more")
+                editor.close()
+
+    def test_it_ends_when_the_display_goes(self):
+        reader, writer = os.pipe()
+        display = subprocess.Popen(
+            ["Xvfb", "-displayfd", str(writer), "-screen", "0", "800x600x24", "-nolisten", "tcp"],
+            pass_fds=[writer], stderr=subprocess.DEVNULL)
+        self.addCleanup(display.kill)
+        number = os.read(reader, 16).decode().strip()
+        memory = Quillshade(self, environment={"DISPLAY": f":{number}"}).start()
+        display.terminate()
+        self.assertEqual(memory.process.wait(timeout=20), 0)
+        self.assertIn("display has gone", memory.log.read_text())
+
+    def test_a_second_start_finds_the_first(self):
+        memory = Quillshade(self).start()
+        second = subprocess.run(memory.command, env=memory.environment, capture_output=True, text=True, timeout=20, check=False)
+        self.assertEqual(second.returncode, 0)
+        self.assertEqual(second.stderr.strip(),
+                         f"quillshade: Quillshade is already running in this session (process {memory.process.pid}).")
+
+    def test_it_needs_no_network(self):
+        memory = Quillshade(self, wrapper=("unshare", "--user", "--map-root-user", "--net")).start()
+        Application(self, "mousepad", text_file(self, "alone.txt", "no network anywhere"), title="alone.txt")
+        self.assertTrue(memory.wait_for_hit("no network anywhere", SOON))
+        process = memory.status()["pid"]
+        for table in ("tcp", "tcp6", "udp", "udp6"):
+            sockets = pathlib.Path(f"/proc/{process}/net/{table}")
+            if sockets.exists():
+                self.assertEqual(len(sockets.read_text().splitlines()), 1, f"{table}: only the heading")
+
+    def test_the_accessibility_bus_dies_and_comes_back(self):
+        memory = Quillshade(self).start()
+        editor = Application(self, "mousepad", text_file(self, "before.txt", "before the outage"), title="before.txt")
+        self.assertTrue(memory.wait_for_hit("before the outage", SOON))
+        editor.close()
+
+        # Whoever asks for the bus starts it again, so it is kept away until the program has noticed.
+        noticed = threading.Event()
+
+        def keep_away():
+            while not noticed.is_set():
+                end_accessibility_bus()
+
+        killer = threading.Thread(target=keep_away)
+        killer.start()
+        try:
+            away = wait_until(lambda: not memory.status()["accessibility"]["available"], 2 * SOON)
+        finally:
+            noticed.set()
+            killer.join()
+        self.assertTrue(away, memory.status())
+        self.assertRegex(memory.status()["accessibility"]["reason"], r"^[A-Z].*[.?]$")
+        self.assertTrue(wait_until(lambda: memory.status()["accessibility"]["available"], 2 * SOON), memory.status())
+        Application(self, "mousepad", text_file(self, "after.txt", "after the outage"), title="after.txt")
+        self.assertTrue(memory.wait_for_hit("after the outage", SOON), memory.status())
+
+    def test_without_an_accessibility_bus_it_carries_on_and_says_so(self):
+        # A session bus of its own that knows no accessibility service.
+        configuration = text_file(self, "session.conf", """<!DOCTYPE busconfig PUBLIC
+            "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN" "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+            <busconfig><type>session</type><listen>unix:tmpdir=/tmp</listen><policy context="default">
+            <allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/><allow own="*"/></policy></busconfig>""")
+        bus = subprocess.Popen(
+            ["dbus-daemon", f"--config-file={configuration}", "--print-address=1", "--nofork"], stdout=subprocess.PIPE, text=True)
+        self.addCleanup(bus.stdout.close)
+        self.addCleanup(bus.wait)
+        self.addCleanup(bus.kill)
+        memory = Quillshade(self, environment={"DBUS_SESSION_BUS_ADDRESS": bus.stdout.readline().strip()}).start()
+        xterm = Application(self, "xterm", "-title", "A title alone", title="A title alone")
+        self.assertTrue(memory.wait_for_hit("a title alone", SOON))
+        accessibility = memory.status()["accessibility"]
+        self.assertFalse(accessibility["available"])
+        self.assertRegex(accessibility["reason"], r"^[A-Z].*[.?]$", "a sentence")
+        self.assertIn(accessibility["reason"], memory.ctl("status").stdout)
+        xterm.close()
+
+
+class BadSurroundings(unittest.TestCase):
+    def refused(self, *arguments, environment=None):
+        """The one sentence with which the program declines to start, and its exit code."""
+        answer = subprocess.run(
+            [str(BINARIES / "quillshade"), *map(str, arguments)], env=dict(os.environ, **(environment or {})),
+            capture_output=True, text=True, timeout=20, check=False)
+        self.assertEqual(answer.stdout, "")
+        lines = answer.stderr.splitlines()
+        self.assertEqual(len(lines), 1, answer.stderr)
+        self.assertRegex(lines[0], r"^quillshade: .+\.$")
+        return answer.returncode, lines[0]
+
+    def test_no_display(self):
+        for display, words in (("", "DISPLAY"), (":987", ":987")):
+            with tempfile.TemporaryDirectory() as folder:
+                code, sentence = self.refused("--data-dir", f"{folder}/data", environment={"DISPLAY": display})
+                self.assertEqual(code, 1)
+                self.assertIn(words, sentence)
+                self.assertEqual(os.listdir(folder), [], "nothing is made before it can work")
+
+    def test_a_data_folder_that_cannot_be_written(self):
+        in_the_way = text_file(self, "file", "a file, not a folder")
+        code, sentence = self.refused("--data-dir", in_the_way / "data")
+        self.assertEqual(code, 1)
+        self.assertIn(str(in_the_way), sentence)
+        self.assertEqual(in_the_way.read_text(), "a file, not a folder")
+        code, sentence = self.refused("--data-dir", "/proc/quillshade")
+        self.assertEqual(code, 1)
+
+    def test_a_database_that_is_none(self):
+        with tempfile.TemporaryDirectory() as folder:
+            database = pathlib.Path(folder) / "nomara.sqlite"
+            content = b"This was never a database. " * 400
+            database.write_bytes(content)
+            code, sentence = self.refused("--data-dir", folder)
+            self.assertEqual(code, 1)
+            self.assertIn(str(database), sentence)
+            self.assertEqual(database.read_bytes(), content, "it stays as it is")
+
+    def test_wrong_words(self):
+        with tempfile.TemporaryDirectory() as folder:
+            for setting in ("textOnlyMode", "textOnlyMode=maybe", "noSuchSetting=1"):
+                with self.subTest(setting):
+                    code, _ = self.refused(
+                        "--data-dir", f"{folder}/data", "--set", setting, environment={"XDG_CONFIG_HOME": folder})
+                    self.assertEqual(code, 2)
+        version = subprocess.run([BINARIES / "quillshade", "--version"], capture_output=True, text=True, check=True)
+        self.assertRegex(version.stdout, r"^quillshade \d+\.\d+\.\d+\n$")
+        usage = subprocess.run([BINARIES / "quillshade", "--help"], capture_output=True, text=True, check=True)
+        self.assertIn("--data-dir", usage.stdout)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

@@ -1,0 +1,132 @@
+"""Drives the real program and real applications on the virtual desktop that the test runs in."""
+
+import json
+import os
+import pathlib
+import select
+import shutil
+import signal
+import subprocess
+import tempfile
+import time
+
+BINARIES = pathlib.Path(os.environ["QUILLSHADE_BIN"])
+
+
+def wait_until(condition, seconds=20.0, step=0.05):
+    """What `condition` answered once it was true; None if it never was."""
+    deadline = time.monotonic() + seconds
+    while True:
+        answer = condition()
+        if answer:
+            return answer
+        if time.monotonic() > deadline:
+            return None
+        time.sleep(step)
+
+
+def x(*arguments):
+    return subprocess.run(["xdotool", *map(str, arguments)], capture_output=True, text=True, check=False).stdout.strip()
+
+
+def active_title():
+    return x("getactivewindow", "getwindowname")
+
+
+def type_text(text):
+    x("type", "--delay", 15, text)
+
+
+class Application:
+    """A program with a window, in a configuration folder of its own; ended with the test."""
+
+    def __init__(self, test, *command, title, seconds=30):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="quillshade-app-"))
+        environment = dict(os.environ, XDG_CONFIG_HOME=str(self.folder / "config"), XDG_DATA_HOME=str(self.folder / "data"))
+        self.process = subprocess.Popen(
+            list(map(str, command)), env=environment, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        test.addCleanup(self.close)
+        assert wait_until(lambda: title in active_title(), seconds), f"{command[0]} shows no window {title!r}"
+
+    def output(self, seconds=10):
+        """The next line that the program prints; empty if it prints none in time."""
+        ready, _, _ = select.select([self.process.stdout], [], [], seconds)
+        return self.process.stdout.readline() if ready else ""
+
+    def close(self):
+        self.process.kill()
+        self.process.wait()
+        self.process.stdout.close()
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+
+def chromium(test, page, title, *options):
+    profile = tempfile.mkdtemp(prefix="quillshade-chromium-")
+    test.addCleanup(shutil.rmtree, profile, ignore_errors=True)
+    root = ["--no-sandbox", "--test-type"] if os.geteuid() == 0 else []
+    return Application(
+        test, "chromium", *root, "--force-renderer-accessibility", "--disable-gpu", "--no-first-run",
+        "--disable-background-networking", "--disable-component-update", "--disable-sync", "--disable-quic",
+        "--password-store=basic", f"--user-data-dir={profile}", *options, page, title=title, seconds=60)
+
+
+class Quillshade:
+    """The program over a memory of its own."""
+
+    RECORDING = ("--set", "textOnlyMode=true", "--set", "onboardingCompleted=true")
+
+    def __init__(self, test, *, wrapper=(), arguments=RECORDING, environment=None):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="quillshade-memory-"))
+        self.data = self.folder / "data"
+        self.log = self.folder / "log"
+        self.environment = dict(os.environ, XDG_CONFIG_HOME=str(self.folder / "config"), **(environment or {}))
+        self.command = [*wrapper, str(BINARIES / "quillshade"), "--data-dir", str(self.data), *arguments]
+        self.process = None
+        test.addCleanup(self.clean)
+
+    def start(self):
+        with self.log.open("a") as log:
+            self.process = subprocess.Popen(self.command, env=self.environment, stdout=log, stderr=log)
+        assert wait_until(lambda: (self.status() or {}).get("recording")), self.log.read_text()
+        return self
+
+    def stop(self, with_signal=signal.SIGTERM):
+        """The exit code, and the seconds it took to end."""
+        began = time.monotonic()
+        self.process.send_signal(with_signal)
+        return self.process.wait(timeout=20), time.monotonic() - began
+
+    def clean(self):
+        if self.process and self.process.poll() is None:
+            self.process.kill()
+            self.process.wait()
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+    def ctl(self, *arguments):
+        return subprocess.run(
+            [str(BINARIES / "quillshadectl"), *map(str, arguments), "--data-dir", str(self.data)],
+            env=self.environment, capture_output=True, text=True, check=False)
+
+    def status(self):
+        answer = self.ctl("status", "--json")
+        return json.loads(answer.stdout) if answer.returncode == 0 else None
+
+    def search(self, query):
+        answer = self.ctl("search", query, "--json")
+        assert answer.returncode in (0, 1), answer.stderr
+        return json.loads(answer.stdout or "[]")
+
+    def wait_for_hit(self, query, seconds):
+        return wait_until(lambda: self.search(query), seconds, 0.2)
+
+    def frame_count(self):
+        return json.loads(self.ctl("stats", "--json").stdout)["storage"]["frames"]
+
+    def last_written(self):
+        return max(path.stat().st_mtime_ns for path in self.data.glob("nomara.sqlite*") if path.suffix != ".sqlite-shm")
+
+    def occurrences(self, text):
+        """The files of the memory, and the log, that hold these bytes, in either of the usual encodings."""
+        files = [path for path in self.folder.rglob("*") if path.is_file()]
+        needles = [text.encode(), text.encode("utf-16-le")]
+        return [str(path) for path in files if any(needle in path.read_bytes() for needle in needles)]

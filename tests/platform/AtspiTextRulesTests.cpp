@@ -1,0 +1,246 @@
+#include "platform/linux/atspi/TextRules.h"
+
+#include <initializer_list>
+
+#include <gtest/gtest.h>
+
+namespace nomara::atspi {
+namespace {
+
+constexpr const char* mark = "\xEF\xBF\xBC"; // stands for a child in its parent's text
+
+struct NodeSpec {
+    int depth;
+    Role role;
+    std::optional<std::string> text = {};
+    std::optional<std::string> name = {};
+    std::optional<Rect> rect = {};
+};
+
+/// Nodes written one below the other, indented by depth.
+TextTree treeOf(const std::vector<NodeSpec>& specs, bool inlineText = false) {
+    TextTree tree{.nodes = {}, .inlineText = inlineText, .complete = true};
+    std::vector<int> path;
+    for (const NodeSpec& spec : specs) {
+        path.resize(static_cast<std::size_t>(spec.depth));
+        TextNode node;
+        node.parent = path.empty() ? -1 : path.back();
+        node.role = spec.role;
+        node.rect = spec.rect;
+        node.text = spec.text;
+        node.name = spec.name;
+        path.push_back(static_cast<int>(tree.nodes.size()));
+        tree.nodes.push_back(std::move(node));
+    }
+    return tree;
+}
+
+std::string textOf(const TextTree& tree, const std::optional<Rect>& frame = {}) {
+    const WindowText text = TextRules::compose(tree, frame, {});
+    EXPECT_TRUE(text.finished);
+    return text.text;
+}
+
+TEST(AtspiTextRules, TakeEachVisibleTextOnceInDocumentOrder) {
+    struct Case {
+        const char* what;
+        std::vector<NodeSpec> nodes;
+        const char* text;
+        bool inlineText = false;
+    };
+    const std::string marked = std::string("Para with ") + mark + " inside";
+    const Case cases[] = {
+        {"labels and buttons by name",
+         {{0, Role::frame, {}, "Title"},
+          {1, Role::panel, {}, "Group"},
+          {2, Role::label, "Name", "Name"},
+          {2, Role::text, "typed", "Name"},
+          {1, Role::pushButton, {}, "OK"}},
+         "Name\ntyped\nOK"},
+        {"a paragraph that repeats its text objects",
+         {{0, Role::frame},
+          {1, Role(73), marked, ""},
+          {2, Role::staticText, {}, "Para with "},
+          {2, Role::link, "a link", "a link"},
+          {3, Role::staticText, {}, "a link"},
+          {2, Role::staticText, {}, " inside"}},
+         "Para with \na link\n inside"},
+        {"a paragraph that holds its text itself",
+         {{0, Role::frame}, {1, Role(73), marked, ""}, {2, Role::link, "a link", "a link"}},
+         "Para with \na link\n inside",
+         true},
+        {"the text in place of a picture beside a paragraph's own",
+         {{0, Role::frame}, {1, Role(73), marked, ""}, {2, Role::staticText, {}, "a cat"}},
+         "Para with \na cat\n inside",
+         true},
+        {"children that don't show leave the rest of the text at the end",
+         {{0, Role::frame}, {1, Role(73), marked + mark + " more", ""}, {2, Role::link, "a link", "a link"}},
+         "Para with \na link\n inside\n more",
+         true},
+        {"a picture in a link has no visible name",
+         {{0, Role::frame}, {1, Role::link, mark, "a cat"}, {2, Role::image, {}, "a cat"}},
+         ""},
+        {"a check box and the label beside it",
+         {{0, Role::frame}, {1, Role::checkBox, {}, "Agree"}, {1, Role::label, "Agree", "Agree"}},
+         "Agree"},
+        {"a button around its own label",
+         {{0, Role::frame}, {1, Role::pushButton, {}, "Go now"}, {2, Role::label, "Go now", "Go now"}},
+         "Go now"},
+        {"the same label twice is on the screen twice",
+         {{0, Role::frame}, {1, Role::label, "x", "x"}, {1, Role::label, "x", "x"}},
+         "x\nx"},
+        {"a tab and its page",
+         {{0, Role::frame}, {1, Role::pageTab, {}, "General"}, {2, Role::label, "Inside", "Inside"}},
+         "General\nInside"},
+        {"a tab whose name tells more than it shows",
+         {{0, Role::frame}, {1, Role::pageTab, mark, "Page - 23 MB"}, {2, Role::pushButton, "Close", "Close"}},
+         "Close"},
+        {"an editable list with its field",
+         {{0, Role::frame}, {1, Role::comboBox, "red", "Colour"}, {2, Role::entry, "red", "Colour"}},
+         "red"},
+        {"an editable list with other text below it",
+         {{0, Role::frame}, {1, Role::comboBox, "red", {}}, {2, Role::listItem, {}, "green"}},
+         "red\ngreen"},
+        {"a list that shows what is chosen by its name",
+         {{0, Role::frame}, {1, Role::comboBox, {}, "red"}, {2, Role::menu, {}, "red"}},
+         "red"},
+        {"a list that is named by its label",
+         {{0, Role::frame}, {1, Role::comboBox, mark, "Colour"}, {2, Role::menu, {}, ""}},
+         ""},
+        {"nothing below a field",
+         {{0, Role::frame}, {1, Role::entry, "typed", ""}, {2, Role::staticText, {}, "typed"}},
+         "typed"},
+        {"rows by name",
+         {{0, Role::frame}, {1, Role::list}, {2, Role::listItem, {}, "one"}, {2, Role::listItem, {}, "two"}},
+         "one\ntwo"},
+        {"kept untrimmed, left out when blank",
+         {{0, Role::frame}, {1, Role::label, "  a \n", {}}, {1, Role::label, " \n\t", {}}, {1, Role::text, "b", {}}},
+         "  a \n\nb"},
+        {"menus, pictures and bars",
+         {{0, Role::frame},
+          {1, Role::menuBar, {}, "m"},
+          {2, Role::label, "below a menu bar", {}},
+          {1, Role::menu, {}, "m"},
+          {2, Role::menuItem, {}, "Open"},
+          {1, Role::scrollBar, {}, "s"},
+          {2, Role::pushButton, {}, "Up"},
+          {1, Role::image, {}, "i"},
+          {1, Role::progressBar, "50 %", "p"},
+          {1, Role::label, "rest", {}}},
+         "rest"},
+    };
+    for (const Case& each : cases)
+        EXPECT_EQ(textOf(treeOf(each.nodes, each.inlineText)), each.text) << each.what;
+}
+
+TEST(AtspiTextRules, NeverTakeAnythingOfAPasswordField) {
+    const TextTree tree = treeOf({{0, Role::dialog},
+                                  {1, Role::label, "Password", {}},
+                                  {1, Role::passwordText, "s3cret", "s3cret"},
+                                  {2, Role::staticText, "s3cret", "s3cret"},
+                                  {1, Role::pushButton, {}, "OK"}});
+    const WindowText text = TextRules::compose(tree, {}, {});
+    EXPECT_EQ(text.text, "Password\nOK");
+    EXPECT_EQ(text.visited, 4) << "what is below the field is not even visited";
+    for (const bool inlineText : {false, true})
+        EXPECT_EQ(TextRules::readingOf(Role::passwordText, inlineText, false), TextRules::Reading{});
+}
+
+TEST(AtspiTextRules, SkipWhatLiesOutsideTheFrame) {
+    const Rect frame{100, 100, 200, 200}, inside{110, 110, 20, 20}, outside{100, 400, 20, 20};
+    struct Case {
+        const char* what;
+        std::optional<Rect> rect;
+        std::optional<Rect> frame;
+        const char* text;
+    };
+    const Case cases[] = {
+        {"inside", inside, frame, "own\nbelow"},
+        {"partly inside", Rect{90, 90, 20, 20}, frame, "own\nbelow"},
+        {"outside, with all below it", outside, frame, ""},
+        {"touching the edge", Rect{300, 100, 20, 20}, frame, ""},
+        {"outside without a size", Rect{100, 400, 0, 0}, frame, "own\nbelow"},
+        {"outside without a height", Rect{100, 400, 20, 0}, frame, "own\nbelow"},
+        {"place unknown", std::nullopt, frame, "own\nbelow"},
+        {"frame unknown", outside, std::nullopt, "own\nbelow"},
+    };
+    for (const Case& each : cases) {
+        const TextTree tree =
+            treeOf({{0, Role::frame}, {1, Role(73), "own", {}, each.rect}, {2, Role::label, "below", {}, inside}});
+        EXPECT_EQ(textOf(tree, each.frame), each.text) << each.what;
+    }
+}
+
+TEST(AtspiTextRules, StopBeforeTheNextNodeOnceALimitIsPassed) {
+    // The root, then labels of ten characters each.
+    std::vector<NodeSpec> specs{{0, Role::frame}};
+    for (int i = 0; i < 20; ++i)
+        specs.push_back({1, Role::label, "0123456789"});
+    const TextTree tree = treeOf(specs);
+    struct Case {
+        const char* what;
+        std::int64_t maxNodes, maxCharacters;
+        std::int64_t visited;
+        std::size_t labels;
+        bool finished;
+    };
+    const Case cases[] = {
+        {"as many nodes as there are", 21, 30'000, 21, 20, true},
+        {"one node fewer", 20, 30'000, 21, 19, false},
+        {"no node", 0, 30'000, 1, 0, false},
+        {"characters exactly at the limit go on", 1500, 200, 21, 20, true},
+        {"the piece that passes the limit is kept", 1500, 95, 12, 10, false},
+        {"at the limit, not above it", 1500, 100, 13, 11, false},
+        {"the last piece may pass it", 1500, 195, 21, 20, true},
+    };
+    for (const Case& each : cases) {
+        const WindowText text = TextRules::compose(tree, {}, {0.07, each.maxNodes, each.maxCharacters});
+        EXPECT_EQ(text.visited, each.visited) << each.what;
+        EXPECT_EQ((text.text.size() + 1) / 11, each.labels) << each.what;
+        EXPECT_EQ(text.finished, each.finished) << each.what;
+    }
+}
+
+TEST(AtspiTextRules, CountCharactersAsPeopleDo) {
+    // A flag is one character of eight bytes.
+    std::vector<NodeSpec> specs{{0, Role::frame}};
+    for (int i = 0; i < 5; ++i)
+        specs.push_back({1, Role::label, "\U0001F1F9\U0001F1F7\U0001F1F9\U0001F1F7"});
+    EXPECT_TRUE(TextRules::compose(treeOf(specs), {}, {0.07, 1500, 9}).finished);
+    EXPECT_FALSE(TextRules::compose(treeOf(specs), {}, {0.07, 1500, 7}).finished);
+}
+
+TEST(AtspiTextRules, WalkToADepthOfFortyEight) {
+    std::vector<NodeSpec> specs;
+    specs.reserve(60);
+    for (int depth = 0; depth < 60; ++depth)
+        specs.push_back({depth, Role(73), std::to_string(depth)});
+    const WindowText text = TextRules::compose(treeOf(specs), {}, {});
+    EXPECT_TRUE(text.text.ends_with("\n47\n48")) << text.text;
+    EXPECT_EQ(text.visited, 49);
+    EXPECT_TRUE(text.finished);
+}
+
+TEST(AtspiTextRules, GoOnPastWhatFailedAndTellWhatWasMissed) {
+    TextTree tree = treeOf({{0, Role::frame},
+                            {1, Role(73), "failed", {}},
+                            {2, Role::label, "below", {}},
+                            {1, Role::label, "late", {}},
+                            {1, Role::label, "there", {}}});
+    tree.nodes[1].failed = true;
+    EXPECT_EQ(textOf(tree), "late\nthere");
+
+    tree.nodes[3].unread = true;
+    tree.nodes[3].text.reset();
+    WindowText text = TextRules::compose(tree, {}, {});
+    EXPECT_EQ(text.text, "there");
+    EXPECT_FALSE(text.finished) << "time ran out";
+
+    tree.nodes[3].unread = false;
+    tree.complete = false;
+    EXPECT_FALSE(TextRules::compose(tree, {}, {}).finished) << "there were more nodes";
+    EXPECT_TRUE(TextRules::compose(TextTree{}, {}, {}).text.empty());
+}
+
+} // namespace
+} // namespace nomara::atspi

@@ -1,0 +1,242 @@
+#include "platform/linux/desktop/ApplicationIdentifier.h"
+#include "platform/linux/desktop/WellKnownApplications.h"
+#include "tests/support/TemporaryData.h"
+
+#include <chrono>
+#include <fstream>
+#include <future>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace nomara {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+void write(const fs::path& file, std::string_view text) {
+    fs::create_directories(file.parent_path());
+    std::ofstream(file, std::ios::binary) << text;
+}
+
+std::string entry(std::string_view name, std::string_view exec, std::string_view more = "") {
+    return "[Desktop Entry]\nType=Application\nName=" + std::string(name) + "\nExec=" + std::string(exec) + "\n" +
+           std::string(more) + "\n";
+}
+
+// Installed programs and running processes, as files.
+class Machine {
+public:
+    fs::path home() const { return m_folder.root() / "home"; }
+    fs::path system() const { return m_folder.root() / "system"; }
+    fs::path processes() const { return m_folder.root() / "proc"; }
+    ApplicationIdentifier identifier() const { return ApplicationIdentifier({home(), system()}, processes()); }
+
+    void install(const std::string& file, std::string_view text) const {
+        write(system() / "applications" / file, text);
+    }
+    void run(ProcessID pid, const std::string& executable, const std::string& startTime = "100") const {
+        const fs::path process = processes() / std::to_string(pid);
+        fs::remove_all(process);
+        // The name in brackets may itself hold brackets and spaces.
+        std::string fields = std::to_string(pid) + " (a (b) c) S";
+        for (int field = 4; field < 22; ++field)
+            fields += " " + std::to_string(field);
+        write(process / "stat", fields + " " + startTime + " 23 24\n");
+        fs::create_symlink(executable, process / "exe");
+    }
+    void give(ProcessID pid, const std::string& file, std::string_view text) const {
+        write(processes() / std::to_string(pid) / file, text);
+    }
+
+private:
+    testing::TemporaryData m_folder;
+};
+
+} // namespace
+
+TEST(DesktopEntry, ReadsWhatMatters) {
+    const auto full = parseDesktopEntry("org.example.Editor", "# comment\n"
+                                                              "Name=outside any group\n"
+                                                              "[Desktop Entry]\r\n"
+                                                              " Type = Application \r\n"
+                                                              "Name[de]=Texte\n"
+                                                              "Name=Te\\sxt\\\\s\n"
+                                                              "Exec=env LANG=C -u X \"/opt/my editor/edit\" --new %U\n"
+                                                              "StartupWMClass=Edit-Window\n"
+                                                              "[Desktop Action new]\n"
+                                                              "Name=New window\n"
+                                                              "Exec=other\n");
+    ASSERT_TRUE(full);
+    EXPECT_EQ(*full, (DesktopEntry{"org.example.Editor", "Te xt\\s", "Edit-Window", "edit", false}));
+
+    const std::pair<std::string, bool> rows[] = {
+        {"", false},
+        {"[Desktop Entry]\nType=Link\nName=Page\n", false},
+        {entry("Gone", "gone", "Hidden=true"), false},
+        {entry("Quiet", "quiet", "NoDisplay=true"), true},
+        {"[Desktop Entry]\nType=Application", true},
+        {"[Desktop Entry]\n=\nnonsense\nType=Application\nExec=\"unfinished \\", true},
+    };
+    for (const auto& [text, isEntry] : rows)
+        EXPECT_EQ(parseDesktopEntry("x", text).has_value(), isEntry) << text;
+}
+
+TEST(ApplicationIdentifier, FollowsTheStrongestSign) {
+    const Machine machine;
+    machine.install("org.xfce.mousepad.desktop", entry("Mousepad", "mousepad %U"));
+    machine.install("debian-xterm.desktop", entry("XTerm", "xterm", "StartupWMClass=XTerm"));
+    machine.install("firefox-esr.desktop", entry("Firefox ESR", "/usr/lib/firefox-esr/firefox-esr %u"));
+    machine.install("chrome-abc-Default.desktop",
+                    entry("Some Web Program", "/opt/google/chrome/chrome --app-id=abc", "StartupWMClass=crx_abc"));
+    machine.install("python3.11.desktop", entry("Python", "/usr/bin/python3.11", "Terminal=true"));
+    machine.install("suite-writer.desktop", entry("Writer", "suite --writer", "StartupWMClass=suite-writer"));
+    machine.install("suite.desktop", entry("Suite", "suite"));
+    machine.install("kde/org.kde.viewer.desktop", entry("Viewer", "viewer"));
+    machine.install("org.gnome.Maps.desktop", entry("Maps", "gjs /usr/share/maps"));
+    machine.install("snapped_app.desktop", entry("Snapped", "snap run snapped.app"));
+    machine.install("org.example.Sandboxed.desktop", entry("Sandboxed", "flatpak run org.example.Sandboxed"));
+
+    struct Row {
+        std::string what, executable, instanceName, className;
+        ApplicationIdentity expected;
+    };
+    const Row rows[] = {
+        {"last part of the id", "/usr/bin/mousepad", "mousepad", "Mousepad", {"org.xfce.mousepad", "Mousepad"}},
+        {"declared class", "/usr/bin/xterm", "xterm", "XTerm", {"debian-xterm", "XTerm"}},
+        {"well-known file",
+         "/usr/lib/firefox-esr/firefox-esr",
+         "Navigator",
+         "firefox-esr",
+         {"org.mozilla.firefox", "Firefox"}},
+        {"replaced while it runs",
+         "/usr/lib/chromium/chromium (deleted)",
+         "chromium",
+         "Chromium",
+         {"org.chromium.Chromium", "Chromium"}},
+        {"a browser under a name of its own",
+         "/usr/lib/chromium/chromium",
+         "work",
+         "Work",
+         {"org.chromium.Chromium", "Chromium"}},
+        {"a browser's web program",
+         "/opt/google/chrome/chrome",
+         "crx_abc",
+         "crx_abc",
+         {"com.google.Chrome", "Google Chrome"}},
+        {"well-known class", "/usr/lib/electron/electron", "slack", "Slack", {"com.tinyspeck.slackmacgap", "Slack"}},
+        {"class of one window of a suite", "/usr/bin/suite", "suite", "suite-writer", {"suite-writer", "Writer"}},
+        {"file, named like the entry", "/usr/bin/suite", "", "", {"suite", "Suite"}},
+        {"entry in a folder", "/usr/bin/viewer", "x", "org.kde.viewer", {"kde-org.kde.viewer", "Viewer"}},
+        {"a script by its class", "/usr/bin/python3.11", "tool.py", "Tool.py", {"tool.py", "Tool.py"}},
+        {"a script without a class", "/usr/bin/python3.11", "", "", {"python3.11", "python3.11"}},
+        {"another script's entry", "/usr/bin/gjs", "x", "Other", {"other", "Other"}},
+        {"nothing but a class", "", "a", "Unheard Of", {"unheard of", "Unheard Of"}},
+        {"nothing but a file", "/usr/local/bin/thing", "", "", {"thing", "thing"}},
+        {"nothing at all", "", "", "", {}},
+    };
+    auto identifier = machine.identifier();
+    ProcessID pid = 100;
+    for (const Row& row : rows) {
+        ++pid;
+        if (!row.executable.empty()) machine.run(pid, row.executable);
+        const auto found = identifier.identify({pid, row.instanceName, row.className});
+        EXPECT_EQ(found.bundleID, row.expected.bundleID) << row.what;
+        EXPECT_EQ(found.name, row.expected.name) << row.what;
+    }
+}
+
+TEST(ApplicationIdentifier, KnowsSandboxedPrograms) {
+    const Machine machine;
+    machine.install("snapped_app.desktop", entry("Snapped", "snap run snapped.app"));
+    machine.install("org.example.Boxed.desktop", entry("Boxed", "flatpak run org.example.Boxed"));
+    const std::string snapGroup = "0::/user.slice/snap.snapped.app-0123abcd-0123-0123-0123-0123456789ab.scope\n";
+    auto identifier = machine.identifier();
+
+    machine.run(1, "/app/bin/boxed");
+    machine.give(1, "root/.flatpak-info", "[Context]\nname=wrong\n[Application]\nname=org.example.Boxed\nruntime=x\n");
+    EXPECT_EQ(identifier.identify({1, "boxed", "Boxed"}).bundleID, "org.example.Boxed");
+
+    machine.run(2, "/app/lib/firefox/firefox");
+    machine.give(2, "cgroup", "0::/user.slice/app.slice/app-flatpak-org.mozilla.firefox-4711.scope\n");
+    EXPECT_EQ(identifier.identify({2, "Navigator", "firefox"}).bundleID, "org.mozilla.firefox");
+
+    machine.run(3, "/snap/snapped/12/bin/app");
+    machine.give(3, "cgroup", snapGroup);
+    EXPECT_EQ(identifier.identify({3, "x", "X"}).bundleID, "snapped_app");
+
+    machine.run(4, "/usr/bin/thing");
+    machine.give(4, "cgroup", snapGroup);
+    EXPECT_EQ(identifier.identify({4, "thing", "Thing"}).bundleID, "thing") << "started by a snap, but none itself";
+}
+
+TEST(ApplicationIdentifier, DoesNotTakeOneProcessForAnother) {
+    const Machine machine;
+    auto identifier = machine.identifier();
+    machine.run(7, "/usr/bin/first", "100");
+    EXPECT_EQ(identifier.identify({7, "", ""}).bundleID, "first");
+    EXPECT_EQ(identifier.identify({7, "", "Dialog"}).bundleID, "dialog") << "same process, another class";
+    machine.run(7, "/usr/bin/second", "200");
+    EXPECT_EQ(identifier.identify({7, "", ""}).bundleID, "second") << "the number is used again";
+}
+
+TEST(ApplicationIdentifier, NeitherWaitsForFilesNorReadsThemWithoutEnd) {
+    const Machine machine;
+    const std::string boxed = "[Application]\nname=org.example.Boxed\n";
+    const auto pipeAt = [](const fs::path& file) {
+        fs::create_directories(file.parent_path());
+        EXPECT_EQ(mkfifo(file.c_str(), 0600), 0);
+        return file;
+    };
+    std::vector<fs::path> pipes;
+    for (const char* const file : {"stat", "cgroup", "root/.flatpak-info"})
+        pipes.push_back(pipeAt(machine.processes() / "1" / file));
+    pipes.push_back(pipeAt(machine.system() / "applications/pipe.desktop"));
+    machine.run(2, "/usr/bin/padded");
+    machine.give(2, "root/.flatpak-info", std::string(65'536, '\n') + boxed);
+    machine.run(3, "/usr/bin/long");
+    machine.give(3, "root/.flatpak-info", boxed + std::string(1'048'576, '\n'));
+    machine.install("padded.desktop", std::string(1'048'576, '\n') + entry("Too far", "padded"));
+    machine.install("long.desktop", entry("Long", "x", "StartupWMClass=Long") + std::string(1'048'576, '\n'));
+    auto identifier = machine.identifier();
+
+    std::promise<std::string> answered;
+    std::thread asking([&] { answered.set_value(*identifier.identify({1, "", "Piped"}).bundleID); });
+    auto answer = answered.get_future();
+    const bool isPrompt = answer.wait_for(std::chrono::seconds(20)) == std::future_status::ready;
+    EXPECT_TRUE(isPrompt) << "waits for somebody to write into a pipe";
+    while (answer.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready)
+        for (const fs::path& pipe : pipes)
+            close(open(pipe.c_str(), O_WRONLY | O_NONBLOCK)); // lets the reader go on
+    asking.join();
+    EXPECT_EQ(answer.get(), "piped");
+
+    EXPECT_EQ(identifier.identify({2, "", ""}).bundleID, "padded") << "told too far down the file";
+    EXPECT_EQ(identifier.identify({0, "", "Padded"}).name, "Padded") << "told too far down the entry";
+    EXPECT_EQ(identifier.identify({3, "", ""}).bundleID, "org.example.Boxed");
+    EXPECT_EQ(identifier.identify({0, "", "Long"}).name, "Long");
+}
+
+TEST(ApplicationIdentifier, SeesWhatIsInstalledMeanwhileAndWhatTheUserHides) {
+    const Machine machine;
+    machine.install("tool.desktop", entry("Tool of the system", "tool", "StartupWMClass=Tool"));
+    auto identifier = machine.identifier();
+    EXPECT_EQ(identifier.identify({0, "", "Tool"}).name, "Tool of the system");
+
+    write(machine.home() / "applications/tool.desktop", entry("My tool", "tool", "StartupWMClass=Tool"));
+    EXPECT_EQ(identifier.identify({0, "", "Tool"}).name, "My tool");
+
+    write(machine.home() / "applications/tool.desktop", entry("My tool", "tool", "Hidden=true"));
+    // Rewriting a file leaves its folder's time alone; programs that install entries replace them.
+    fs::last_write_time(machine.home() / "applications", fs::file_time_type::clock::now() + std::chrono::seconds(5));
+    EXPECT_EQ(identifier.identify({0, "", "Tool"}).bundleID, "tool");
+    EXPECT_EQ(identifier.identify({0, "", "Tool"}).name, "Tool");
+}
+
+} // namespace nomara
