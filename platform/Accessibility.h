@@ -20,7 +20,8 @@ struct AccessibleElement {
 struct AccessibleWindow {
     AccessibleElement element;
     std::optional<std::string> title; ///< absent when only white space would be left
-    std::optional<Rect> frame;        ///< global display coordinates
+    std::optional<Rect> frame;        ///< global display coordinates, in the program's own terms
+    bool isActive = false;            ///< has the keyboard, as its program says
     friend bool operator==(const AccessibleWindow&, const AccessibleWindow&) = default;
 };
 
@@ -35,6 +36,16 @@ struct WindowText {
     std::string text; ///< one piece a line
     std::int64_t visited = 0;
     bool finished = true; ///< false when a limit ended the walk
+};
+
+/// What a browser window's own controls tell about it. The page itself has no say in it.
+struct BrowserFacts {
+    std::optional<std::string> url; ///< of the page on show
+    bool privateMarker = false;     ///< some control says that the window is private
+    /// Whether `privateMarker` can be relied on: false where the controls could not be searched as far as it counts,
+    /// and where there were none to search.
+    bool markerKnown = false;
+    friend bool operator==(const BrowserFacts&, const BrowserFacts&) = default;
 };
 
 /// Reads other programs' windows. All calls are synchronous and made on one thread. A program that hangs costs at most
@@ -55,6 +66,8 @@ public:
     virtual std::vector<AccessibleWindow> windows(ProcessID pid) = 0;
     /// The address of the document that a window shows.
     virtual std::optional<std::string> documentAddress(const AccessibleElement& window) = 0;
+    /// The address that a browser's window shows, and with `deep` whether its controls say that it is a private one.
+    virtual BrowserFacts browserFacts(const AccessibleElement& window, bool deep) = 0;
     /// The visible text below an element, in document order. Password fields are never read, nor what lies outside
     /// `frame`.
     virtual WindowText text(const AccessibleElement& element, const std::optional<Rect>& frame,

@@ -20,6 +20,8 @@ struct WindowOwner {
 struct ApplicationIdentity {
     std::optional<std::string> bundleID; ///< stable across restarts
     std::optional<std::string> name;     ///< as a person would call it
+    std::string icon;                    ///< name in the icon theme, or a file; empty where there is none
+    bool isBrowser = false;              ///< says of itself that it is a web browser, or opens http links
     friend bool operator==(const ApplicationIdentity&, const ApplicationIdentity&) = default;
 };
 

@@ -2,6 +2,13 @@
 
 namespace nomara {
 
+/// Whether what is being typed may be a secret.
+enum class SecureInput {
+    off,      ///< no program asks that typing be kept from others
+    possible, ///< a password field may have the keyboard; the focus tells
+    certain,  ///< a password prompter has the keyboard
+};
+
 /// What the user's hands are doing. Callable from any thread.
 class InputActivity {
 public:
@@ -9,8 +16,7 @@ public:
 
     /// Seconds since the last keyboard or pointer event in the session; 0 where that can't be told.
     virtual double secondsSinceLastInput() = 0;
-    /// Whether some program has asked that typing be kept from others, as password prompters do.
-    virtual bool secureInputEnabled() = 0;
+    virtual SecureInput secureInput() = 0;
 };
 
 } // namespace nomara

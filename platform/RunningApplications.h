@@ -14,6 +14,7 @@ struct FrontmostApp {
     ProcessID pid = 0;
     std::optional<std::string> bundleID; ///< identifier of the application, stable across restarts
     std::optional<std::string> name;     ///< as a person would call it
+    bool isBrowser = false;              ///< says of itself that it is a web browser, or opens http links
     friend bool operator==(const FrontmostApp&, const FrontmostApp&) = default;
 };
 

@@ -30,6 +30,10 @@ struct WindowInfo {
     std::optional<Rect> bounds;       ///< what one sees of it, decorations included, shadows not
     int layer = 0;                    ///< 0 for ordinary windows; docks, menus and tips lie above
     double opacity = 1;
+    std::optional<Rect> content; ///< what its program draws, without the window manager's decorations
+    std::string instanceName;    ///< first half of WM_CLASS; empty where there is none
+    std::string className;       ///< second half of WM_CLASS; empty where there is none
+    bool isActive = false;       ///< has the keyboard, as the window manager says
     friend bool operator==(const WindowInfo&, const WindowInfo&) = default;
 };
 

@@ -18,8 +18,8 @@ packages_of() {
 ensure_packages() {
   local wanted missing=() package installed as_root=()
   mapfile -t wanted < <(packages_of "$@")
-  # One question for all of them: asking for each costs half a second.
-  installed=" $(dpkg-query -W -f '${Package}/${db:Status-Status} ' "${wanted[@]}" 2>/dev/null)"
+  # One question for all of them: asking for each costs half a second. It fails when it has never heard of one.
+  installed=" $(dpkg-query -W -f '${Package}/${db:Status-Status} ' "${wanted[@]}" 2>/dev/null || true)"
   for package in "${wanted[@]}"; do
     [[ $installed == *" $package/installed "* ]] || missing+=("$package")
   done

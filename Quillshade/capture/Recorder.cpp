@@ -191,7 +191,9 @@ void Recorder::tick() {
         return publishSkip({SkipReason::Kind::excludedApp, app->name.value_or(*app->bundleID)});
     // Secure input that another program left on doesn't stop capture, as long as the focus can be seen to lie
     // elsewhere.
-    if (m_services.input.secureInputEnabled() && (!m_inspector.isTrusted() || m_inspector.focusIsSecure()))
+    const SecureInput secure = m_services.input.secureInput();
+    if (secure == SecureInput::certain ||
+        (secure == SecureInput::possible && (!m_inspector.isTrusted() || m_inspector.focusIsSecure())))
         return publishSkip({SkipReason::Kind::secureInput, {}});
     look.window = m_inspector.snapshot(app->pid);
     look.contextKey = contextKey(app->bundleID, look.window.title);

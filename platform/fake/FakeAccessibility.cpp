@@ -52,6 +52,14 @@ std::optional<std::string> FakeAccessibility::documentAddress(const AccessibleEl
     return found ? found->address : std::nullopt;
 }
 
+BrowserFacts FakeAccessibility::browserFacts(const AccessibleElement& window, bool deep) {
+    const std::lock_guard lock(m_mutex);
+    ++m_counts.browserFacts;
+    const Window* found = find(window);
+    if (!found) return {};
+    return deep ? found->facts : BrowserFacts{found->facts.url, false, false};
+}
+
 WindowText FakeAccessibility::text(const AccessibleElement& element, const std::optional<Rect>& frame,
                                    const TextLimits& limits) {
     std::function<void()> onText;
@@ -114,7 +122,8 @@ std::vector<AccessibleWindow> FakeAccessibility::windowsLocked(ProcessID pid) co
     const auto found = m_windows.find(pid);
     if (!m_reason.empty() || found == m_windows.end()) return answer;
     for (std::size_t i = 0; i < found->second.size(); ++i)
-        answer.push_back({elementOf(pid, i), found->second[i].title, found->second[i].frame});
+        answer.push_back(
+            {elementOf(pid, i), found->second[i].title, found->second[i].frame, found->second[i].isActive});
     return answer;
 }
 

@@ -18,6 +18,8 @@ public:
         std::string text;
         std::optional<std::string> address;
         bool finished = true; ///< false: the walk's limits ended it
+        BrowserFacts facts = {std::nullopt, false, true};
+        bool isActive = false;
     };
     /// How often each kind of question has been asked.
     struct Counts {
@@ -26,6 +28,7 @@ public:
         int frontWindow = 0;
         int windows = 0;
         int documentAddress = 0;
+        int browserFacts = 0;
         int text = 0;
     };
 
@@ -35,6 +38,7 @@ public:
     std::optional<AccessibleWindow> frontWindow(ProcessID pid) override;
     std::vector<AccessibleWindow> windows(ProcessID pid) override;
     std::optional<std::string> documentAddress(const AccessibleElement& window) override;
+    BrowserFacts browserFacts(const AccessibleElement& window, bool deep) override;
     WindowText text(const AccessibleElement& element, const std::optional<Rect>& frame,
                     const TextLimits& limits) override;
 

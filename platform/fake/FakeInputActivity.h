@@ -10,14 +10,14 @@ namespace nomara {
 class FakeInputActivity final : public InputActivity {
 public:
     double secondsSinceLastInput() override { return m_idleSeconds; }
-    bool secureInputEnabled() override { return m_secure; }
+    SecureInput secureInput() override { return m_secure; }
 
     void setSecondsSinceLastInput(double seconds) { m_idleSeconds = seconds; }
-    void setSecureInput(bool enabled) { m_secure = enabled; }
+    void setSecureInput(SecureInput secure) { m_secure = secure; }
 
 private:
     std::atomic<double> m_idleSeconds = 0;
-    std::atomic<bool> m_secure = false;
+    std::atomic<SecureInput> m_secure = SecureInput::off;
 };
 
 } // namespace nomara

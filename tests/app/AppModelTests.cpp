@@ -94,7 +94,7 @@ TEST(AppModel, SaysWhyNothingIsRecorded) {
     };
     for (const auto& row : rows) {
         h.applications.activate(row.app);
-        h.input.setSecureInput(row.secure);
+        h.input.setSecureInput(row.secure ? SecureInput::possible : SecureInput::off);
         h.accessibility.setFocusSecure(row.secure);
         h.settle();
         h.tick();

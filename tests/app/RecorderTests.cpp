@@ -10,6 +10,7 @@ namespace {
 
 using Strings = std::vector<std::string>;
 using Kind = SkipReason::Kind;
+using Secure = SecureInput;
 
 const FrontmostApp editor{10, "org.editor", "Editor"};
 const FrontmostApp browser{11, "org.browser", "Browser"};
@@ -105,26 +106,28 @@ TEST(Recorder, SkipsWhatMustNotBeRecorded) {
     const struct {
         const char* name;
         FrontmostApp app;
-        bool secureInput, trusted, focusSecure;
+        Secure secureInput;
+        bool trusted, focusSecure;
         SkipReason reason;
     } rows[] = {
-        {"itself", {1, "com.brindlewick.Quillshade", "Q"}, false, true, false, {Kind::ownApp, ""}},
+        {"itself", {1, "com.brindlewick.Quillshade", "Q"}, Secure::off, true, false, {Kind::ownApp, ""}},
         {"an excluded application",
          {1, "org.keepassxc.keepassxc", "KeePassXC"},
-         false,
+         Secure::off,
          true,
          false,
          {Kind::excludedApp, "KeePassXC"}},
         {"one without a name",
          {1, "com.bitwarden.desktop", {}},
-         false,
+         Secure::off,
          true,
          false,
          {Kind::excludedApp, "com.bitwarden.desktop"}},
-        {"a password field", editor, true, true, true, {Kind::secureInput, ""}},
-        {"secure input that can't be confirmed", editor, true, false, false, {Kind::secureInput, ""}},
-        {"secure input left on elsewhere", editor, true, true, false, {Kind::none, ""}},
-        {"an application without an identifier", {1, {}, "Tool"}, false, true, false, {Kind::none, ""}},
+        {"a password field", editor, Secure::possible, true, true, {Kind::secureInput, ""}},
+        {"secure input that can't be confirmed", editor, Secure::possible, false, false, {Kind::secureInput, ""}},
+        {"a password prompter", editor, Secure::certain, true, false, {Kind::secureInput, ""}},
+        {"secure input left on elsewhere", editor, Secure::possible, true, false, {Kind::none, ""}},
+        {"an application without an identifier", {1, {}, "Tool"}, Secure::off, true, false, {Kind::none, ""}},
     };
     for (const auto& row : rows) {
         RecorderHarness h;
@@ -142,7 +145,7 @@ TEST(Recorder, SkipsWhatMustNotBeRecorded) {
             EXPECT_EQ(h.skips, (std::vector{row.reason})) << row.name << ": published on change only";
             EXPECT_TRUE(h.saved.empty()) << row.name;
             EXPECT_EQ(h.accessibility.counts().text, 0) << row.name;
-            h.input.setSecureInput(false);
+            h.input.setSecureInput(SecureInput::off);
             h.show(editor, "Title", "words");
             h.tick(2);
             EXPECT_EQ(h.skips.back(), SkipReason()) << row.name;

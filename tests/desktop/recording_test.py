@@ -13,6 +13,7 @@ import unittest
 from session import BINARIES, Application, Quillshade, chromium, type_text, wait_until, x
 
 SOON = 10  # seconds from appearing to being found
+LATE = 60  # seconds within which even a machine that is busy with other things gets there
 
 
 def text_file(test, name, text=""):

@@ -107,6 +107,10 @@ std::optional<std::string> AtspiAccessibility::documentAddress(const AccessibleE
     return m_parts->documents.address(*object);
 }
 
+BrowserFacts AtspiAccessibility::browserFacts(const AccessibleElement& window, bool /*deep*/) {
+    return {documentAddress(window), false, false};
+}
+
 WindowText AtspiAccessibility::text(const AccessibleElement& element, const std::optional<Rect>& frame,
                                     const TextLimits& limits) {
     const auto root = objectOf(element);

@@ -26,6 +26,7 @@ public:
     std::optional<AccessibleWindow> frontWindow(ProcessID pid) override;
     std::vector<AccessibleWindow> windows(ProcessID pid) override;
     std::optional<std::string> documentAddress(const AccessibleElement& window) override;
+    BrowserFacts browserFacts(const AccessibleElement& window, bool deep) override;
     WindowText text(const AccessibleElement& element, const std::optional<Rect>& frame,
                     const TextLimits& limits) override;
 

@@ -24,8 +24,8 @@ double X11InputActivity::secondsSinceLastInput() {
     return info->ms_since_user_input / 1000.0;
 }
 
-bool X11InputActivity::secureInputEnabled() {
-    return m_mayBeSecure && m_mayBeSecure();
+SecureInput X11InputActivity::secureInput() {
+    return m_mayBeSecure && m_mayBeSecure() ? SecureInput::possible : SecureInput::off;
 }
 
 } // namespace nomara

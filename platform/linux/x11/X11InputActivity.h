@@ -15,14 +15,14 @@ class X11InputActivity final : public InputActivity {
 public:
     /// The display server has no switch for secure input that all programs use, so input may be secure at any time,
     /// and wherever the focus can be asked whether it is, it must be. `mayBeSecure` tells whether it can be asked; it
-    /// runs on the thread that asks `secureInputEnabled` and is its answer. Without it the answer is no.
+    /// runs on the thread that asks `secureInput`. Without it the answer is no.
     /// `onConnectionLost` runs once, inside the call that notices. An empty `display` means $DISPLAY.
     explicit X11InputActivity(std::function<bool()> mayBeSecure, std::function<void()> onConnectionLost = {},
                               const std::string& display = {});
     ~X11InputActivity() override;
 
     double secondsSinceLastInput() override;
-    bool secureInputEnabled() override;
+    SecureInput secureInput() override;
 
 private:
     const std::function<bool()> m_mayBeSecure;

@@ -410,9 +410,9 @@ TEST_F(X11, MeasuresIdleTime) {
         outputOf({"xdotool", "mousemove_relative", "--", "3", "3", "mousemove_relative", "--", "-3", "-3"});
         return activity.secondsSinceLastInput() < 0.4;
     }));
-    EXPECT_FALSE(activity.secureInputEnabled());
+    EXPECT_EQ(activity.secureInput(), SecureInput::off);
     mayBeSecure = true;
-    EXPECT_TRUE(activity.secureInputEnabled());
+    EXPECT_EQ(activity.secureInput(), SecureInput::possible);
 }
 
 TEST_F(X11, AnswersSeveralThreadsWhileWindowsComeAndGo) {
