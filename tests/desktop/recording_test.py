@@ -13,6 +13,7 @@ import unittest
 from session import BINARIES, Application, Quillshade, chromium, type_text, wait_until, x
 
 SOON = 10  # seconds from appearing to being found
+TWO_LOOKS = 5
 LATE = 60  # seconds within which even a machine that is busy with other things gets there
 
 
@@ -38,13 +39,35 @@ def end_accessibility_bus():
             os.kill(int(process.name), signal.SIGKILL)
 
 
+def diagnosis(memory):
+    return "\n".join([memory.log.read_text(), str(memory.status()), memory.ctl("recent").stdout])
+
+
 class Found(unittest.TestCase):
+    """What comes up is found within ten seconds. Where the machine was busy with something else, it may try again."""
+
+    def found_soon(self, memory, appear):
+        """The hits for what `appear` shows: it gets the number of the try and answers what to search for."""
+        for attempt in range(1, 4):
+            query = appear(attempt)
+            began, hits = time.monotonic(), []
+            while not hits and time.monotonic() < began + SOON:
+                hits = memory.wait_for_hit(query, 3)
+                x("mousemove_relative", "--", 5, 0)  # whoever reads has a hand on the pointer
+            if hits:
+                print(f"found after {time.monotonic() - began:.1f} s, in try {attempt}")
+                return hits
+        self.fail(diagnosis(memory))
+
     def test_text_typed_into_an_editor(self):
         memory = Quillshade(self).start()
         Application(self, "mousepad", text_file(self, "letter.txt", "Dear reader\n"), title="letter.txt")
-        type_text("the heron waits in the shallows ")
-        hits = memory.wait_for_hit("heron shallows", SOON)
-        self.assertTrue(hits, memory.log.read_text())
+
+        def type_words(attempt):
+            type_text(f"the heron waits in the shallows {attempt} ")
+            return f"heron shallows {attempt}"
+
+        hits = self.found_soon(memory, type_words)
         self.assertIn("letter.txt", hits[0]["windowTitle"])
         self.assertEqual(hits[0]["appName"], "Mousepad")
         start, end = hits[0]["highlights"][0]
@@ -52,13 +75,17 @@ class Found(unittest.TestCase):
 
     def test_the_text_of_a_web_page_and_its_address(self):
         memory = Quillshade(self).start()
-        page = text_file(self, "page.html", """<!doctype html><title>Lighthouse almanac</title>
-            <h1>Keepers of the northern lights</h1><p>The Skerryvore lamp was <a href="#">lit in 1844</a> and
-            <b>burns</b> still.</p><ul><li>Muckle Flugga<li>Ailsa Craig</ul><p style="margin-top:5000px">Corsewall far below</p>""")
-        chromium(self, page.as_uri(), "Lighthouse almanac")
-        hits = memory.wait_for_hit("skerryvore lamp", SOON)
-        self.assertTrue(hits, memory.log.read_text())
-        self.assertEqual(hits[0]["url"], page.as_uri())
+
+        def open_page(attempt):
+            self.page = text_file(self, f"page{attempt}.html", f"""<!doctype html><title>Lighthouse almanac {attempt}</title>
+                <h1>Keepers of the northern lights</h1><p>The Skerryvore lamp {attempt} was <a href="#">lit in 1844</a>
+                and <b>burns</b> still.</p><ul><li>Muckle Flugga<li>Ailsa Craig</ul>
+                <p style="margin-top:5000px">Corsewall far below</p>""")
+            chromium(self, self.page.as_uri(), f"Lighthouse almanac {attempt}")
+            return f"skerryvore lamp {attempt}"
+
+        hits = self.found_soon(memory, open_page)
+        self.assertEqual(hits[0]["url"], self.page.as_uri())
         self.assertTrue(memory.search("Muckle Flugga"))
         self.assertFalse(memory.search("Corsewall"), "what has scrolled out of the window is not on the screen")
 
@@ -67,17 +94,18 @@ class Kept(unittest.TestCase):
     def test_a_window_that_does_not_change_stores_nothing(self):
         memory = Quillshade(self).start()
         Application(self, "mousepad", text_file(self, "still.txt", "nothing moves here\n"), title="still.txt")
-        self.assertTrue(memory.wait_for_hit("nothing moves", SOON))
-        # The editor still asks for its own little changes just after opening; then it is still.
-        quiet_since = time.monotonic()
-        frames, written, changes = memory.frame_count(), memory.last_written(), 0
-        while time.monotonic() < quiet_since + 60:
-            time.sleep(1)
-            if memory.frame_count() != frames and time.monotonic() < quiet_since + 5:
+        self.assertTrue(memory.wait_for_hit("nothing moves", LATE))
+        # The editor still makes its own little changes just after opening; then it is still.
+        end = time.monotonic() + 180
+        frames, quiet_since = None, 0
+        while time.monotonic() < end and (frames is None or time.monotonic() < quiet_since + 60):
+            if memory.frame_count() != frames:
                 frames, quiet_since = memory.frame_count(), time.monotonic()
-            self.assertEqual(memory.frame_count(), frames)
+                written, changes = memory.last_written(), 0
             if memory.last_written() != written:
                 written, changes = memory.last_written(), changes + 1
+            time.sleep(1)
+        self.assertGreaterEqual(time.monotonic(), quiet_since + 60, "nothing new was stored for a minute")
         self.assertLessEqual(changes, 1, "the counters of the minute before are written once, and nothing else")
 
     def test_a_password_is_in_no_file(self):
@@ -87,16 +115,16 @@ class Kept(unittest.TestCase):
             self, "zenity", "--forms", "--title", "Sign in", "--text", "Colossal Cave", "--add-entry", "Name",
             "--add-password", "Password", title="Sign in")
         type_text(name)
-        self.assertTrue(memory.wait_for_hit(name, SOON), "the field that is no secret")
+        self.assertTrue(memory.wait_for_hit(name, LATE), "the field that is no secret")
         x("key", "Tab")
         self.assertTrue(wait_until(lambda: memory.status()["skipReason"] == "secureInput"), memory.status())
         self.assertIn("password", memory.status()["detail"])
         type_text(secret)
-        time.sleep(3)
+        time.sleep(TWO_LOOKS)
         # With the focus elsewhere the window is recorded again, the filled password field in it.
         x("key", "shift+Tab")
         type_text(f"{name} again")
-        self.assertTrue(memory.wait_for_hit(f"{name} again", 2 * SOON))
+        self.assertTrue(memory.wait_for_hit(f"{name} again", LATE))
         self.assertEqual(memory.occurrences(secret), [])
         self.assertTrue(memory.occurrences(name), "the search for bytes finds what is there")
         x("key", "Tab", "Tab", "Tab", "Return")  # the password, Cancel, OK
@@ -104,7 +132,7 @@ class Kept(unittest.TestCase):
 
         dialog = Application(self, "zenity", "--password", "--title", "Unlock", title="Unlock")
         type_text(secret)
-        time.sleep(5)
+        time.sleep(TWO_LOOKS)
         x("key", "Return")
         self.assertEqual(dialog.output().strip(), secret)
         memory.stop()
@@ -117,7 +145,7 @@ class Lasting(unittest.TestCase):
             with self.subTest(number.name):
                 memory = Quillshade(self).start()
                 editor = Application(self, "mousepad", text_file(self, f"{number.name}.txt", "abiding"), title=number.name)
-                self.assertTrue(memory.wait_for_hit("abiding", SOON))
+                self.assertTrue(memory.wait_for_hit("abiding", LATE))
                 code, seconds = memory.stop(number)
                 self.assertEqual(code, 0, memory.log.read_text())
                 self.assertLess(seconds, 5)
@@ -148,7 +176,7 @@ class Lasting(unittest.TestCase):
     def test_it_needs_no_network(self):
         memory = Quillshade(self, wrapper=("unshare", "--user", "--map-root-user", "--net")).start()
         Application(self, "mousepad", text_file(self, "alone.txt", "no network anywhere"), title="alone.txt")
-        self.assertTrue(memory.wait_for_hit("no network anywhere", SOON))
+        self.assertTrue(memory.wait_for_hit("no network anywhere", LATE))
         process = memory.status()["pid"]
         for table in ("tcp", "tcp6", "udp", "udp6"):
             sockets = pathlib.Path(f"/proc/{process}/net/{table}")
@@ -158,7 +186,7 @@ class Lasting(unittest.TestCase):
     def test_the_accessibility_bus_dies_and_comes_back(self):
         memory = Quillshade(self).start()
         editor = Application(self, "mousepad", text_file(self, "before.txt", "before the outage"), title="before.txt")
-        self.assertTrue(memory.wait_for_hit("before the outage", SOON))
+        self.assertTrue(memory.wait_for_hit("before the outage", LATE))
         editor.close()
 
         # Whoever asks for the bus starts it again, so it is kept away until the program has noticed.
@@ -171,15 +199,15 @@ class Lasting(unittest.TestCase):
         killer = threading.Thread(target=keep_away)
         killer.start()
         try:
-            away = wait_until(lambda: not memory.status()["accessibility"]["available"], 2 * SOON)
+            away = wait_until(lambda: not memory.status()["accessibility"]["available"], LATE)
         finally:
             noticed.set()
             killer.join()
         self.assertTrue(away, memory.status())
         self.assertRegex(memory.status()["accessibility"]["reason"], r"^[A-Z].*[.?]$")
-        self.assertTrue(wait_until(lambda: memory.status()["accessibility"]["available"], 2 * SOON), memory.status())
+        self.assertTrue(wait_until(lambda: memory.status()["accessibility"]["available"], LATE), memory.status())
         Application(self, "mousepad", text_file(self, "after.txt", "after the outage"), title="after.txt")
-        self.assertTrue(memory.wait_for_hit("after the outage", SOON), memory.status())
+        self.assertTrue(memory.wait_for_hit("after the outage", LATE), memory.status())
 
     def test_without_an_accessibility_bus_it_carries_on_and_says_so(self):
         # A session bus of its own that knows no accessibility service.
@@ -194,7 +222,7 @@ class Lasting(unittest.TestCase):
         self.addCleanup(bus.kill)
         memory = Quillshade(self, environment={"DBUS_SESSION_BUS_ADDRESS": bus.stdout.readline().strip()}).start()
         xterm = Application(self, "xterm", "-title", "A title alone", title="A title alone")
-        self.assertTrue(memory.wait_for_hit("a title alone", SOON))
+        self.assertTrue(memory.wait_for_hit("a title alone", LATE))
         accessibility = memory.status()["accessibility"]
         self.assertFalse(accessibility["available"])
         self.assertRegex(accessibility["reason"], r"^[A-Z].*[.?]$", "a sentence")
