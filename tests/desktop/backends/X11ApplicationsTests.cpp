@@ -1,0 +1,72 @@
+#include "platform/linux/desktop/ApplicationIdentifier.h"
+#include "platform/linux/x11/X11RunningApplications.h"
+#include "tests/desktop/backends/X11Test.h"
+
+#include <algorithm>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace nomara {
+
+TEST_F(X11, FollowsTheFrontApplication) {
+    ApplicationIdentifier identifier;
+    std::mutex mutex;
+    std::vector<std::optional<FrontmostApp>> heard;
+    const auto hasHeard = [&](ProcessID pid) {
+        const std::lock_guard lock(mutex);
+        return std::ranges::any_of(heard, [&](const auto& app) { return app && app->pid == pid; });
+    };
+    X11RunningApplications applications([&](const WindowOwner& owner) { return identifier.identify(owner); });
+    EXPECT_EQ(applications.frontmost(), std::nullopt);
+    applications.observeActivations([&](std::optional<FrontmostApp> app) {
+        const std::lock_guard lock(mutex);
+        heard.push_back(std::move(app));
+    });
+    const auto frontPid = [&] {
+        const auto app = applications.frontmost();
+        return app ? app->pid : 0;
+    };
+    {
+        const DesktopProgram xterm(terminal("followed"));
+        EXPECT_TRUE(waitUntil([&] { return hasHeard(xterm.pid()); }));
+        EXPECT_EQ(applications.frontmost(), (FrontmostApp{xterm.pid(), "debian-xterm", "XTerm"}));
+        {
+            const DesktopProgram dialog({"zenity", "--info", "--title", "dialog in front", "--text", "hello"});
+            EXPECT_TRUE(waitUntil([&] { return hasHeard(dialog.pid()); }));
+            EXPECT_EQ(applications.frontmost(), (FrontmostApp{dialog.pid(), "zenity", "Zenity"}));
+            EXPECT_EQ(X11RunningApplications({}).frontmost(), (FrontmostApp{dialog.pid(), std::nullopt, std::nullopt}))
+                << "known at once, before anything changes";
+        }
+        EXPECT_TRUE(waitUntil([&] { return frontPid() == xterm.pid(); })) << "its window is gone";
+        applications.observeActivations({});
+        const std::lock_guard lock(mutex);
+        heard.clear();
+    }
+    EXPECT_TRUE(waitUntil([&] { return !applications.frontmost(); }));
+    EXPECT_TRUE(heard.empty());
+}
+
+TEST_F(X11, BelievesTheServerMoreThanTheWindow) {
+    const DesktopProgram other(terminal("another program"));
+    ASSERT_TRUE(appears("another program"));
+    X11RunningApplications applications({});
+    for (const std::string& machine : {std::string(), machineName(), std::string("another-machine")}) {
+        const RawWindow liar({300, 300, 200, 150});
+        liar.claim(other.pid(), machine);
+        liar.show();
+        ASSERT_TRUE(waitUntil([&] { return find(server.onScreenWindows(), liar.number()).has_value(); }));
+        EXPECT_EQ(find(server.onScreenWindows(), liar.number())->pid, getpid()) << machine;
+        outputOf({"xdotool", "windowactivate", "--sync", std::to_string(liar.number())});
+        EXPECT_TRUE(waitUntil([&] { return applications.frontmost() && applications.frontmost()->pid == getpid(); }))
+            << machine;
+        outputOf({"wmctrl", "-a", "another program"});
+        EXPECT_TRUE(waitUntil([&] { return applications.frontmost() && applications.frontmost()->pid == other.pid(); }))
+            << machine;
+    }
+}
+
+} // namespace nomara
