@@ -21,6 +21,11 @@ struct Rect {
     bool isEmpty() const { return !(width > 0 && height > 0); }
     Point middle() const { return {x + width / 2, y + height / 2}; }
     bool contains(Point p) const { return p.x >= x && p.x < x + width && p.y >= y && p.y < y + height; }
+    /// Whether the other lies wholly inside; edges may touch. A negative size lies nowhere.
+    bool contains(const Rect& other) const {
+        return other.width >= 0 && other.height >= 0 && other.x >= x && other.y >= y &&
+               other.x + other.width <= x + width && other.y + other.height <= y + height;
+    }
     /// Empty (all zero) where the two share no area.
     Rect intersection(const Rect& other) const {
         const double left = std::max(x, other.x), top = std::max(y, other.y);

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "core/base/Geometry.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace nomara {
+
+/// One on-screen window of a browser.
+struct ScreenWindow {
+    std::uint32_t id = 0; ///< the window server's number
+    std::int32_t pid = 0;
+    Rect frame; ///< global display coordinates
+    std::optional<std::string> title;
+    bool isPopup = false; ///< a menu, tip or drop-down, which shows no page of its own
+    friend bool operator==(const ScreenWindow&, const ScreenWindow&) = default;
+};
+
+/// Whether a display's image may be stored: graded windows in, an image with masks or no image out. Fails closed: what
+/// is unknown, absent or moving counts against the image. Pure; runs on the recorder's queue.
+namespace WindowPrivacy {
+
+enum class Verdict {
+    allow,
+    privateWindow,
+    excludedSite,
+    unknown, ///< could not be proven harmless
+};
+
+using Verdicts = std::unordered_map<std::uint32_t, Verdict>; ///< by the window's id
+
+struct Decision {
+    bool capture = false;
+    /// What to hide in the image, top to bottom, as fractions of the display's size. Empty: a clean image.
+    std::vector<Rect> masks;
+    friend bool operator==(const Decision&, const Decision&) = default;
+};
+
+/// Grades one window. `privateMarker` is what the browser's own controls say, absent if that isn't known.
+Verdict verdict(std::optional<std::string_view> title, std::optional<std::string_view> url,
+                std::optional<bool> privateMarker, bool skipPrivateWindows,
+                const std::vector<std::string>& excludedSites);
+
+/// A grade for every window of the list. One without an entry of its own, such as a sheet, takes that of the first
+/// graded window of its process that lies all around it, else it is unknown. Where a list names one window twice, no
+/// good grade replaces a bad one.
+Verdicts resolve(const std::vector<ScreenWindow>& windows, const Verdicts& verdicts);
+
+/// What becomes of the image of a display. `latest` was listed when the image arrived, `previous` (absent if there was
+/// none) when the one before it did; `verdicts` covers both, and a window without a verdict isn't allowed. A window
+/// that isn't allowed is masked, `padding` points wider on each side, if it stood still between the lists; otherwise
+/// the image is given up.
+Decision decide(const std::optional<std::vector<ScreenWindow>>& previous, const std::vector<ScreenWindow>& latest,
+                const Verdicts& verdicts, const Rect& display, double padding);
+
+} // namespace WindowPrivacy
+
+} // namespace nomara
