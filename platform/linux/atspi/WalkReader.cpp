@@ -114,7 +114,7 @@ private:
         std::vector<Point> points;
         for (const double y : {seen.y + 4, seen.y + 40, seen.y + seen.height - 4, seen.y + seen.height - 24})
             for (const double x : {seen.x + 8, seen.x + seen.width - 8})
-                if (seen.contains({x, y})) points.push_back({x, y});
+                if (seen.contains(Point{x, y})) points.push_back({x, y});
         edges->open = std::max(static_cast<int>(points.size()), 1);
         if (points.empty()) return take(std::nullopt);
         for (const Point point : points)
