@@ -1,21 +1,25 @@
 #pragma once
 
-#include <cstdint>
+#include "platform/WindowServer.h"
+
 #include <functional>
 #include <optional>
 #include <string>
 
 namespace nomara {
 
-using ProcessID = std::int32_t;
-
 /// What a window says about the program it belongs to.
 struct WindowOwner {
     ProcessID pid = 0;
     std::string instanceName; ///< first half of WM_CLASS; empty where there is none
     std::string className;    ///< second half of WM_CLASS; empty where there is none
+    std::string role;         ///< WM_WINDOW_ROLE: what the window is among those of its program; often empty
     friend bool operator==(const WindowOwner&, const WindowOwner&) = default;
 };
+
+inline WindowOwner ownerOf(const WindowInfo& window) {
+    return {window.pid, window.instanceName, window.className, window.role};
+}
 
 struct ApplicationIdentity {
     std::optional<std::string> bundleID; ///< stable across restarts
@@ -25,7 +29,8 @@ struct ApplicationIdentity {
     friend bool operator==(const ApplicationIdentity&, const ApplicationIdentity&) = default;
 };
 
-/// Tells which application a window belongs to. Callable from any thread.
+/// Tells which application a window belongs to, also where the window doesn't tell its process. Callable from any
+/// thread.
 using IdentityResolver = std::function<ApplicationIdentity(const WindowOwner&)>;
 
 } // namespace nomara

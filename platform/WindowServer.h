@@ -30,10 +30,13 @@ struct WindowInfo {
     std::optional<Rect> bounds;       ///< what one sees of it, decorations included, shadows not
     int layer = 0;                    ///< 0 for ordinary windows; docks, menus and tips lie above
     double opacity = 1;
-    std::optional<Rect> content; ///< what its program draws, without the window manager's decorations
-    std::string instanceName;    ///< first half of WM_CLASS; empty where there is none
-    std::string className;       ///< second half of WM_CLASS; empty where there is none
-    bool isActive = false;       ///< has the keyboard, as the window manager says
+    /// The program's own area, without the window manager's decorations and with the shadow that the program draws.
+    /// Absent where none of it is shown. Accessibility tells this as the window's place, or else `bounds`.
+    std::optional<Rect> content;
+    std::string instanceName; ///< first half of WM_CLASS; empty where there is none
+    std::string className;    ///< second half of WM_CLASS; empty where there is none
+    std::string role;         ///< WM_WINDOW_ROLE: what the window is among those of its program; often empty
+    bool isActive = false;    ///< has the keyboard, as the window manager says
     friend bool operator==(const WindowInfo&, const WindowInfo&) = default;
 };
 

@@ -1,5 +1,6 @@
 #include "platform/linux/x11/X11Connection.h"
 
+#include "core/text/Graphemes.h"
 #include "platform/PlatformError.h"
 
 #include <cstring>
@@ -21,6 +22,7 @@ constexpr std::array<std::string_view, static_cast<std::size_t>(X11Atom::count)>
     "_NET_WM_NAME",
     "_NET_WM_WINDOW_OPACITY",
     "_NET_WM_PID",
+    "WM_WINDOW_ROLE",
     "_NET_WM_STATE",
     "_NET_WM_STATE_HIDDEN",
     "_NET_WM_STATE_SHADED",
@@ -141,6 +143,16 @@ std::optional<std::uint32_t> X11Connection::number(const Property& property) {
 std::string_view X11Connection::bytes(const Property& property) {
     if (!property || property->format != 8) return {};
     return {static_cast<const char*>(xcb_get_property_value(property.get())), property->value_len};
+}
+
+X11WindowClass windowClassOf(const X11Connection::Property& property) {
+    const std::string_view names = X11Connection::bytes(property); // "instance\0class\0"
+    const auto end = names.find('\0');
+    X11WindowClass result{Graphemes::validUTF8(names.substr(0, end)), {}};
+    if (end == std::string_view::npos) return result;
+    const auto rest = names.substr(end + 1);
+    result.className = Graphemes::validUTF8(rest.substr(0, rest.find('\0')));
+    return result;
 }
 
 X11WindowProcess::X11WindowProcess(const X11Connection& connection, xcb_window_t window)

@@ -27,6 +27,7 @@ enum class X11Atom : std::uint8_t {
     windowName,
     windowOpacity,
     windowPid,
+    windowRole,
     windowState,
     stateHidden,
     stateShaded,
@@ -93,6 +94,12 @@ private:
     const std::function<void()> m_onLost;
     std::atomic<bool> m_lossTold = false;
 };
+
+/// Both halves of WM_CLASS as valid UTF-8.
+struct X11WindowClass {
+    std::string instanceName, className;
+};
+X11WindowClass windowClassOf(const X11Connection::Property& property);
 
 /// Which process a window belongs to: asked in two steps, so that many windows can be asked at once.
 /// The server's own answer goes before the window's: a program may write any number there, and one in a container

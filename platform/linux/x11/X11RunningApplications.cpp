@@ -93,20 +93,16 @@ std::optional<FrontmostApp> X11RunningApplications::readFrontmost() {
     // A window that is gone meanwhile has no answers, and so no process.
     X11WindowProcess process(connection, m_watched);
     const auto classCookie = connection.requestProperty(m_watched, XCB_ATOM_WM_CLASS);
-    WindowOwner owner;
-    owner.pid = process.pid();
-    const auto windowClass = connection.property(classCookie);
-    if (owner.pid <= 0) return std::nullopt;
-    const std::string_view names = X11Connection::bytes(windowClass); // "instance\0class\0"
-    const auto end = names.find('\0');
-    owner.instanceName = Graphemes::validUTF8(names.substr(0, end));
-    if (end != std::string_view::npos) {
-        const auto rest = names.substr(end + 1);
-        owner.className = Graphemes::validUTF8(rest.substr(0, rest.find('\0')));
-    }
+    const auto roleCookie = connection.requestProperty(m_watched, connection.atom(X11Atom::windowRole));
+    const auto pid = process.pid();
+    auto [instanceName, className] = windowClassOf(connection.property(classCookie));
+    const auto role = connection.property(roleCookie);
+    if (pid <= 0) return std::nullopt;
     ApplicationIdentity identity;
-    if (m_resolver) identity = m_resolver(owner);
-    return FrontmostApp{owner.pid, std::move(identity.bundleID), std::move(identity.name)};
+    if (m_resolver)
+        identity = m_resolver(
+            {pid, std::move(instanceName), std::move(className), Graphemes::validUTF8(X11Connection::bytes(role))});
+    return FrontmostApp{pid, std::move(identity.bundleID), std::move(identity.name), identity.isBrowser};
 }
 
 // A window manager may go on calling the last window active after it has closed, so its end is watched for.

@@ -43,10 +43,17 @@ struct Asked {
     xcb_window_t window = 0;
     xcb_get_window_attributes_cookie_t attributes{};
     X11WindowProcess process;
-    xcb_get_property_cookie_t utf8Name{}, oldName{}, type{}, state{}, desktop{}, opacity{}, shadow{};
+    xcb_get_geometry_cookie_t geometry{};
+    xcb_translate_coordinates_cookie_t place{};
+    xcb_get_property_cookie_t windowClass{}, role{}, utf8Name{}, oldName{}, type{}, state{}, desktop{}, opacity{},
+        shadow{};
 
     Asked(const X11Connection& connection, xcb_window_t asked)
         : window(asked), attributes(xcb_get_window_attributes(connection.get(), asked)), process(connection, asked),
+          geometry(xcb_get_geometry(connection.get(), asked)),
+          place(xcb_translate_coordinates(connection.get(), asked, connection.root(), 0, 0)),
+          windowClass(connection.requestProperty(asked, XCB_ATOM_WM_CLASS)),
+          role(connection.requestProperty(asked, connection.atom(X11Atom::windowRole))),
           utf8Name(connection.requestProperty(asked, connection.atom(X11Atom::windowName))),
           oldName(connection.requestProperty(asked, XCB_ATOM_WM_NAME)),
           type(connection.requestProperty(asked, connection.atom(X11Atom::windowType))),
@@ -119,6 +126,16 @@ int layerOf(const X11Connection& connection, const std::vector<std::uint32_t>& t
     return otherwise;
 }
 
+// The window's own area on the root, without its border.
+std::optional<Rect> areaOf(const X11Connection& connection, const Asked& asked) {
+    const X11Reply<xcb_get_geometry_reply_t> geometry(
+        xcb_get_geometry_reply(connection.get(), asked.geometry, nullptr));
+    const X11Reply<xcb_translate_coordinates_reply_t> place(
+        xcb_translate_coordinates_reply(connection.get(), asked.place, nullptr));
+    if (!geometry || !place) return std::nullopt;
+    return Rect{double(place->dst_x), double(place->dst_y), double(geometry->width), double(geometry->height)};
+}
+
 Answered answer(const X11Connection& connection, Asked& asked) {
     Answered result;
     result.info.number = asked.window;
@@ -127,6 +144,11 @@ Answered answer(const X11Connection& connection, Asked& asked) {
     const X11Reply<xcb_get_window_attributes_reply_t> attributes(
         xcb_get_window_attributes_reply(connection.get(), asked.attributes, nullptr));
     result.isViewable = attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE;
+    const auto area = areaOf(connection, asked);
+    auto [instanceName, className] = windowClassOf(connection.property(asked.windowClass));
+    result.info.instanceName = std::move(instanceName);
+    result.info.className = std::move(className);
+    result.info.role = Graphemes::validUTF8(X11Connection::bytes(connection.property(asked.role)));
     const auto types = X11Connection::numbers(connection.property(asked.type));
     // A window that its program places by itself and that doesn't say what it is will be a menu or a tip.
     result.info.layer = layerOf(connection, types, attributes && attributes->override_redirect ? menuLayer : 0);
@@ -141,6 +163,7 @@ Answered answer(const X11Connection& connection, Asked& asked) {
     if (shadow.size() == 4) // left, right, top, bottom
         result.shadow = {double(shadow[0]), double(shadow[2]), double(shadow[0]) + shadow[1],
                          double(shadow[2]) + shadow[3]};
+    if (area && result.isViewable && !result.isShaded) result.info.content = area;
     return result;
 }
 
@@ -202,6 +225,7 @@ struct Root {
     X11Reply<xcb_query_tree_reply_t> tree;
     std::vector<std::uint32_t> clients; ///< what the window manager looks after, the lowest first; empty without one
     std::optional<std::uint32_t> desktop;
+    std::optional<std::uint32_t> active;
     Rect visible;
 };
 
@@ -212,6 +236,7 @@ Root readRoot(const X11Connection& connection) {
     const auto stacking = request(X11Atom::clientListStacking);
     const auto list = request(X11Atom::clientList);
     const auto desktop = request(X11Atom::currentDesktop);
+    const auto active = request(X11Atom::activeWindow);
     const auto tree = xcb_query_tree(connection.get(), connection.root());
     const auto geometry = xcb_get_geometry(connection.get(), connection.root());
     Root root;
@@ -220,6 +245,7 @@ Root readRoot(const X11Connection& connection) {
     auto byAge = X11Connection::numbers(connection.property(list));
     if (root.clients.empty()) root.clients = std::move(byAge);
     root.desktop = X11Connection::number(connection.property(desktop));
+    root.active = X11Connection::number(connection.property(active));
     root.tree.reset(xcb_query_tree_reply(connection.get(), tree, nullptr));
     const X11Reply<xcb_get_geometry_reply_t> screen(xcb_get_geometry_reply(connection.get(), geometry, nullptr));
     if (screen) root.visible = {0, 0, double(screen->width), double(screen->height)};
@@ -294,6 +320,7 @@ std::vector<WindowInfo> readX11Windows(const X11Connection& connection) {
     });
     std::vector<WindowInfo> windows;
     for (auto& [window, level, order] : placed) {
+        window.info.isActive = root.active == window.info.number;
         window.info.bounds = withoutShadow(level->bounds, window.shadow);
         windows.push_back(std::move(window.info));
     }

@@ -1,4 +1,5 @@
 #include "tests/desktop/backends/AtspiTest.h"
+#include "tests/desktop/backends/BrowserCommands.h"
 
 namespace nomara {
 namespace {
@@ -59,29 +60,6 @@ std::string writePage(const std::string& html) {
     return "file://" + file;
 }
 
-std::vector<std::string> chromium(const std::string& address) {
-    return {"chromium",
-            "--no-sandbox",
-            "--disable-gpu",
-            "--force-renderer-accessibility",
-            "--no-first-run",
-            "--disable-background-networking",
-            "--disable-sync",
-            "--start-maximized",
-            "--user-data-dir=" + newFolder(),
-            address};
-}
-
-std::vector<std::string> firefox(const std::string& address) {
-    const std::string profile = newFolder();
-    writeFile(profile + "/user.js", R"(user_pref("browser.aboutwelcome.enabled", false);
-user_pref("datareporting.policy.dataSubmissionEnabled", false);
-user_pref("browser.startup.homepage_override.mstone", "ignore");
-user_pref("app.update.enabled", false);
-)");
-    return {"firefox-esr", "--no-remote", "--profile", profile, address};
-}
-
 void expectWholePage(const std::string& text) {
     for (const char* wanted :
          {"Heading one", "Paragraph with", "linked words", "inside and", "bold words", "listed first", "listed ",
@@ -94,7 +72,7 @@ void expectWholePage(const std::string& text) {
 
 TEST_F(AtspiBrowser, ChromiumPageIsReadOnce) {
     const std::string address = writePage(page());
-    const DesktopProgram browser(chromium(address));
+    const DesktopProgram browser(BrowserCommands::chromium(address));
     ASSERT_TRUE(windowShowing(browser, "framed words"));
     const auto window = windowShowing(browser, "Quoted words");
     ASSERT_TRUE(window);
@@ -109,7 +87,7 @@ TEST_F(AtspiBrowser, ChromiumPageIsReadOnce) {
 }
 
 TEST_F(AtspiBrowser, ChromiumPageOfAThousandNodesIsReadWhole) {
-    const DesktopProgram browser(chromium(writePage(fullPage())));
+    const DesktopProgram browser(BrowserCommands::chromium(writePage(fullPage())));
     const auto window = windowShowing(browser, cell(rows - 1, columns - 1));
     ASSERT_TRUE(window);
     WindowText text;
@@ -135,7 +113,7 @@ TEST_F(AtspiBrowser, ChromiumPageOfAThousandNodesIsReadWhole) {
 
 TEST_F(AtspiBrowser, FirefoxPageIsReadOnce) {
     const std::string address = writePage(page());
-    const DesktopProgram browser(firefox(address));
+    const DesktopProgram browser(BrowserCommands::firefox(address));
     ASSERT_TRUE(windowShowing(browser, "framed words"));
     const auto window = windowShowing(browser, "Quoted words");
     ASSERT_TRUE(window);

@@ -25,6 +25,11 @@ TEST_F(X11, TellsWhatAWindowIs) {
     EXPECT_GT(frame.height, 100);
     EXPECT_LT(frame.height, 300);
 
+    EXPECT_EQ(find(server.onScreenWindows(), window.number)->content, contentByOtherPrograms(window.number));
+    EXPECT_EQ(window.instanceName, "xterm");
+    EXPECT_EQ(window.className, "XTerm");
+    EXPECT_EQ(window.role, "");
+
     outputOf({"xdotool", "set_window", "--name", "Grüße ✓ ışık", std::to_string(window.number)});
     EXPECT_TRUE(appears("Grüße ✓ ışık"));
 }
@@ -39,8 +44,14 @@ TEST_F(X11, OrdersWindowsFrontToBackAndLeavesOutWhatIsNotSeen) {
     };
     outputOf({"xdotool", "windowactivate", "--sync", one});
     EXPECT_TRUE(waitUntil([&] { return isBefore("first", "second"); }));
+    const auto isActive = [&](std::string_view title, bool wanted) {
+        const auto window = find(server.onScreenWindows(), title);
+        return window && window->isActive == wanted;
+    };
+    EXPECT_TRUE(waitUntil([&] { return isActive("first", true) && isActive("second", false); }));
     outputOf({"wmctrl", "-a", "second"});
     EXPECT_TRUE(waitUntil([&] { return isBefore("second", "first"); }));
+    EXPECT_TRUE(waitUntil([&] { return isActive("second", true) && isActive("first", false); }));
 
     outputOf({"xdotool", "windowminimize", one});
     EXPECT_TRUE(disappears("first"));
@@ -59,8 +70,8 @@ TEST_F(X11, OrdersWindowsFrontToBackAndLeavesOutWhatIsNotSeen) {
     outputOf({"wmctrl", "-r", "second", "-b", "add,shaded"});
     EXPECT_TRUE(waitUntil([&] {
         const auto window = find(server.onScreenWindows(), "second");
-        return window && window->bounds && window->bounds->height < 60;
-    })) << "a window that is rolled up still shows its title";
+        return window && window->bounds && window->bounds->height < 60 && !window->content;
+    })) << "a window that is rolled up still shows its title, and nothing else";
 }
 
 TEST_F(X11, ReadsTitlesOfEveryKind) {
@@ -96,6 +107,32 @@ TEST_F(X11, ReadsTitlesOfEveryKind) {
     }
 }
 
+TEST_F(X11, TellsTheClassAndTheRoleWhateverTheyHold) {
+    const RawWindow window({50, 50, 200, 100});
+    window.show();
+    struct Row {
+        std::string what, bytes, instanceName, className;
+    };
+    const Row rows[] = {
+        {"both", std::string("one\0Two\0", 8), "one", "Two"},
+        {"no last zero", std::string("one\0Two", 7), "one", "Two"},
+        {"one half", "alone", "alone", ""},
+        {"more than two", std::string("one\0Two\0three\0", 14), "one", "Two"},
+        {"not UTF-8", std::string("a\xff\0b", 4), "a\xEF\xBF\xBD", "b"},
+        {"empty", "", "", ""},
+    };
+    for (const Row& row : rows) {
+        window.setText("WM_CLASS", XCB_ATOM_STRING, row.bytes);
+        window.setText("WM_WINDOW_ROLE", XCB_ATOM_STRING, row.what);
+        window.show();
+        EXPECT_TRUE(waitUntil([&] {
+            const auto seen = find(server.onScreenWindows(), window.number());
+            return seen && seen->role == row.what && seen->instanceName == row.instanceName &&
+                   seen->className == row.className;
+        })) << row.what;
+    }
+}
+
 TEST_F(X11, KnowsLayersShadowsAndOpacity) {
     const RawWindow plain({300, 300, 200, 150}), dock({0, 0, 100, 30}), desktop({0, 0, 500, 500});
     const RawWindow menu({400, 350, 80, 90}, true), tip({10, 400, 60, 20}, true), outside({-500, -500, 20, 20}, true);
@@ -117,6 +154,7 @@ TEST_F(X11, KnowsLayersShadowsAndOpacity) {
     const auto shown = *find(windows, plain.number());
     const Rect frame = frameByOtherPrograms(plain.number());
     EXPECT_EQ(shown.bounds, (Rect{frame.x + 10, frame.y + 12, frame.width - 21, frame.height - 25}));
+    EXPECT_EQ(shown.content, frame) << "its program draws the shadow and what is inside";
     EXPECT_NEAR(shown.opacity, 0.5, 0.001);
     EXPECT_EQ(shown.layer, 0);
     EXPECT_GT(find(windows, dock.number())->layer, 0);
