@@ -1,12 +1,13 @@
 #include "platform/linux/atspi/AtspiAccessibility.h"
 
 #include "core/text/Graphemes.h"
+#include "platform/linux/atspi/BrowserControls.h"
 #include "platform/linux/atspi/DocumentFinder.h"
 #include "platform/linux/atspi/FocusTracker.h"
+#include "platform/linux/atspi/FrontWindow.h"
 #include "platform/linux/atspi/Programs.h"
 #include "platform/linux/atspi/TextReader.h"
 
-#include <algorithm>
 #include <unordered_map>
 
 namespace nomara {
@@ -24,16 +25,8 @@ AccessibleWindow answerOf(const ProgramWindow& window) {
     AccessibleWindow answer{elementOf(window.object), std::nullopt, std::nullopt};
     if (!Graphemes::trimmed(window.name).empty()) answer.title = window.name;
     if (window.isUsable()) answer.frame = window.extents;
+    answer.isActive = window.states.isActive();
     return answer;
-}
-
-/// The greater, the more a window is the one in front; 0 for one that can't be.
-int frontness(const ProgramWindow& window) {
-    if (!window.isUsable()) return window.states.isActive() ? 1 : 0;
-    if (window.states.isActive()) return 4;
-    if (!window.states.isShowing()) return 0;
-    // Menus and tips that are open are plain windows.
-    return window.role == Role::window ? 2 : 3;
 }
 
 } // namespace
@@ -85,10 +78,8 @@ std::optional<AccessibleWindow> AtspiAccessibility::frontWindow(ProcessID pid) {
     if (!m_parts->bus.ready()) return std::nullopt;
     const auto deadline = SteadyClock::now() + messagingTimeout;
     const auto windows = m_parts->programs.windows(m_parts->programs.ofProcess(pid, deadline), deadline);
-    const auto front =
-        std::max_element(windows.begin(), windows.end(),
-                         [](const ProgramWindow& a, const ProgramWindow& b) { return frontness(a) < frontness(b); });
-    if (front == windows.end() || frontness(*front) == 0) return std::nullopt;
+    const ProgramWindow* front = FrontWindow::among(windows);
+    if (front == nullptr) return std::nullopt;
     return answerOf(*front);
 }
 
@@ -107,8 +98,16 @@ std::optional<std::string> AtspiAccessibility::documentAddress(const AccessibleE
     return m_parts->documents.address(*object);
 }
 
-BrowserFacts AtspiAccessibility::browserFacts(const AccessibleElement& window, bool /*deep*/) {
-    return {documentAddress(window), false, false};
+BrowserFacts AtspiAccessibility::browserFacts(const AccessibleElement& window, bool deep) {
+    const auto object = objectOf(window);
+    if (!object || !m_parts->bus.ready()) return {};
+    if (!deep) return {m_parts->documents.address(*object), false, false};
+    const Toolkit toolkit = m_parts->programs.toolkit(object->bus, SteadyClock::now() + messagingTimeout);
+    return readBrowserControls(m_parts->bus, *object, toolkit);
+}
+
+std::uint64_t AtspiAccessibility::callsSent() const {
+    return m_parts->bus.callsSent();
 }
 
 WindowText AtspiAccessibility::text(const AccessibleElement& element, const std::optional<Rect>& frame,

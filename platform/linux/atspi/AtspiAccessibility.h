@@ -30,6 +30,9 @@ public:
     WindowText text(const AccessibleElement& element, const std::optional<Rect>& frame,
                     const TextLimits& limits) override;
 
+    /// Questions put to programs so far. What reading costs them, and us, goes with this number.
+    std::uint64_t callsSent() const;
+
 private:
     struct Parts;
     std::unique_ptr<Parts> m_parts;

@@ -46,6 +46,9 @@ public:
     void markHung(const std::string& program);
     bool isHung(const std::string& program);
 
+    void countCall() { ++m_callsSent; }
+    std::uint64_t callsSent() const { return m_callsSent; }
+
 private:
     bool connect();
     bool findAddress(std::string& address);
@@ -57,6 +60,7 @@ private:
     SlotHandle m_focusSlot;
     std::string m_reason = "The accessibility service has not been asked yet.";
     std::uint64_t m_generation = 0;
+    std::uint64_t m_callsSent = 0;
     SteadyClock::time_point m_nextAttempt{};
     SteadyClock::time_point m_connectedAt{};
     std::chrono::milliseconds m_backOff{};

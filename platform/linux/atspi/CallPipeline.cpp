@@ -77,6 +77,7 @@ void CallPipeline::send() {
         sd_bus_slot* slot = nullptr;
         if (sd_bus_call_async(m_bus.handle(), &slot, next.message.get(), onAnswer, &call, 0) >= 0) {
             call.slot.reset(slot);
+            m_bus.countCall();
             continue;
         }
         const Answer answer = std::move(call.answer);

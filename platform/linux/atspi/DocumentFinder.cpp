@@ -13,15 +13,15 @@ constexpr std::size_t mostKnown = 256;
 // A window holds few documents before the one on show.
 constexpr std::int32_t mostDocuments = 4;
 
-std::optional<std::string> addressIn(const std::map<std::string, std::string>& attributes) {
+} // namespace
+
+std::optional<std::string> addressIn(const Attributes& attributes) {
     for (const char* key : {"URI", "DocURL"}) {
         const auto found = attributes.find(key);
         if (found != attributes.end() && !Graphemes::trimmed(found->second).empty()) return found->second;
     }
     return std::nullopt;
 }
-
-} // namespace
 
 std::optional<std::string> DocumentFinder::address(const ObjectRef& window) {
     if (m_generation != m_bus.generation() || m_known.size() > mostKnown) m_known.clear();
@@ -57,7 +57,7 @@ std::vector<DocumentFinder::Look> DocumentFinder::lookAt(const std::vector<Objec
         });
         ask::interfaces(calls, documents[i], [&, document = documents[i]](std::optional<Interfaces> interfaces) {
             if (!interfaces || !interfaces->document) return;
-            ask::documentAttributes(calls, document, [&look](std::optional<std::map<std::string, std::string>> found) {
+            ask::documentAttributes(calls, document, [&look](const std::optional<Attributes>& found) {
                 if (found) look.address = addressIn(*found);
             });
         });

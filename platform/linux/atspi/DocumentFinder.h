@@ -8,6 +8,9 @@
 
 namespace nomara::atspi {
 
+/// The address among a document's attributes, which each toolkit names in its own way.
+std::optional<std::string> addressIn(const Attributes& attributes);
+
 /// The address of the document that a window shows. A window's document is searched for once and looked at again as
 /// long as it shows.
 class DocumentFinder {

@@ -1,6 +1,8 @@
 #include "platform/linux/atspi/Requests.h"
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <string_view>
@@ -65,7 +67,38 @@ std::optional<std::int32_t> readInteger(sd_bus_message* message) {
 }
 
 std::int32_t whole(double coordinate) {
-    return static_cast<std::int32_t>(coordinate);
+    // No screen reaches so far; a greater number would have no defined value as an integer.
+    constexpr double farthest = 1'000'000;
+    return std::isnan(coordinate) ? 0 : static_cast<std::int32_t>(std::clamp(coordinate, -farthest, farthest));
+}
+
+std::optional<Attributes> readAttributes(sd_bus_message* message) {
+    if (sd_bus_message_enter_container(message, 'a', "{ss}") < 0) return std::nullopt;
+    Attributes attributes;
+    const char *key = nullptr, *value = nullptr;
+    while (sd_bus_message_read(message, "{ss}", &key, &value) > 0)
+        attributes.emplace(key, value);
+    return attributes;
+}
+
+/// One entry of a list of properties; false where it can't be read.
+bool readWord(sd_bus_message* message, Wording& wording) {
+    const char *key = nullptr, *type = nullptr;
+    char kind = 0;
+    if (sd_bus_message_read(message, "s", &key) < 0 || sd_bus_message_peek_type(message, &kind, &type) < 0)
+        return false;
+    const std::string_view name(key);
+    if (kind == 'v' && std::string_view(type) == "s") {
+        const char* text = nullptr;
+        if (sd_bus_message_read(message, "v", "s", &text) < 0) return false;
+        if (name == "Name") wording.name = text;
+        if (name == "Description") wording.description = text;
+        if (name == "HelpText") wording.help = text;
+        return true;
+    }
+    if (kind == 'v' && std::string_view(type) == "i" && name == "ChildCount")
+        return sd_bus_message_read(message, "v", "i", &wording.childCount) >= 0;
+    return sd_bus_message_skip(message, "v") >= 0;
 }
 
 } // namespace
@@ -94,6 +127,26 @@ void states(CallPipeline& calls, const ObjectRef& object, const Take<States>& ta
 
 void name(CallPipeline& calls, const ObjectRef& object, const Take<std::string>& take) {
     property<std::string>(calls, object, accessibleInterface, "Name", "s", take, readText);
+}
+
+void wording(CallPipeline& calls, const ObjectRef& object, const Take<Wording>& take) {
+    calls.call(object, "org.freedesktop.DBus.Properties", "GetAll",
+               reading<Wording>(take,
+                                [](sd_bus_message* message) -> std::optional<Wording> {
+                                    if (sd_bus_message_enter_container(message, 'a', "{sv}") < 0) return std::nullopt;
+                                    Wording wording{.name = {}, .description = {}, .help = {}, .childCount = -1};
+                                    int entered = 0;
+                                    while ((entered = sd_bus_message_enter_container(message, 'e', "sv")) > 0)
+                                        if (!readWord(message, wording) || sd_bus_message_exit_container(message) < 0)
+                                            return std::nullopt;
+                                    if (entered < 0) return std::nullopt;
+                                    return wording;
+                                }),
+               [](sd_bus_message* message) { sd_bus_message_append(message, "s", accessibleInterface); });
+}
+
+void attributes(CallPipeline& calls, const ObjectRef& object, const Take<Attributes>& take) {
+    calls.call(object, accessibleInterface, "GetAttributes", reading<Attributes>(take, readAttributes));
 }
 
 void parent(CallPipeline& calls, const ObjectRef& object, const Take<ObjectRef>& take) {
@@ -241,18 +294,8 @@ void offsetAtPoint(CallPipeline& calls, const ObjectRef& object, Point point, co
                });
 }
 
-void documentAttributes(CallPipeline& calls, const ObjectRef& object,
-                        const Take<std::map<std::string, std::string>>& take) {
-    using Attributes = std::map<std::string, std::string>;
-    calls.call(object, "org.a11y.atspi.Document", "GetAttributes",
-               reading<Attributes>(take, [](sd_bus_message* message) -> std::optional<Attributes> {
-                   if (sd_bus_message_enter_container(message, 'a', "{ss}") < 0) return std::nullopt;
-                   Attributes attributes;
-                   const char *key = nullptr, *value = nullptr;
-                   while (sd_bus_message_read(message, "{ss}", &key, &value) > 0)
-                       attributes.emplace(key, value);
-                   return attributes;
-               }));
+void documentAttributes(CallPipeline& calls, const ObjectRef& object, const Take<Attributes>& take) {
+    calls.call(object, "org.a11y.atspi.Document", "GetAttributes", reading<Attributes>(take, readAttributes));
 }
 
 void processID(CallPipeline& calls, const std::string& program, const Take<ProcessID>& take) {

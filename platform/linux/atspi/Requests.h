@@ -44,6 +44,16 @@ struct Match {
     std::int32_t most = 0; ///< 0 for all
 };
 
+/// What an object says of itself in words, in one answer.
+struct Wording {
+    std::string name;
+    std::string description;
+    std::string help;            ///< empty where the program's library is older than this
+    std::int32_t childCount = 0; ///< negative where it isn't told
+};
+
+using Attributes = std::map<std::string, std::string>;
+
 /// The first offset of a line, and the one after its last.
 using LineRange = std::pair<std::int32_t, std::int32_t>;
 
@@ -56,6 +66,9 @@ namespace ask {
 void role(CallPipeline& calls, const ObjectRef& object, const Take<Role>& take);
 void states(CallPipeline& calls, const ObjectRef& object, const Take<States>& take);
 void name(CallPipeline& calls, const ObjectRef& object, const Take<std::string>& take);
+void wording(CallPipeline& calls, const ObjectRef& object, const Take<Wording>& take);
+/// What the program's own makers call it: its identifier and class, in no language.
+void attributes(CallPipeline& calls, const ObjectRef& object, const Take<Attributes>& take);
 void parent(CallPipeline& calls, const ObjectRef& object, const Take<ObjectRef>& take);
 /// In screen coordinates; absent also where the program gives none that could be used.
 void extents(CallPipeline& calls, const ObjectRef& object, const Take<Rect>& take);
@@ -81,8 +94,7 @@ void lineAt(CallPipeline& calls, const ObjectRef& object, std::int32_t offset, c
 /// The offset of the character under a point of the screen.
 void offsetAtPoint(CallPipeline& calls, const ObjectRef& object, Point point, const Take<std::int32_t>& take);
 
-void documentAttributes(CallPipeline& calls, const ObjectRef& object,
-                        const Take<std::map<std::string, std::string>>& take);
+void documentAttributes(CallPipeline& calls, const ObjectRef& object, const Take<Attributes>& take);
 /// The process behind a program's name on the bus. The bus itself answers.
 void processID(CallPipeline& calls, const std::string& program, const Take<ProcessID>& take);
 /// The library that a program's tree comes from, of the program's root object.

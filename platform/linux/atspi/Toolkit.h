@@ -9,6 +9,8 @@ namespace nomara::atspi {
 /// What can be relied upon in the trees of one toolkit. A browser answers some ten thousand questions a second, so what
 /// is known need not be asked. An unknown toolkit is relied upon for nothing.
 struct Toolkit {
+    /// Those whose browsers' own controls are known as well.
+    enum class Kind { other, gecko, chromium } kind = Kind::other;
     /// Text stands in the objects around it, with a mark in place of each child.
     bool writesInline = false;
     /// Text objects repeat what stands in the object around them, and have no mark there.
@@ -19,9 +21,13 @@ struct Toolkit {
     bool everythingHasText = false;
 
     static Toolkit named(std::string_view name) {
-        if (name == "Gecko") return {.writesInline = true, .showingIsInView = true};
+        if (name == "Gecko") return {.kind = Kind::gecko, .writesInline = true, .showingIsInView = true};
         if (name == "Chromium")
-            return {.writesInline = true, .repeatsText = true, .showingIsInView = true, .everythingHasText = true};
+            return {.kind = Kind::chromium,
+                    .writesInline = true,
+                    .repeatsText = true,
+                    .showingIsInView = true,
+                    .everythingHasText = true};
         return {};
     }
 
