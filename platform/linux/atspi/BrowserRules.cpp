@@ -25,7 +25,8 @@ constexpr std::array<std::string_view, 4> chromiumProducts{"Chromium", "Google C
 constexpr std::array<std::string_view, 4> channels{"", " Beta", " Dev", " Canary"};
 // Those that name the user's profile behind the product, where there are several.
 constexpr std::array<std::string_view, 2> productsWithProfiles{"Chromium", "Google Chrome"};
-constexpr std::array<std::string_view, 5> dashes{" - ", " \u2013 ", " \u2014 ", "\u00A0\u2013 ", "\u00A0- "};
+constexpr std::array<std::string_view, 7> dashes{" - ", " -- ",          " \u2013 ",     " \u2014 ",
+                                                 ": ",  "\u00A0\u2013 ", "\u00A0\u2014 "};
 // "{page} — Mozilla Firefox"; a private window has more words before or behind the brand.
 constexpr std::array<std::string_view, 7> geckoBrands{
     "Mozilla Firefox", "Firefox Developer Edition", "Firefox Nightly", "LibreWolf", "Waterfox", "Floorp",
