@@ -144,7 +144,6 @@ const std::vector<std::string>& controlLabels() {
         "隐私浏览",
         "無痕模式",
         "隱私瀏覽",
-        "Private Mode",
         "Incognito Mode",
     });
     return labels;
