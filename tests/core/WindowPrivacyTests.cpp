@@ -1,0 +1,358 @@
+#include "core/privacy/WindowPrivacy.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include <gtest/gtest.h>
+
+namespace nomara {
+namespace {
+
+using namespace WindowPrivacy;
+using Windows = std::vector<ScreenWindow>;
+
+constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+constexpr double infinity = std::numeric_limits<double>::infinity();
+const Rect screen{100, 0, 200, 100};
+
+TEST(WindowPrivacy, GradesAWindow) {
+    using Sites = std::vector<std::string>;
+    using Text = std::optional<std::string_view>;
+    const Sites bank{"bank.com"};
+    const Text no;
+    const struct {
+        const char* name;
+        Text title, url;
+        Sites sites;
+        Verdict expected;
+        std::optional<bool> marker;
+        bool skip;
+    } rows[] = {
+        {"nothing asked for", "News (Incognito)", no, {}, Verdict::allow, true, false},
+        {"nothing asked for, nothing known", no, no, {}, Verdict::allow, {}, false},
+        {"a private marker", "News", "https://a.com", {}, Verdict::privateWindow, true, true},
+        {"a marker outranks a site", "News", "https://bank.com", bank, Verdict::privateWindow, true, true},
+        {"a private title outranks a marker", "News (Incognito)", no, {}, Verdict::privateWindow, false, true},
+        {"a site outranks not knowing", "News", "https://bank.com", bank, Verdict::excludedSite, {}, true},
+        {"a private title, but it isn't asked for", "x (private)", "https://bank.com", bank, Verdict::excludedSite,
+         true, false},
+        {"no marker known", "News", "https://a.com", {}, Verdict::unknown, {}, true},
+        {"proven harmless", "News", no, {}, Verdict::allow, false, true},
+        {"sites, but no address", "News", no, bank, Verdict::unknown, false, true},
+        {"sites and another address", "News", "https://a.com", bank, Verdict::allow, false, true},
+        {"an empty address is one", "News", "", bank, Verdict::allow, false, true},
+        {"a site list of blanks still wants an address", "News", no, {" "}, Verdict::unknown, false, true},
+        {"sites alone need no marker", no, "https://a.com", bank, Verdict::allow, {}, false},
+        {"sites alone, no address", no, no, bank, Verdict::unknown, {}, false},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(verdict(row.title, row.url, row.marker, row.skip, row.sites), row.expected) << row.name;
+}
+
+TEST(WindowPrivacy, LetsWindowsInheritFromTheWindowAroundThem) {
+    const Rect outer{0, 0, 100, 100}, inner{0, 50, 100, 50};
+    const struct {
+        const char* name;
+        Windows windows;
+        Verdicts known;
+        Verdict expected; // of window 1
+    } rows[] = {
+        {"its own grade", {{1, 7, inner}, {2, 7, outer}}, {{1, Verdict::allow}, {2, Verdict::unknown}}, Verdict::allow},
+        {"a sheet of an allowed window", {{1, 7, inner}, {2, 7, outer}}, {{2, Verdict::allow}}, Verdict::allow},
+        {"a sheet of a private one",
+         {{1, 7, inner}, {2, 7, outer}},
+         {{2, Verdict::privateWindow}},
+         Verdict::privateWindow},
+        {"the first around it counts",
+         {{3, 7, outer}, {1, 7, inner}, {2, 7, outer}},
+         {{2, Verdict::allow}, {3, Verdict::excludedSite}},
+         Verdict::excludedSite},
+        {"an ungraded one is passed over",
+         {{3, 7, outer}, {1, 7, inner}, {2, 7, outer}},
+         {{2, Verdict::allow}},
+         Verdict::allow},
+        {"another process", {{1, 7, inner}, {2, 8, outer}}, {{2, Verdict::allow}}, Verdict::unknown},
+        {"reaching out", {{1, 7, {0, 50, 100.5, 50}}, {2, 7, outer}}, {{2, Verdict::allow}}, Verdict::unknown},
+        {"alone", {{1, 7, inner}}, {}, Verdict::unknown},
+        {"moved out of a private window into an allowed one",
+         {{1, 7, inner}, {2, 7, outer}, {1, 7, {200, 0, 10, 10}}, {3, 7, {200, 0, 50, 50}}},
+         {{2, Verdict::privateWindow}, {3, Verdict::allow}},
+         Verdict::privateWindow},
+        {"and the other way round",
+         {{1, 7, {200, 0, 10, 10}}, {3, 7, {200, 0, 50, 50}}, {1, 7, inner}, {2, 7, outer}},
+         {{2, Verdict::privateWindow}, {3, Verdict::allow}},
+         Verdict::privateWindow},
+        {"a place that isn't a number",
+         {{1, 7, {nan, 0, 1, 1}}, {2, 7, outer}},
+         {{2, Verdict::allow}},
+         Verdict::unknown},
+        {"a negative size", {{1, 7, {10, 10, -50, 5}}, {2, 7, outer}}, {{2, Verdict::allow}}, Verdict::unknown},
+    };
+    for (const auto& row : rows) {
+        const Verdicts resolved = resolve(row.windows, row.known);
+        for (const ScreenWindow& window : row.windows)
+            EXPECT_TRUE(resolved.contains(window.id)) << row.name;
+        EXPECT_EQ(resolved.at(1), row.expected) << row.name;
+    }
+    EXPECT_TRUE(resolve({}, {{1, Verdict::allow}}).empty());
+}
+
+TEST(WindowPrivacy, DecidesAboutAnImage) {
+    using Previous = std::optional<Windows>;
+    const Decision clean{true, {}}, skip{};
+    const Rect left{120, 20, 40, 20}, right{200, 20, 50, 30}, off{400, 0, 50, 50}, over{80, -10, 40, 30};
+    const ScreenWindow one{1, 7, left}, two{2, 7, right};
+    const Windows none;
+    const struct {
+        const char* name;
+        Previous previous;
+        Windows latest;
+        Rect display;
+        Decision expected;
+    } rows[] = {
+        {"no windows, no list before", {}, none, screen, clean},
+        {"no windows", none, none, screen, clean},
+        {"on another display", Windows{{1, 7, off}}, {{1, 7, off}}, screen, clean},
+        {"on another display, no list before", {}, {{1, 7, off}}, screen, clean},
+        {"beside the display, edges touching", {}, {{1, 7, {300, 0, 10, 10}}}, screen, clean},
+        {"no list before", {}, {one}, screen, skip},
+        {"gone", Windows{one}, none, screen, skip},
+        {"new", none, {one}, screen, skip},
+        {"moved away from the display", Windows{one}, {{1, 7, off}}, screen, skip},
+        {"moved onto the display", Windows{{1, 7, off}}, {one}, screen, skip},
+        {"a point larger", Windows{one}, {{1, 7, {120, 20, 41, 20}}}, screen, skip},
+        {"standing still", Windows{one}, {one}, screen, {true, {{0.09, 0.18, 0.22, 0.24}}}},
+        {"standing still under another title",
+         Windows{one},
+         {{1, 7, left, "New"}},
+         screen,
+         {true, {{0.09, 0.18, 0.22, 0.24}}}},
+        {"one stands, another moves", Windows{one, two}, {one, {2, 7, {201, 20, 50, 30}}}, screen, skip},
+        {"over the edge", Windows{{1, 7, over}}, {{1, 7, over}}, screen, {true, {{0, 0, 0.11, 0.22}}}},
+        {"left to right in a row",
+         Windows{one, two},
+         {two, one},
+         screen,
+         {true, {{0.09, 0.18, 0.22, 0.24}, {0.49, 0.18, 0.27, 0.34}}}},
+        {"allowed ones may move",
+         Windows{one, {9, 7, left}},
+         {one, {9, 7, right}},
+         screen,
+         {true, {{0.09, 0.18, 0.22, 0.24}}}},
+        {"one window in two places", Windows{one, {1, 7, right}}, {one, {1, 7, right}}, screen, skip},
+        {"one window listed twice", Windows{one}, {one, one}, screen, {true, {{0.09, 0.18, 0.22, 0.24}}}},
+        {"no place known", Windows{{1, 7, {nan, 0, 10, 10}}}, {{1, 7, {nan, 0, 10, 10}}}, screen, skip},
+        {"a width that isn't a number", Windows{{1, 7, {0, 0, nan, 10}}}, {{1, 7, {0, 0, nan, 10}}}, screen, skip},
+        {"without end", Windows{{1, 7, {0, 0, infinity, 10}}}, {{1, 7, {0, 0, infinity, 10}}}, screen, skip},
+        {"a display of no width", Windows{one}, {one}, {130, 0, 0, 100}, skip},
+        {"a display of no height elsewhere", Windows{one}, {one}, {900, 900, 100, 0}, skip},
+        {"a display that is nowhere", Windows{one}, {one}, {nan, 0, 100, 100}, skip},
+        {"nothing on a display of no size", none, none, {0, 0, 0, 0}, clean},
+    };
+    const Verdicts verdicts{{2, Verdict::privateWindow}, {9, Verdict::allow}}; // the first has none
+    for (const auto& row : rows) {
+        const Decision decision = decide(row.previous, row.latest, verdicts, row.display, 2);
+        EXPECT_EQ(decision.capture, row.expected.capture) << row.name;
+        ASSERT_EQ(decision.masks.size(), row.expected.masks.size()) << row.name;
+        for (std::size_t i = 0; i < decision.masks.size(); ++i) {
+            const Rect &mask = decision.masks[i], &expected = row.expected.masks[i];
+            EXPECT_NEAR(mask.x, expected.x, 1e-12) << row.name;
+            EXPECT_NEAR(mask.y, expected.y, 1e-12) << row.name;
+            EXPECT_NEAR(mask.width, expected.width, 1e-12) << row.name;
+            EXPECT_NEAR(mask.height, expected.height, 1e-12) << row.name;
+        }
+    }
+    EXPECT_FALSE(decide(Windows{one}, {one}, {}, screen, nan).capture) << "a margin that isn't a number";
+}
+
+constexpr int padding = 2;
+
+class RandomDesktop {
+public:
+    explicit RandomDesktop(unsigned seed) : m_random(seed) {}
+
+    int below(int limit) { return static_cast<int>(m_random() % static_cast<unsigned>(limit)); }
+
+    /// Whole numbers, so that every unit cell is wholly inside a rectangle or wholly outside.
+    Rect frame() {
+        return {double(below(36) - 8), double(below(28) - 6), double(1 + below(16)), double(1 + below(12))};
+    }
+
+    Windows list() {
+        Windows windows;
+        for (int n = below(6); n > 0; --n) {
+            windows.push_back({static_cast<std::uint32_t>(below(6)), below(3), frame(), std::nullopt, below(4) == 0});
+            // A sheet inside, a second entry of the same window.
+            const ScreenWindow last = windows.back();
+            if (below(4) == 0) windows.push_back({last.id + 10, last.pid, last.frame});
+            if (below(8) == 0) windows.push_back({last.id, last.pid, below(2) == 0 ? frame() : last.frame});
+        }
+        return windows;
+    }
+
+    /// What the same desktop may look like at another moment.
+    Windows changed(Windows windows) {
+        std::shuffle(windows.begin(), windows.end(), m_random);
+        if (below(2) == 0) return windows;
+        for (int n = below(3); n > 0 && !windows.empty(); --n) {
+            const auto index = static_cast<std::size_t>(below(static_cast<int>(windows.size())));
+            ScreenWindow& window = windows[index];
+            switch (below(4)) {
+            case 0:
+                window.frame.x += 1;
+                break;
+            case 1:
+                window.frame = frame();
+                break;
+            case 2:
+                windows.erase(windows.begin() + static_cast<std::ptrdiff_t>(index));
+                break;
+            default:
+                windows.push_back({static_cast<std::uint32_t>(below(6)), below(3), frame()});
+            }
+        }
+        return windows;
+    }
+
+    Verdicts grades() {
+        Verdicts grades;
+        for (std::uint32_t id = 0; id < 16; ++id)
+            if (below(3) != 0) grades[id] = below(3) == 0 ? static_cast<Verdict>(1 + below(3)) : Verdict::allow;
+        return grades;
+    }
+
+private:
+    std::mt19937 m_random;
+};
+
+bool isOnCell(const Rect& frame, int x, int y, int margin) {
+    return x >= frame.x - margin && x + 1 <= frame.x + frame.width + margin && y >= frame.y - margin &&
+           y + 1 <= frame.y + frame.height + margin;
+}
+
+/// Looks at a display as an eye would: cell by cell, window by window.
+struct Eye {
+    const Verdicts& grades;
+    const Rect& display;
+
+    bool mayShow(const ScreenWindow& window) const {
+        const auto grade = grades.find(window.id);
+        return grade != grades.end() && grade->second == Verdict::allow;
+    }
+
+    template <typename Visit>
+    void eachCell(const Visit& visit) const {
+        for (int y = int(display.y); y < int(display.y + display.height); ++y)
+            for (int x = int(display.x); x < int(display.x + display.width); ++x)
+                visit(x, y);
+    }
+
+    bool sees(const ScreenWindow& window) const {
+        bool seen = false;
+        eachCell([&](int x, int y) { seen = seen || isOnCell(window.frame, x, y, 0); });
+        return seen;
+    }
+
+    /// A forbidden window that can be seen in one list and isn't at the same place, and there only, in both.
+    bool somethingMoved(const Windows& previous, const Windows& latest) const {
+        const auto restless = [&](const Windows& here, const Windows& there) {
+            return std::any_of(here.begin(), here.end(), [&](const ScreenWindow& window) {
+                const auto is = [&](const ScreenWindow& other) { return other.id == window.id; };
+                const auto strays = [&](const ScreenWindow& other) {
+                    return is(other) && !(other.frame == window.frame);
+                };
+                return !mayShow(window) && sees(window) &&
+                       (std::none_of(there.begin(), there.end(), is) ||
+                        std::any_of(there.begin(), there.end(), strays) ||
+                        std::any_of(here.begin(), here.end(), strays));
+            });
+        };
+        return restless(previous, latest) || restless(latest, previous);
+    }
+
+    bool seesForbidden(const Windows& windows) const {
+        return std::any_of(windows.begin(), windows.end(),
+                           [&](const ScreenWindow& window) { return !mayShow(window) && sees(window); });
+    }
+
+    bool isHidden(const Decision& decision, int x, int y) const {
+        return std::any_of(decision.masks.begin(), decision.masks.end(), [&](const Rect& mask) {
+            constexpr double rounding = 1e-9;
+            const double left = display.x + mask.x * display.width, top = display.y + mask.y * display.height;
+            return x >= left - rounding && y >= top - rounding &&
+                   x + 1 <= left + mask.width * display.width + rounding &&
+                   y + 1 <= top + mask.height * display.height + rounding;
+        });
+    }
+};
+
+TEST(WindowPrivacy, NoOrderOfEventsLetsABlockedWindowThrough) {
+    RandomDesktop desktop(20'240'229);
+    int skipped = 0, masked = 0, clean = 0;
+    for (int round = 0; round < 5'000; ++round) {
+        const Windows before = desktop.list();
+        const Windows latest = desktop.changed(before);
+        std::optional<Windows> previous = before;
+        if (desktop.below(8) == 0) previous.reset();
+        Verdicts grades = desktop.grades();
+        if (desktop.below(2) == 0) {
+            Windows all = latest;
+            all.insert(all.end(), before.begin(), before.end());
+            grades = resolve(all, grades);
+        }
+        const Rect display = desktop.below(2) == 0 ? Rect{0, 0, 20, 16} : Rect{14, -4, 12, 20}; // they overlap
+        const Decision decision = decide(previous, latest, grades, display, padding);
+
+        const Eye eye{grades, display};
+        const bool forbidden = eye.seesForbidden(latest) || (previous && eye.seesForbidden(*previous));
+        const bool mustSkip = forbidden && (!previous || eye.somethingMoved(*previous, latest));
+        ASSERT_EQ(decision.capture, !mustSkip) << "round " << round;
+        if (!decision.capture) {
+            EXPECT_TRUE(decision.masks.empty());
+            ++skipped;
+            continue;
+        }
+        ++(decision.masks.empty() ? clean : masked);
+        eye.eachCell([&](int x, int y) {
+            const bool secret = std::any_of(latest.begin(), latest.end(), [&](const ScreenWindow& window) {
+                return !eye.mayShow(window) && eye.sees(window) && isOnCell(window.frame, x, y, padding);
+            });
+            ASSERT_EQ(eye.isHidden(decision, x, y), secret) << "round " << round << ", cell " << x << ", " << y;
+        });
+        for (const Rect& mask : decision.masks)
+            EXPECT_TRUE((Rect{0, 0, 1 + 1e-12, 1 + 1e-12}.contains(mask))) << "round " << round;
+    }
+    EXPECT_GT(std::min({skipped, masked, clean}), 400) << "every answer is met often";
+}
+
+// Whatever the lists say, a window counts as allowed only by its own grade or that of a window around it.
+TEST(WindowPrivacy, NoGradeComesFromNowhere) {
+    RandomDesktop desktop(7);
+    for (int round = 0; round < 5'000; ++round) {
+        Windows windows = desktop.list();
+        const Windows later = desktop.changed(windows);
+        windows.insert(windows.end(), later.begin(), later.end());
+        const Verdicts known = desktop.grades();
+        for (const auto& [id, grade] : resolve(windows, known)) {
+            if (const auto own = known.find(id); own != known.end()) {
+                EXPECT_EQ(grade, own->second);
+                continue;
+            }
+            if (grade != Verdict::allow) continue;
+            for (const ScreenWindow& window : windows) {
+                if (window.id != id) continue;
+                const auto vouches = [&](const ScreenWindow& other) {
+                    const auto entry = known.find(other.id);
+                    return other.pid == window.pid && other.frame.contains(window.frame) && entry != known.end() &&
+                           entry->second == Verdict::allow;
+                };
+                EXPECT_TRUE(std::any_of(windows.begin(), windows.end(), vouches)) << "round " << round;
+            }
+        }
+    }
+}
+
+} // namespace
+} // namespace nomara
