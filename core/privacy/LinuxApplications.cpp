@@ -442,14 +442,15 @@ constexpr Application applications[] = {
     {"physlock", "physlock", passwordPrompter},
 };
 
-const std::unordered_map<std::string_view, std::uint32_t>& kinds() {
-    static const auto map = [] {
-        std::unordered_map<std::string_view, std::uint32_t> byID;
+const Application* find(std::string_view id) {
+    static const auto table = [] {
+        std::unordered_map<std::string_view, const Application*> byID;
         for (const Application& application : applications)
-            byID.emplace(application.id, static_cast<std::uint32_t>(application.kinds));
+            byID.emplace(application.id, &application);
         return byID;
     }();
-    return map;
+    const auto found = table.find(id);
+    return found == table.end() ? nullptr : found->second;
 }
 
 } // namespace
@@ -459,8 +460,13 @@ std::span<const Application> all() {
 }
 
 bool is(std::string_view id, Kind kind) {
-    const auto found = kinds().find(id);
-    return found != kinds().end() && (found->second & static_cast<std::uint32_t>(kind)) != 0;
+    const Application* const application = find(id);
+    return application && (static_cast<std::uint32_t>(application->kinds) & static_cast<std::uint32_t>(kind)) != 0;
+}
+
+std::string_view name(std::string_view id) {
+    const Application* const application = find(id);
+    return application ? application->name : std::string_view{};
 }
 
 } // namespace nomara::LinuxApplications

@@ -44,6 +44,9 @@ std::span<const Application> all();
 /// Whether the identifier, compared whole and with case, is one of this kind.
 bool is(std::string_view id, Kind kind);
 
+/// The application's name in English; empty if it isn't known.
+std::string_view name(std::string_view id);
+
 } // namespace LinuxApplications
 
 } // namespace nomara
