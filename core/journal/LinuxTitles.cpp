@@ -71,6 +71,16 @@ Parts ownParts(std::string_view title, const ProgramNames& program) {
     return parts;
 }
 
+/// The title up to the program's name behind its last separator.
+std::string_view withoutProgram(std::string_view title, const ProgramNames& program) {
+    for (const std::string_view separator : {" — ", " – ", " - "}) {
+        const auto last = title.rfind(separator);
+        if (last != std::string_view::npos && program.resemble(title.substr(last + separator.size())))
+            return Graphemes::trimmed(title.substr(0, last));
+    }
+    return title;
+}
+
 /// A folder's own name; nothing for the user's home, which is no project.
 Name folderName(std::string_view path, std::string_view login) {
     const std::string_view name = TitleText::lastComponent(path);
@@ -103,16 +113,19 @@ struct FileAndFolder {
 };
 
 // The folder where the title tells it, else the file.
-Name ofEditor(const Parts& parts, std::string_view login) {
+Name ofEditor(std::string_view title, const ProgramNames& program, std::string_view login) {
+    // Folders may be called "one - two".
+    const std::string_view path = TitleText::trimmed(withoutProgram(title, program), "*● ");
+    if (TitleText::isPath(path)) {
+        if (auto folder = parentName(path, login)) return folder;
+        return named(TitleText::lastComponent(path));
+    }
+    const Parts parts = ownParts(title, program);
     if (parts.empty()) return std::nullopt;
     const FileAndFolder first(parts.front());
     if (!first.folder.empty()) {
         if (auto folder = folderName(first.folder, login)) return folder;
         return named(first.file);
-    }
-    if (TitleText::isPath(first.file)) {
-        if (auto folder = parentName(first.file, login)) return folder;
-        return named(TitleText::lastComponent(first.file));
     }
     if (parts.size() < 2) return named(first.file);
     const std::string& second = parts[1];
@@ -207,12 +220,7 @@ Name ofDocument(const Parts& parts) {
 
 /// The folder that is shown, whole: its name may hold what separates parts elsewhere.
 Name ofFileManager(std::string_view title, const ProgramNames& program) {
-    for (const std::string_view separator : {" — ", " – ", " - "}) {
-        const auto last = title.rfind(separator);
-        if (last == std::string_view::npos || !program.resemble(title.substr(last + separator.size()))) continue;
-        title = Graphemes::trimmed(title.substr(0, last));
-        break;
-    }
+    title = withoutProgram(title, program);
     // Nemo: "Documents - /home/me/Documents"
     if (const auto path = title.find(" - /"); path != std::string_view::npos && path > 0) title = title.substr(0, path);
     if (title.empty() || program.include(title)) return std::nullopt;
@@ -226,7 +234,7 @@ std::optional<std::string> project(std::string_view bundleID, std::optional<std:
     const auto is = [&](Kind kind) { return LinuxApplications::is(bundleID, kind); };
     const ProgramNames program(bundleID, appName);
     if (is(Kind::fileManager)) return ofFileManager(title, program);
-    if (is(Kind::editor)) return ofEditor(ownParts(title, program), login);
+    if (is(Kind::editor)) return ofEditor(title, program, login);
     if (is(Kind::projectEditor)) return ofProjectEditor(ownParts(title, program));
     if (is(Kind::terminal)) return ofTerminal(ownParts(title, program), login);
     if (is(Kind::document)) return ofDocument(ownParts(title, program));

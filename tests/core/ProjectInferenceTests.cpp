@@ -169,6 +169,8 @@ TEST(ProjectInference, ReadsTheTitlesOfLinuxPrograms) {
         {mousepad, "Mousepad", "letter.txt - Mousepad", {}, "letter.txt"},
         {mousepad, "Mousepad", "*~/notes/letter.txt - Mousepad", {}, "notes"},
         {mousepad, "Mousepad", "/srv/notes/letter.txt - Mousepad", {}, "notes"},
+        {mousepad, "Mousepad", "*/srv/one - two/letter.txt - Mousepad", {}, "one - two"},
+        {"featherpad", "FeatherPad", "/srv/notes/letter.txt", {}, "notes"},
         {mousepad, "Mousepad", "~/letter.txt - Mousepad", {}, "letter.txt"},
         {mousepad, "Mousepad", "/letter.txt - Mousepad", {}, "letter.txt"},
         {mousepad, "Mousepad", "/home/ada/letter.txt - Mousepad", {}, "ada"},
