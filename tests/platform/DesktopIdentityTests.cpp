@@ -1,9 +1,6 @@
-#include "platform/linux/desktop/ApplicationIdentifier.h"
-#include "platform/linux/desktop/WellKnownApplications.h"
-#include "tests/support/TemporaryData.h"
+#include "tests/platform/Machine.h"
 
 #include <chrono>
-#include <fstream>
 #include <future>
 #include <thread>
 #include <utility>
@@ -16,51 +13,6 @@
 
 namespace nomara {
 
-namespace {
-
-namespace fs = std::filesystem;
-
-void write(const fs::path& file, std::string_view text) {
-    fs::create_directories(file.parent_path());
-    std::ofstream(file, std::ios::binary) << text;
-}
-
-std::string entry(std::string_view name, std::string_view exec, std::string_view more = "") {
-    return "[Desktop Entry]\nType=Application\nName=" + std::string(name) + "\nExec=" + std::string(exec) + "\n" +
-           std::string(more) + "\n";
-}
-
-// Installed programs and running processes, as files.
-class Machine {
-public:
-    fs::path home() const { return m_folder.root() / "home"; }
-    fs::path system() const { return m_folder.root() / "system"; }
-    fs::path processes() const { return m_folder.root() / "proc"; }
-    ApplicationIdentifier identifier() const { return ApplicationIdentifier({home(), system()}, processes()); }
-
-    void install(const std::string& file, std::string_view text) const {
-        write(system() / "applications" / file, text);
-    }
-    void run(ProcessID pid, const std::string& executable, const std::string& startTime = "100") const {
-        const fs::path process = processes() / std::to_string(pid);
-        fs::remove_all(process);
-        // The name in brackets may itself hold brackets and spaces.
-        std::string fields = std::to_string(pid) + " (a (b) c) S";
-        for (int field = 4; field < 22; ++field)
-            fields += " " + std::to_string(field);
-        write(process / "stat", fields + " " + startTime + " 23 24\n");
-        fs::create_symlink(executable, process / "exe");
-    }
-    void give(ProcessID pid, const std::string& file, std::string_view text) const {
-        write(processes() / std::to_string(pid) / file, text);
-    }
-
-private:
-    testing::TemporaryData m_folder;
-};
-
-} // namespace
-
 TEST(DesktopEntry, ReadsWhatMatters) {
     const auto full = parseDesktopEntry("org.example.Editor", "# comment\n"
                                                               "Name=outside any group\n"
@@ -70,11 +22,14 @@ TEST(DesktopEntry, ReadsWhatMatters) {
                                                               "Name=Te\\sxt\\\\s\n"
                                                               "Exec=env LANG=C -u X \"/opt/my editor/edit\" --new %U\n"
                                                               "StartupWMClass=Edit-Window\n"
+                                                              "Icon=/opt/my editor/icon.svg\n"
+                                                              "Categories=Utility;TextEditor\n"
                                                               "[Desktop Action new]\n"
                                                               "Name=New window\n"
                                                               "Exec=other\n");
     ASSERT_TRUE(full);
-    EXPECT_EQ(*full, (DesktopEntry{"org.example.Editor", "Te xt\\s", "Edit-Window", "edit", false}));
+    EXPECT_EQ(*full, (DesktopEntry{"org.example.Editor", "Te xt\\s", "Edit-Window", "edit", false,
+                                   "/opt/my editor/icon.svg", false}));
 
     const std::pair<std::string, bool> rows[] = {
         {"", false},
@@ -91,7 +46,7 @@ TEST(DesktopEntry, ReadsWhatMatters) {
 TEST(ApplicationIdentifier, FollowsTheStrongestSign) {
     const Machine machine;
     machine.install("org.xfce.mousepad.desktop", entry("Mousepad", "mousepad %U"));
-    machine.install("debian-xterm.desktop", entry("XTerm", "xterm", "StartupWMClass=XTerm"));
+    machine.install("org.example.Paint.desktop", entry("Paint", "paint", "StartupWMClass=Paint-Window"));
     machine.install("firefox-esr.desktop", entry("Firefox ESR", "/usr/lib/firefox-esr/firefox-esr %u"));
     machine.install("chrome-abc-Default.desktop",
                     entry("Some Web Program", "/opt/google/chrome/chrome --app-id=abc", "StartupWMClass=crx_abc"));
@@ -109,7 +64,7 @@ TEST(ApplicationIdentifier, FollowsTheStrongestSign) {
     };
     const Row rows[] = {
         {"last part of the id", "/usr/bin/mousepad", "mousepad", "Mousepad", {"org.xfce.mousepad", "Mousepad"}},
-        {"declared class", "/usr/bin/xterm", "xterm", "XTerm", {"debian-xterm", "XTerm"}},
+        {"declared class", "/usr/bin/paint", "x", "Paint-Window", {"org.example.Paint", "Paint"}},
         {"well-known file",
          "/usr/lib/firefox-esr/firefox-esr",
          "Navigator",
@@ -184,6 +139,11 @@ TEST(ApplicationIdentifier, DoesNotTakeOneProcessForAnother) {
     EXPECT_EQ(identifier.identify({7, "", "Dialog"}).bundleID, "dialog") << "same process, another class";
     machine.run(7, "/usr/bin/second", "200");
     EXPECT_EQ(identifier.identify({7, "", ""}).bundleID, "second") << "the number is used again";
+    EXPECT_TRUE(identifier.identify({7, "", "", "browser"}).isBrowser);
+    EXPECT_TRUE(identifier.identify({7, "", ""}).isBrowser) << "its other windows as well, those known before too";
+    EXPECT_TRUE(identifier.identify({7, "", "Dialog"}).isBrowser);
+    machine.run(7, "/usr/bin/second", "300");
+    EXPECT_FALSE(identifier.identify({7, "", ""}).isBrowser) << "the number is used again";
 }
 
 TEST(ApplicationIdentifier, NeitherWaitsForFilesNorReadsThemWithoutEnd) {
@@ -195,15 +155,17 @@ TEST(ApplicationIdentifier, NeitherWaitsForFilesNorReadsThemWithoutEnd) {
         return file;
     };
     std::vector<fs::path> pipes;
-    for (const char* const file : {"stat", "cgroup", "root/.flatpak-info"})
+    for (const char* const file : {"stat", "cmdline", "cgroup", "root/.flatpak-info"})
         pipes.push_back(pipeAt(machine.processes() / "1" / file));
     pipes.push_back(pipeAt(machine.system() / "applications/pipe.desktop"));
+    pipes.push_back(pipeAt(machine.configuration() / "mimeapps.list"));
     machine.run(2, "/usr/bin/padded");
-    machine.give(2, "root/.flatpak-info", std::string(65'536, '\n') + boxed);
+    machine.give(2, "root/.flatpak-info", std::string(std::size_t{65'536}, '\n') + boxed);
     machine.run(3, "/usr/bin/long");
-    machine.give(3, "root/.flatpak-info", boxed + std::string(1'048'576, '\n'));
-    machine.install("padded.desktop", std::string(1'048'576, '\n') + entry("Too far", "padded"));
-    machine.install("long.desktop", entry("Long", "x", "StartupWMClass=Long") + std::string(1'048'576, '\n'));
+    machine.give(3, "root/.flatpak-info", boxed + std::string(std::size_t{1'048'576}, '\n'));
+    machine.install("padded.desktop", std::string(std::size_t{1'048'576}, '\n') + entry("Too far", "padded"));
+    machine.install("long.desktop",
+                    entry("Long", "x", "StartupWMClass=Long") + std::string(std::size_t{1'048'576}, '\n'));
     auto identifier = machine.identifier();
 
     std::promise<std::string> answered;

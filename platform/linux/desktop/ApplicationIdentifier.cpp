@@ -1,12 +1,15 @@
 #include "platform/linux/desktop/ApplicationIdentifier.h"
 
+#include "core/privacy/AppCatalog.h"
 #include "platform/linux/desktop/Names.h"
 #include "platform/linux/desktop/ProcessFacts.h"
 #include "platform/linux/desktop/WellKnownApplications.h"
 
+#include <algorithm>
 #include <array>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace nomara {
 
@@ -17,8 +20,9 @@ constexpr std::size_t maxKnown = 512;
 
 // These run other people's programs: their file says nothing about the window.
 bool runsPrograms(std::string_view executable) {
-    constexpr std::array<std::string_view, 13> runners = {"python", "perl", "ruby", "java",     "node", "gjs",  "bash",
-                                                          "sh",     "dash", "wine", "electron", "mono", "bwrap"};
+    constexpr std::array<std::string_view, 14> runners = {"python",   "perl", "ruby",  "java", "node",
+                                                          "gjs",      "bash", "sh",    "dash", "wine",
+                                                          "electron", "mono", "bwrap", "wish"};
     for (const std::string_view runner : runners) {
         if (!executable.starts_with(runner)) continue;
         // "python3.11" and "wine64-preloader" are runners, "shotwell" isn't.
@@ -29,56 +33,124 @@ bool runsPrograms(std::string_view executable) {
 }
 
 ApplicationIdentity identityOf(const DesktopEntry& entry) {
-    ApplicationIdentity known = WellKnownApplications::find(entry.id);
-    if (known.bundleID) return known;
-    return {entry.id, entry.name};
+    ApplicationIdentity identity = WellKnownApplications::find(entry.id);
+    if (!identity.bundleID) {
+        identity.bundleID = entry.id;
+        identity.name = entry.name;
+    }
+    identity.icon = entry.icon;
+    identity.isBrowser = identity.isBrowser || entry.isBrowser;
+    return identity;
+}
+
+// "SNAP_APP" goes by the name of the snap where the pair isn't known.
+ApplicationIdentity findSandbox(const std::string& id) {
+    auto known = WellKnownApplications::find(id);
+    return known.bundleID ? known : WellKnownApplications::find(id.substr(0, id.find('_')));
+}
+
+// What programs that aren't known anywhere say about themselves: the relatives of Firefox and of Chromium give their
+// windows these roles and names.
+bool looksLikeBrowser(const WindowOwner& owner) {
+    if (owner.role == "browser" || owner.role == "pop-up" || owner.instanceName == "Navigator") return true;
+    constexpr std::string_view word = "browser";
+    for (const std::string& name : {Names::lowered(owner.className), Names::lowered(owner.instanceName)}) {
+        if (!name.ends_with(word) || name.size() == word.size()) continue;
+        const char before = name[name.size() - word.size() - 1];
+        if (before == ' ' || before == '-' || before == '_' || before == '.') return true;
+    }
+    return false;
+}
+
+// How much harm would be done by taking it for something else.
+int sensitivity(const ApplicationIdentity& identity) {
+    const auto& secret = AppCatalog::defaultExcludedApps();
+    if (AppCatalog::isPasswordPrompter(identity.bundleID) ||
+        std::ranges::find(secret, *identity.bundleID) != secret.end())
+        return 2;
+    return AppCatalog::isAlwaysPrivate(identity.bundleID) ? 1 : 0;
+}
+
+ApplicationIdentity mostCareful(const std::vector<ApplicationIdentity>& signs) {
+    // The first of the most sensitive: it is the strongest sign of them.
+    ApplicationIdentity result = *std::ranges::max_element(signs, {}, sensitivity);
+    for (const ApplicationIdentity& sign : signs) {
+        result.isBrowser = result.isBrowser || sign.isBrowser;
+        if (result.icon.empty() && sign.bundleID == result.bundleID) result.icon = sign.icon;
+    }
+    return result;
 }
 
 } // namespace
 
-ApplicationIdentifier::ApplicationIdentifier(std::vector<std::filesystem::path> dataFolders,
-                                             std::filesystem::path processes)
-    : m_entries(std::move(dataFolders)), m_processes(std::move(processes)) {}
+ApplicationIdentifier::ApplicationIdentifier(DesktopFolders folders, std::filesystem::path processes)
+    : m_entries(std::move(folders)), m_processes(std::move(processes)) {}
 
 ApplicationIdentity ApplicationIdentifier::identify(const WindowOwner& owner) {
-    Key key{owner.pid, ProcessFacts::startTime(m_processes / std::to_string(owner.pid)), owner.instanceName,
-            owner.className};
-    {
+    Process process(owner.pid, {});
+    if (owner.pid > 0) process.second = ProcessFacts::startTime(m_processes / std::to_string(owner.pid));
+    Key key(process, owner.instanceName, owner.className, owner.role);
+    // A process that is gone has no start time; the next one with its number would get its answer.
+    const bool isProcess = !process.second.empty();
+    if (isProcess) {
         const std::lock_guard lock(m_mutex);
         const auto known = m_known.find(key);
-        if (known != m_known.end()) return known->second;
+        if (known != m_known.end()) {
+            ApplicationIdentity identity = known->second;
+            identity.isBrowser = identity.isBrowser || m_browsers.contains(process);
+            return identity;
+        }
     }
-    ApplicationIdentity identity = find(owner);
-    // A process that is gone has no start time; the next one with its number would get its answer.
-    if (std::get<1>(key).empty()) return identity;
+    const auto installed = m_entries.current();
+    ApplicationIdentity identity = find(owner, *installed);
+    if (!isProcess) return identity;
     const std::lock_guard lock(m_mutex);
-    if (m_known.size() >= maxKnown) m_known.clear();
+    if (m_known.size() >= maxKnown || m_installed != installed) m_known.clear();
+    m_installed = installed;
+    if (identity.isBrowser) {
+        if (m_browsers.size() >= maxKnown) m_browsers.clear();
+        m_browsers.insert(process);
+    }
+    identity.isBrowser = m_browsers.contains(process);
     m_known.insert_or_assign(std::move(key), identity);
     return identity;
 }
 
-ApplicationIdentity ApplicationIdentifier::find(const WindowOwner& owner) {
+ApplicationIdentity ApplicationIdentifier::find(const WindowOwner& owner, const InstalledPrograms& installed) const {
+    std::vector<ApplicationIdentity> signs; // the strongest first
+    const auto add = [&](ApplicationIdentity identity) {
+        if (identity.bundleID) signs.push_back(std::move(identity));
+    };
+    const auto addEntry = [&](const DesktopEntry* entry) {
+        if (entry != nullptr) add(identityOf(*entry));
+    };
     const auto process = m_processes / std::to_string(owner.pid);
     const std::string executable = owner.pid > 0 ? ProcessFacts::executable(process) : std::string();
+    const bool isRunner = runsPrograms(executable);
     if (owner.pid > 0) {
         for (const std::string& sandbox : {ProcessFacts::flatpakID(process), ProcessFacts::snapName(process)}) {
             if (sandbox.empty()) continue;
-            if (auto known = WellKnownApplications::find(sandbox); known.bundleID) return known;
-            if (const auto entry = m_entries.withID(sandbox)) return identityOf(*entry);
-            return {sandbox, owner.className.empty() ? sandbox : owner.className};
+            add(findSandbox(sandbox));
+            addEntry(installed.withID(sandbox));
+            add({.bundleID = sandbox, .name = owner.className.empty() ? sandbox : owner.className});
         }
-        if (auto known = WellKnownApplications::find(executable); known.bundleID) return known;
+        add(WellKnownApplications::find(isRunner ? ProcessFacts::script(process) : executable));
     }
     for (const std::string& name : {owner.className, owner.instanceName}) {
-        if (auto known = WellKnownApplications::find(name); known.bundleID) return known;
-        if (const auto entry = m_entries.withWindowClass(name)) return identityOf(*entry);
+        add(WellKnownApplications::find(name));
+        addEntry(installed.withWindowClass(name));
     }
-    const bool isRunner = runsPrograms(executable);
-    if (!isRunner)
-        if (const auto entry = m_entries.withExecutable(executable)) return identityOf(*entry);
-    if (!owner.className.empty()) return {Names::lowered(owner.className), owner.className};
-    if (!executable.empty()) return {executable, executable};
-    return {};
+    if (!isRunner) addEntry(installed.withExecutable(executable));
+    if (!owner.className.empty())
+        add({.bundleID = Names::lowered(owner.className), .name = owner.className});
+    else if (!executable.empty())
+        add({.bundleID = executable, .name = executable});
+
+    ApplicationIdentity identity;
+    if (!signs.empty()) identity = mostCareful(signs);
+    if (looksLikeBrowser(owner) || (!isRunner && installed.hasBrowserWithExecutable(executable)))
+        identity.isBrowser = true;
+    return identity;
 }
 
 } // namespace nomara

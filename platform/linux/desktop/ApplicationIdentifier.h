@@ -3,37 +3,45 @@
 #include "platform/ApplicationIdentity.h"
 #include "platform/linux/desktop/DesktopEntries.h"
 
-#include <cstdint>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <tuple>
+#include <utility>
 
 namespace nomara {
 
 /// Tells which application a window belongs to, from the strongest sign to the weakest: the sandbox that the program
 /// runs in, a well-known program's file, its window class, its desktop entry. The program's file is asked before the
-/// window class, which anybody can set: a browser that calls its windows something else is a browser all the same.
-/// Callable from any thread.
+/// window class, which anybody can set. Where the signs differ, the careful answer wins: what any of them calls a
+/// password manager or prompter is one, and what any of them calls a browser counts as one, also a program without a
+/// desktop entry whose window has the role that browsers give theirs.
+/// Callable from any thread. An answer is kept while the process lives, and found anew when a program that wasn't seen
+/// before shows that others were installed; for a process that is known it costs reading one small file.
 class ApplicationIdentifier {
 public:
-    explicit ApplicationIdentifier(std::vector<std::filesystem::path> dataFolders = DesktopEntries::standardFolders(),
+    explicit ApplicationIdentifier(DesktopFolders folders = DesktopFolders::standard(),
                                    std::filesystem::path processes = "/proc");
 
     ApplicationIdentity identify(const WindowOwner& owner);
 
 private:
-    ApplicationIdentity find(const WindowOwner& owner);
+    ApplicationIdentity find(const WindowOwner& owner, const InstalledPrograms& installed) const;
 
     DesktopEntries m_entries;
     const std::filesystem::path m_processes;
 
-    // A process number is used again, so its start time belongs to the key; and one process may own windows of several
-    // classes.
-    using Key = std::tuple<ProcessID, std::string, std::string, std::string>;
-    std::mutex m_mutex; // m_known
+    // A process number is used again, so its start time belongs to it.
+    using Process = std::pair<ProcessID, std::string>;
+    // One process may own windows of several classes and roles: the names of both halves of the class, then the role.
+    using Key = std::tuple<Process, std::string, std::string, std::string>;
+    std::mutex m_mutex; // the fields below
     std::map<Key, ApplicationIdentity> m_known;
+    std::set<Process> m_browsers; ///< one window told; the other ones of the process may not
+    std::shared_ptr<const InstalledPrograms> m_installed;
 };
 
 } // namespace nomara

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 namespace nomara::ProcessFacts {
 
@@ -56,7 +57,28 @@ std::string executablePath(const std::filesystem::path& process) {
 } // namespace
 
 std::string executable(const std::filesystem::path& process) {
-    return Names::baseName(executablePath(process));
+    if (std::string name = Names::baseName(executablePath(process)); !name.empty()) return name;
+    const std::string line = contents(process / "cmdline");
+    std::string_view started = std::string_view(line).substr(0, line.find('\0'));
+    // A program that rewrites its line puts all arguments into the first.
+    started = started.substr(0, started.find(" -"));
+    if (!started.empty()) return Names::baseName(started);
+    const std::string status = contents(process / "stat"); // "PID (NAME) STATE …", the name cut at 15 characters
+    const auto begin = status.find('('), end = status.rfind(')');
+    if (begin == std::string::npos || end == std::string::npos || end < begin) return {};
+    return status.substr(begin + 1, end - begin - 1);
+}
+
+std::string script(const std::filesystem::path& process) {
+    const std::string line = contents(process / "cmdline");
+    std::string found;
+    bool isFirst = true;
+    forEachPiece(line, '\0', [&](std::string_view argument) {
+        if (std::exchange(isFirst, false) || argument.starts_with('-')) return false;
+        found = Names::baseName(argument);
+        return true;
+    });
+    return found;
 }
 
 std::string startTime(const std::filesystem::path& process) {

@@ -1,8 +1,10 @@
 #include "platform/linux/desktop/ApplicationIdentifier.h"
 #include "platform/linux/x11/X11RunningApplications.h"
+#include "tests/desktop/backends/BrowserCommands.h"
 #include "tests/desktop/backends/X11Test.h"
 
 #include <algorithm>
+#include <atomic>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -33,7 +35,7 @@ TEST_F(X11, FollowsTheFrontApplication) {
     {
         const DesktopProgram xterm(terminal("followed"));
         EXPECT_TRUE(waitUntil([&] { return hasHeard(xterm.pid()); }));
-        EXPECT_EQ(applications.frontmost(), (FrontmostApp{xterm.pid(), "debian-xterm", "XTerm"}));
+        EXPECT_EQ(applications.frontmost(), (FrontmostApp{xterm.pid(), "xterm", "XTerm"}));
         {
             const DesktopProgram dialog({"zenity", "--info", "--title", "dialog in front", "--text", "hello"});
             EXPECT_TRUE(waitUntil([&] { return hasHeard(dialog.pid()); }));
@@ -66,6 +68,42 @@ TEST_F(X11, BelievesTheServerMoreThanTheWindow) {
         outputOf({"wmctrl", "-a", "another program"});
         EXPECT_TRUE(waitUntil([&] { return applications.frontmost() && applications.frontmost()->pid == other.pid(); }))
             << machine;
+    }
+}
+
+// A browser that nobody has heard of is told by what its family writes on its windows.
+TEST_F(X11, KnowsRealBrowsersByTheirFileAndByTheirWindow) {
+    struct Row {
+        std::vector<std::string> command;
+        std::string bundleID;
+    };
+    const Row rows[] = {
+        {BrowserCommands::chromium("about:blank"), "org.chromium.Chromium"},
+        {BrowserCommands::firefox("about:blank"), "org.mozilla.firefox"},
+    };
+    ApplicationIdentifier identifier, nothingInstalled(DesktopFolders{});
+    std::atomic<bool> isTold = false;
+    X11RunningApplications applications([&](const WindowOwner& owner) {
+        isTold = nothingInstalled.identify({0, "", "", owner.role}).isBrowser;
+        return identifier.identify(owner);
+    });
+    for (const Row& row : rows) {
+        const DesktopProgram browser(row.command);
+        std::optional<FrontmostApp> front;
+        EXPECT_TRUE(waitUntil([&] {
+            front = applications.frontmost();
+            return front && front->pid == browser.pid();
+        })) << row.bundleID;
+        ASSERT_TRUE(front);
+        EXPECT_EQ(front->bundleID, row.bundleID);
+        EXPECT_TRUE(front->isBrowser);
+        EXPECT_TRUE(isTold) << "by its role alone";
+        const auto windows = server.onScreenWindows();
+        const auto window = std::ranges::find(windows, true, &WindowInfo::isActive);
+        ASSERT_NE(window, windows.end());
+        const auto identity = identifier.identify(ownerOf(*window));
+        EXPECT_EQ(identity.bundleID, row.bundleID);
+        EXPECT_EQ(identity.icon, row.bundleID == "org.mozilla.firefox" ? "firefox-esr" : "chromium");
     }
 }
 
