@@ -146,6 +146,59 @@ TEST(AtspiTextRules, NeverTakeAnythingOfAPasswordField) {
         EXPECT_EQ(TextRules::readingOf(Role::passwordText, inlineText, false), TextRules::Reading{});
 }
 
+TEST(AtspiTextRules, NeverTakeTheDotsOfAFieldThatDoesNotTellWhatItIs) {
+    const struct {
+        Role role;
+        const char* text;
+        bool isTaken;
+    } rows[] = {
+        {Role::entry, "\u2022\u2022\u2022", false},
+        {Role::text, "\u25CF\u25CF\u25CF\u25CF\n", false},
+        {Role::comboBox, "********", false},
+        {Role::entry, "**", true},
+        {Role::entry, "***a", true},
+        {Role::label, "***", true},
+    };
+    for (const auto& [role, text, isTaken] : rows)
+        EXPECT_EQ(textOf(treeOf({{0, Role::dialog}, {1, role, text}})), isTaken ? text : "") << text;
+}
+
+TEST(AtspiTextRules, TakeAPageWithoutTheBrowserAroundIt) {
+    const std::vector<NodeSpec> controls = {{0, Role::frame, {}, "Front - Browser"},
+                                            {1, Role::pushButton, {}, "Back"},
+                                            {1, Role::pageTabList},
+                                            {2, Role::pageTab, {}, "Front"},
+                                            {2, Role::pageTab, {}, "Another page"},
+                                            {3, Role::label, "Another page", {}},
+                                            {1, Role::toolTip, {}, "A third page"},
+                                            {1, Role::documentWeb, {}, "All pages"},
+                                            {2, Role::listItem, "Another page", {}}};
+    std::vector<NodeSpec> window = controls;
+    for (const NodeSpec& spec : std::initializer_list<NodeSpec>{{1, Role::documentWeb, {}, "Front"},
+                                                                {2, Role::pageTabList},
+                                                                {3, Role::pageTab, {}, "Tab of the page"},
+                                                                {2, Role::label, "words", {}},
+                                                                {2, Role::documentWeb},
+                                                                {3, Role::label, "framed words", {}},
+                                                                {1, Role::label, "status", {}}})
+        window.push_back(spec);
+    constexpr std::size_t panel = 7;
+    TextTree tree = treeOf(window);
+    tree.mayHoldPages = true;
+    tree.nodes[panel].isPanel = true;
+    EXPECT_EQ(textOf(tree), "Tab of the page\nwords\nframed words");
+    tree = treeOf(controls);
+    tree.mayHoldPages = true;
+    tree.nodes[panel].isPanel = true;
+    EXPECT_EQ(textOf(tree), "Back") << "nor are other pages named where there is none";
+
+    for (const char* address : {"chrome://tab-search.top-chrome/", "chrome-untrusted://x.top-chrome/y",
+                                "chrome://browser/content/places/historySidebar.xhtml"})
+        EXPECT_TRUE(TextRules::isPanelAddress(address)) << address;
+    for (const char* address : {"", "chrome://settings/", "https://a/x.top-chrome/", "about:srcdoc"})
+        EXPECT_FALSE(TextRules::isPanelAddress(address)) << address;
+}
+
 TEST(AtspiTextRules, SkipWhatLiesOutsideTheFrame) {
     const Rect frame{100, 100, 200, 200}, inside{110, 110, 20, 20}, outside{100, 400, 20, 20};
     struct Case {

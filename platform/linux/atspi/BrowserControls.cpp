@@ -140,8 +140,6 @@ private:
         return next;
     }
 
-    static bool isPage(Role role) { return role == Role::documentWeb || role == Role::documentFrame; }
-
     Toolkit m_toolkit;
     CallPipeline m_calls;
     BrowserFindings m_findings;

@@ -35,6 +35,20 @@ bool isTreatedApart(Role role) {
     }
 }
 
+/// Those that part what a page says from what the browser says.
+bool partsPages(Role role) {
+    switch (role) {
+    case Role::documentFrame:
+    case Role::documentWeb:
+    case Role::pageTab:
+    case Role::pageTabList:
+    case Role::toolTip:
+        return true;
+    default:
+        return false;
+    }
+}
+
 /// For a toolkit whose texts hold a mark for each child: an object is asked for its text, for its children only where
 /// the text has marks, and for its role only where it has no text. Most objects of a page cost one question.
 class InlineReader {
@@ -62,7 +76,7 @@ private:
     bool findObjects() {
         m_objects.push_back(m_request.root);
         bool answered = false;
-        std::vector<ObjectRef> apart;
+        std::vector<ObjectRef> apart, parting;
         CallPipeline question(m_bus, m_request.start + messagingTimeout);
         ask::matches(question, m_request.root,
                      {.roles = rolesWhere([](Role role) { return role != Role::staticText; })},
@@ -75,9 +89,15 @@ private:
                          answered = answered && found;
                          if (found) apart = *found;
                      });
+        ask::matches(question, m_request.root, {.roles = rolesWhere(partsPages)},
+                     [&](const std::optional<std::vector<ObjectRef>>& found) {
+                         answered = answered && found;
+                         if (found) parting = *found;
+                     });
         if (question.run() != CallPipeline::Outcome::answered || !answered) return false;
 
         m_tree.inlineText = true;
+        m_tree.mayHoldPages = m_request.toolkit.kind != Toolkit::Kind::other;
         m_tree.nodes.resize(m_objects.size());
         for (std::size_t i = 0; i < m_objects.size(); ++i) {
             m_tree.nodes[i].role = Role::unknown;
@@ -92,6 +112,13 @@ private:
                 m_tree.nodes[node].role = role.value_or(Role{});
             });
         }
+        for (const ObjectRef& object : parting)
+            if (const auto place = placeOf(object))
+                ask::role(question, object, [this, node = *place, object](std::optional<Role> role) {
+                    m_tree.nodes[node].failed = !role;
+                    m_tree.nodes[node].role = role.value_or(Role{});
+                    m_texts.tellPage(node, object);
+                });
         return question.run() == CallPipeline::Outcome::answered;
     }
 

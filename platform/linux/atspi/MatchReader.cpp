@@ -23,6 +23,7 @@ public:
           m_texts(m_calls, m_tree.nodes, request.frame, request.toolkit), m_objects(std::move(objects)),
           m_depths(m_objects.size(), notReached) {
         m_tree.inlineText = request.toolkit.writesInline;
+        m_tree.mayHoldPages = request.toolkit.kind != Toolkit::Kind::other;
         m_tree.nodes.resize(m_objects.size());
         m_places.reserve(m_objects.size());
         for (std::size_t i = 0; i < m_objects.size(); ++i)
@@ -58,6 +59,7 @@ private:
             TextNode& node = m_tree.nodes[index];
             node.failed = !role;
             node.role = role.value_or(Role{});
+            m_texts.tellPage(index, object);
             // Of a long field it takes its place to tell which part shows.
             if (!needsPlace && treatmentOf(node.role) == Treatment::field) askPlace(index, object);
         });

@@ -1,5 +1,7 @@
 #include "platform/linux/atspi/NodeTexts.h"
 
+#include "platform/linux/atspi/DocumentFinder.h"
+
 #include <algorithm>
 #include <array>
 #include <memory>
@@ -49,6 +51,14 @@ void NodeTexts::read(std::size_t index, const ObjectRef& object, TextRules::Read
         readText(index, object);
     else
         finished(index);
+}
+
+void NodeTexts::tellPage(std::size_t index, const ObjectRef& object) {
+    if (m_toolkit.kind == Toolkit::Kind::other || !isPage(m_nodes[index].role)) return;
+    m_nodes[index].isPanel = true;
+    ask::documentAttributes(m_calls, object, [this, index](const std::optional<Attributes>& attributes) {
+        if (attributes) m_nodes[index].isPanel = TextRules::isPanelAddress(addressIn(*attributes).value_or(""));
+    });
 }
 
 void NodeTexts::readText(std::size_t index, const ObjectRef& object) {

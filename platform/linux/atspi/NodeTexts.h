@@ -15,6 +15,8 @@ public:
 
     /// The node counts as unread until all of its answers are in.
     void read(std::size_t index, const ObjectRef& object, TextRules::Reading reading);
+    /// Finds out whether a document is a page. Until it is known to be one it counts as none.
+    void tellPage(std::size_t index, const ObjectRef& object);
 
 private:
     void readText(std::size_t index, const ObjectRef& object);

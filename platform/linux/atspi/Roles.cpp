@@ -107,6 +107,10 @@ bool isPicture(Role role) {
     }
 }
 
+bool isPage(Role role) {
+    return role == Role::documentWeb || role == Role::documentFrame;
+}
+
 bool isWindow(Role role) {
     switch (role) {
     case Role::menu:

@@ -101,6 +101,8 @@ Treatment treatmentOf(Role role);
 /// Lists, tables and trees: only their visible children are walked.
 bool showsManyChildren(Role role);
 bool isPicture(Role role);
+/// A document that a browser shows: a page, or one with which it draws its own controls.
+bool isPage(Role role);
 /// Whether a top-level object is what a person would call a window, going by its role alone.
 bool isWindow(Role role);
 

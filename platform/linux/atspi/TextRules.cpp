@@ -3,6 +3,7 @@
 #include "core/text/Graphemes.h"
 
 #include <algorithm>
+#include <array>
 #include <string_view>
 
 namespace nomara::atspi::TextRules {
@@ -25,6 +26,23 @@ bool isBlank(std::string_view text) {
     return Graphemes::trimmed(text).empty();
 }
 
+/// Of a browser's own: what names pages that aren't on show.
+bool namesOtherPages(Role role) {
+    return role == Role::pageTabList || role == Role::pageTab || role == Role::toolTip;
+}
+
+/// What password fields show, also those of toolkits that don't tell what they are.
+bool isMasked(std::string_view text) {
+    constexpr std::array<std::string_view, 7> masks{"*", "\u2022", "\u25CF", "\u2217", "\u26AB", "\u2B24", "\uFF0A"};
+    constexpr std::int64_t fewest = 3; // fewer may be a bullet or a star that somebody wrote
+    const std::string_view trimmed = Graphemes::trimmed(text);
+    const auto characters = Graphemes::split(trimmed);
+    return static_cast<std::int64_t>(characters.size()) >= fewest &&
+           std::all_of(characters.begin(), characters.end(), [&](std::string_view character) {
+               return std::find(masks.begin(), masks.end(), character) != masks.end();
+           });
+}
+
 /// The walk itself: a stack of what is still to come, the next on top.
 class Walk {
 public:
@@ -32,17 +50,21 @@ public:
         : m_tree(tree), m_frame(frame), m_limits(limits), m_children(tree.nodes.size()) {
         for (std::size_t i = 1; i < tree.nodes.size(); ++i)
             if (tree.nodes[i].parent >= 0) m_children[static_cast<std::size_t>(tree.nodes[i].parent)].push_back(i);
+        m_pagesOnly = tree.mayHoldPages && std::any_of(tree.nodes.begin(), tree.nodes.end(), [&](const TextNode& node) {
+                          return isPage(node.role) && !node.isPanel && enters(node, frame) &&
+                                 !(node.rect && node.rect->isEmpty());
+                      });
     }
 
     WindowText run() {
-        if (!m_tree.nodes.empty()) m_stack.push_back({Step::visit, 0, 0, {}});
+        if (!m_tree.nodes.empty()) m_stack.push_back({Step::visit, 0, 0, false});
         bool stopped = false;
         while (!m_stack.empty() && !stopped) {
             const Step step = m_stack.back();
             m_stack.pop_back();
             switch (step.kind) {
             case Step::visit:
-                stopped = !visit(step.node, step.depth);
+                stopped = !visit(step.node, step.depth, step.inPage);
                 break;
             case Step::say:
                 append(step.text, false);
@@ -65,12 +87,13 @@ private:
         enum Kind { visit, say, nameIfSilent } kind;
         std::size_t node = 0;
         int depth = 0;
-        std::string_view text;
+        bool inPage = false;
+        std::string_view text{};
         std::size_t piecesBefore = 0;
     };
 
     /// False when a limit ends the walk here.
-    bool visit(std::size_t index, int depth) {
+    bool visit(std::size_t index, int depth, bool aroundIsPage) {
         const TextNode& node = m_tree.nodes[index];
         if (node.unread) m_result.finished = false;
         ++m_result.visited;
@@ -79,27 +102,31 @@ private:
             return false;
         }
         if (!enters(node, m_frame)) return true;
+        const bool inPage = aroundIsPage || isPage(node.role);
+        if (m_tree.mayHoldPages && (node.isPanel || (!inPage && namesOtherPages(node.role)))) return true;
 
         const bool below = descends(node.role, depth);
         const std::vector<std::size_t> none;
         const auto& children = below ? m_children[index] : none;
         const Reading reading = readingOf(node.role, m_tree.inlineText, hasStaticChild(index));
-        const auto segments =
-            reading.text && node.text && !repeatsField(node) ? segmentsOf(*node.text) : std::vector<std::string_view>{};
+        const bool says = inPage || !m_pagesOnly;
+        const bool saysText = says && reading.text && node.text && !repeatsField(node) && !hidesSecret(node);
+        const auto segments = saysText ? segmentsOf(*node.text) : std::vector<std::string_view>{};
         const bool silent = std::all_of(segments.begin(), segments.end(), isBlank);
 
-        if (silent && reading.name && node.name) {
+        if (says && silent && reading.name && node.name) {
             // A tab's name is the text on the tab; what is below it is the page.
             if (node.role == Role::pageTab && !node.text)
                 append(*node.name, true);
             else if (!node.text || (m_children[index].empty() && node.role != Role::comboBox))
-                m_stack.push_back({Step::nameIfSilent, index, depth, *node.name, m_pieces.size()});
+                m_stack.push_back({Step::nameIfSilent, index, depth, inPage, *node.name, m_pieces.size()});
         }
         // Each mark in the text stands for a child. Where fewer children show than there are marks, the rest of the
         // text follows the last one.
         for (std::size_t i = std::max(children.size(), segments.size()); i-- > 0;) {
-            if (i < children.size()) m_stack.push_back({Step::visit, children[i], depth + 1, {}});
-            if (i < segments.size() && !isBlank(segments[i])) m_stack.push_back({Step::say, index, depth, segments[i]});
+            if (i < children.size()) m_stack.push_back({Step::visit, children[i], depth + 1, inPage});
+            if (i < segments.size() && !isBlank(segments[i]))
+                m_stack.push_back({Step::say, index, depth, inPage, segments[i]});
         }
         return true;
     }
@@ -107,6 +134,11 @@ private:
     bool hasStaticChild(std::size_t index) const {
         return std::any_of(m_children[index].begin(), m_children[index].end(),
                            [&](std::size_t child) { return m_tree.nodes[child].role == Role::staticText; });
+    }
+
+    static bool hidesSecret(const TextNode& node) {
+        const Treatment treatment = treatmentOf(node.role);
+        return (treatment == Treatment::field || treatment == Treatment::editableList) && isMasked(*node.text);
     }
 
     /// An editable list and the field in it hold the same.
@@ -134,11 +166,17 @@ private:
     std::vector<Step> m_stack;
     std::vector<std::string_view> m_pieces;
     bool m_lastIsName = false;
+    bool m_pagesOnly = false; ///< where there is a page, nothing but pages is read
     std::int64_t m_characters = 0;
     WindowText m_result;
 };
 
 } // namespace
+
+bool isPanelAddress(std::string_view address) {
+    return (address.starts_with("chrome") && address.find(".top-chrome/") != std::string_view::npos) ||
+           address.starts_with("chrome://browser/");
+}
 
 bool enters(const TextNode& node, const std::optional<Rect>& frame) {
     if (node.failed) return false;

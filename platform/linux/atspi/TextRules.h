@@ -6,6 +6,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace nomara::atspi {
@@ -16,6 +17,7 @@ struct TextNode {
     Role role{};
     std::optional<Rect> rect;        ///< screen coordinates
     bool failed = false;             ///< its attributes could not be read: left out with all below it
+    bool isPanel = false;            ///< a document with which a browser draws its own controls
     bool unread = false;             ///< time ran out before all of it that was wanted had been read
     std::optional<std::string> text; ///< what stands in the object itself, U+FFFC where a child stands
     std::optional<std::string> name;
@@ -27,6 +29,9 @@ struct TextTree {
     /// Text stands in paragraphs and other objects themselves, and text objects that repeat it are not in the list.
     /// Otherwise an object's own text counts for nothing where it has text objects below it.
     bool inlineText = false;
+    /// The window may be a browser's. What its own controls say is no content, and some of it tells about pages that
+    /// aren't on show: tabs, what comes up over them, lists of pages.
+    bool mayHoldPages = false;
     bool complete = true; ///< false when there are more nodes than were asked for
 };
 
@@ -46,6 +51,8 @@ struct Reading {
     friend bool operator==(const Reading&, const Reading&) = default;
 };
 
+/// Whether a document is no page but part of the browser's controls, by its address.
+bool isPanelAddress(std::string_view address);
 /// Whether a walk takes anything from the node or from below it.
 bool enters(const TextNode& node, const std::optional<Rect>& frame);
 bool descends(Role role, int depth);

@@ -47,9 +47,10 @@ private:
             // The root is what was asked for, whatever it says of itself.
             m_places[node].showing = node == 0 || (states && states->isShowing());
         });
-        ask::role(m_calls, object, [this, node](std::optional<Role> role) {
+        ask::role(m_calls, object, [this, node, object](std::optional<Role> role) {
             m_found[node].failed = !role;
             m_found[node].role = role.value_or(Role{});
+            m_texts.tellPage(node, object);
             if (role == Role::staticText && m_request.toolkit.repeatsText) m_places[node].showing = false;
         });
         ask::extents(m_calls, object, [this, node](std::optional<Rect> rect) {
@@ -132,7 +133,10 @@ private:
         for (auto& siblings : children)
             std::sort(siblings.begin(), siblings.end(),
                       [&](std::size_t a, std::size_t b) { return m_places[a].index < m_places[b].index; });
-        TextTree tree{.nodes = {}, .inlineText = m_request.toolkit.writesInline, .complete = m_complete};
+        TextTree tree{.nodes = {},
+                      .inlineText = m_request.toolkit.writesInline,
+                      .mayHoldPages = m_request.toolkit.kind != Toolkit::Kind::other,
+                      .complete = m_complete};
         tree.nodes.reserve(m_found.size());
         std::vector<std::pair<std::size_t, int>> stack{{0, -1}};
         while (!stack.empty()) {

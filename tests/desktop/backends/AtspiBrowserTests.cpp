@@ -1,5 +1,6 @@
 #include "tests/desktop/backends/AtspiTest.h"
 #include "tests/desktop/backends/BrowserCommands.h"
+#include "tests/desktop/backends/Browsers.h"
 
 namespace nomara {
 namespace {
@@ -54,12 +55,6 @@ std::string fullPage() {
     return html + "</table>";
 }
 
-std::string writePage(const std::string& html) {
-    const std::string file = newFolder() + "/page.html";
-    writeFile(file, html);
-    return "file://" + file;
-}
-
 void expectWholePage(const std::string& text) {
     for (const char* wanted :
          {"Heading one", "Paragraph with", "linked words", "inside and", "bold words", "listed first", "listed ",
@@ -72,7 +67,7 @@ void expectWholePage(const std::string& text) {
 
 TEST_F(AtspiBrowser, ChromiumPageIsReadOnce) {
     const std::string address = writePage(page());
-    const DesktopProgram browser(BrowserCommands::chromium(address));
+    const DesktopProgram browser(BrowserCommands::chromium({address}));
     ASSERT_TRUE(windowShowing(browser, "framed words"));
     const auto window = windowShowing(browser, "Quoted words");
     ASSERT_TRUE(window);
@@ -87,7 +82,7 @@ TEST_F(AtspiBrowser, ChromiumPageIsReadOnce) {
 }
 
 TEST_F(AtspiBrowser, ChromiumPageOfAThousandNodesIsReadWhole) {
-    const DesktopProgram browser(BrowserCommands::chromium(writePage(fullPage())));
+    const DesktopProgram browser(BrowserCommands::chromium({writePage(fullPage())}));
     const auto window = windowShowing(browser, cell(rows - 1, columns - 1));
     ASSERT_TRUE(window);
     WindowText text;
@@ -97,7 +92,7 @@ TEST_F(AtspiBrowser, ChromiumPageOfAThousandNodesIsReadWhole) {
     })) << text.visited;
     for (int row = 0; row < rows; ++row)
         for (int column = 0; column < columns; ++column)
-            ASSERT_EQ(timesIn(text.text, "\n" + cell(row, column) + "\n"), 1U) << cell(row, column);
+            ASSERT_EQ(timesIn("\n" + text.text + "\n", "\n" + cell(row, column) + "\n"), 1U) << cell(row, column);
     expectBothWaysAgree(*window);
 
     const WindowText some = accessibility.text(window->element, window->frame, {3, 500, 30'000});
@@ -113,7 +108,7 @@ TEST_F(AtspiBrowser, ChromiumPageOfAThousandNodesIsReadWhole) {
 
 TEST_F(AtspiBrowser, FirefoxPageIsReadOnce) {
     const std::string address = writePage(page());
-    const DesktopProgram browser(BrowserCommands::firefox(address));
+    const DesktopProgram browser(BrowserCommands::firefox({address}));
     ASSERT_TRUE(windowShowing(browser, "framed words"));
     const auto window = windowShowing(browser, "Quoted words");
     ASSERT_TRUE(window);
