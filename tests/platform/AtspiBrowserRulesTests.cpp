@@ -25,26 +25,26 @@ BrowserFindings chromium(const Element& more, const std::string& title = "A page
 
 TEST(BrowserRules, MarksAreWholeLabelsOrStandAtTheirEnds) {
     const struct {
-        int depth;
         const char* label;
+        int depth;
         bool isMark;
     } rows[] = {
-        {3, "Private", true},
-        {3, "Private mode of a kind", false},
-        {8, "Gizli", true},
-        {9, "Gizli", false},
-        {2, "Incognito mode", true},
-        {6, "You're Incognito", true},
-        {6, "Incognitos", false},
-        {6, "Notincognito", false},
-        {6, "About incognito windows", false},
-        {6, "\u00D6zel Dola\u015Fma", true},
-        {6, "G\u0130ZL\u0130 PENCERE", true},
-        {6, "Inkognito", true},
-        {6, "Navigation priv\u00E9e", true},
-        {6, "Privater Modus", true},
+        {"Private", 3, true},
+        {"Private mode of a kind", 3, false},
+        {"Gizli", 8, true},
+        {"Gizli", 9, false},
+        {"Incognito mode", 2, true},
+        {"You're Incognito", 6, true},
+        {"Incognitos", 6, false},
+        {"Notincognito", 6, false},
+        {"About incognito windows", 6, false},
+        {"\u00D6zel Dola\u015Fma", 6, true},
+        {"G\u0130ZL\u0130 PENCERE", 6, true},
+        {"Inkognito", 6, true},
+        {"Navigation priv\u00E9e", 6, true},
+        {"Privater Modus", 6, true},
     };
-    for (const auto& [depth, label, isMark] : rows) {
+    for (const auto& [label, depth, isMark] : rows) {
         const BrowserFacts facts = chromium(element(depth, Role::pushButton, label)).facts(true);
         EXPECT_EQ(facts.privateMarker, isMark) << label << " at " << depth;
         EXPECT_TRUE(facts.markerKnown) << label;
@@ -56,32 +56,32 @@ TEST(BrowserRules, MarksAreWholeLabelsOrStandAtTheirEnds) {
 
 TEST(BrowserRules, OnlyANormalWindowsNameVouchesInALanguageThatNobodyKnows) {
     const struct {
-        Kind kind;
         const char* name;
+        Kind kind;
         bool isNormal;
     } rows[] = {
-        {Kind::chromium, "A page - Chromium", true},
-        {Kind::chromium, "A page - Google Chrome Beta", true},
-        {Kind::chromium, "A page \u2013 Chromium", true},
-        {Kind::chromium, "A page - Google Chrome - Work", true},
-        {Kind::chromium, "Chromium", true},
-        {Kind::chromium, "Page (x)", true}, // a window without tabs: its page's own title
-        {Kind::chromium, "Page (x) (sekretna)", false},
-        {Kind::chromium, "A page - Chromium (sekretna)", false},
-        {Kind::chromium, "A page - Chromium\uFF08sekretna\uFF09", false},
-        {Kind::chromium, "\u201EA page - Chromium\u201C (sekretna)", false},
-        {Kind::chromium, "A page - Chromium - x (sekretna)", false},
-        {Kind::chromium, "A page - Other Browser", false},
-        {Kind::chromium, "A page about Chromium", false},
-        {Kind::chromium, "", false},
-        {Kind::gecko, "A page \u2014 Mozilla Firefox", true},
-        {Kind::gecko, "Mozilla Firefox", true},
-        {Kind::gecko, "A page \u2014 Mozilla Firefox Sekretna", false},
-        {Kind::gecko, "A page \u2014 Sekretna de Mozilla Firefox", false},
-        {Kind::gecko, "A page \u2014 Other Browser", false},
-        {Kind::other, "A page - Chromium", false},
+        {"A page - Chromium", Kind::chromium, true},
+        {"A page - Google Chrome Beta", Kind::chromium, true},
+        {"A page \u2013 Chromium", Kind::chromium, true},
+        {"A page - Google Chrome - Work", Kind::chromium, true},
+        {"Chromium", Kind::chromium, true},
+        {"Page (x)", Kind::chromium, true}, // a window without tabs: its page's own title
+        {"Page (x) (sekretna)", Kind::chromium, false},
+        {"A page - Chromium (sekretna)", Kind::chromium, false},
+        {"A page - Chromium\uFF08sekretna\uFF09", Kind::chromium, false},
+        {"\u201EA page - Chromium\u201C (sekretna)", Kind::chromium, false},
+        {"A page - Chromium - x (sekretna)", Kind::chromium, false},
+        {"A page - Other Browser", Kind::chromium, false},
+        {"A page about Chromium", Kind::chromium, false},
+        {"", Kind::chromium, false},
+        {"A page \u2014 Mozilla Firefox", Kind::gecko, true},
+        {"Mozilla Firefox", Kind::gecko, true},
+        {"A page \u2014 Mozilla Firefox Sekretna", Kind::gecko, false},
+        {"A page \u2014 Sekretna de Mozilla Firefox", Kind::gecko, false},
+        {"A page \u2014 Other Browser", Kind::gecko, false},
+        {"A page - Chromium", Kind::other, false},
     };
-    for (const auto& [kind, name, isNormal] : rows)
+    for (const auto& [name, kind, isNormal] : rows)
         EXPECT_EQ(BrowserRules::isNormalName(name, kind, {"Page (x)"}), isNormal) << name;
     const Element button = element(6, Role::pushButton, "Sekretna");
     EXPECT_TRUE(chromium(button).facts(true).markerKnown);

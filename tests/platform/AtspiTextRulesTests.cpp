@@ -148,18 +148,18 @@ TEST(AtspiTextRules, NeverTakeAnythingOfAPasswordField) {
 
 TEST(AtspiTextRules, NeverTakeTheDotsOfAFieldThatDoesNotTellWhatItIs) {
     const struct {
-        Role role;
         const char* text;
+        Role role;
         bool isTaken;
     } rows[] = {
-        {Role::entry, "\u2022\u2022\u2022", false},
-        {Role::text, "\u25CF\u25CF\u25CF\u25CF\n", false},
-        {Role::comboBox, "********", false},
-        {Role::entry, "**", true},
-        {Role::entry, "***a", true},
-        {Role::label, "***", true},
+        {"\u2022\u2022\u2022", Role::entry, false},
+        {"\u25CF\u25CF\u25CF\u25CF\n", Role::text, false},
+        {"********", Role::comboBox, false},
+        {"**", Role::entry, true},
+        {"***a", Role::entry, true},
+        {"***", Role::label, true},
     };
-    for (const auto& [role, text, isTaken] : rows)
+    for (const auto& [text, role, isTaken] : rows)
         EXPECT_EQ(textOf(treeOf({{0, Role::dialog}, {1, role, text}})), isTaken ? text : "") << text;
 }
 

@@ -145,9 +145,22 @@ private:
     BrowserFindings m_findings;
 };
 
+BrowserFacts nameAlone(AtspiBus& bus, const ObjectRef& window) {
+    BrowserFindings findings(Toolkit::Kind::other);
+    CallPipeline calls(bus, SteadyClock::now() + messagingTimeout);
+    ask::name(calls, window, [&findings](const std::optional<std::string>& name) {
+        findings.take({.depth = 0, .role = Role::frame, .words = {.name = name.value_or("")}});
+    });
+    calls.run();
+    return findings.facts(false);
+}
+
 } // namespace
 
 BrowserFacts readBrowserControls(AtspiBus& bus, const ObjectRef& window, Toolkit toolkit) {
+    // Qt's programs die of being asked for all words of an object at once, and what isn't known couldn't be proved of
+    // an unknown browser's controls anyway: only its window's name counts.
+    if (toolkit.kind == Toolkit::Kind::other) return nameAlone(bus, window);
     return ControlsWalk(bus, toolkit).read(window);
 }
 

@@ -4,6 +4,7 @@
 #include "core/privacy/PrivacyRules.h"
 #include "core/text/Graphemes.h"
 #include "core/text/TextNormalizer.h"
+#include "platform/linux/atspi/DocumentFinder.h"
 
 #include <algorithm>
 #include <array>
@@ -73,14 +74,6 @@ bool isGeckoMark(const Attributes& attributes) {
 bool isField(Role role) {
     return role == Role::entry || role == Role::comboBox || role == Role::editBar || role == Role::autocomplete ||
            role == Role::text;
-}
-
-/// Pages of the browser itself and of what stands beside a page: tools for developers, side bars.
-bool isBrowsersOwn(std::string_view address) {
-    constexpr std::array<std::string_view, 7> schemes{
-        "chrome:", "chrome-untrusted:", "devtools:", "about:", "chrome-extension:", "moz-extension:", "resource:"};
-    return std::any_of(schemes.begin(), schemes.end(),
-                       [&](std::string_view scheme) { return address.starts_with(scheme); });
 }
 
 /// What stands behind the last " - PRODUCT" of a name; absent where the product isn't named.
@@ -173,7 +166,7 @@ std::optional<std::string> BrowserFindings::address() const {
     std::optional<std::string> web, own;
     for (const Page& page : m_pages) {
         if (!page.address) continue;
-        auto& kind = isBrowsersOwn(*page.address) ? own : web;
+        auto& kind = isBrowsersOwnAddress(*page.address) ? own : web;
         if (&kind == &web && web && *web != *page.address) return std::nullopt;
         if (!kind) kind = page.address;
     }

@@ -23,8 +23,8 @@ public:
     struct Element {
         int depth = 0;
         Role role{};
-        Wording words;
-        Attributes attributes;
+        Wording words{};
+        Attributes attributes{};
         bool inToolBar = false; ///< below a tool bar
     };
     /// An element of the browser's own.

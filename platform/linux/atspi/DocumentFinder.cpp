@@ -2,6 +2,7 @@
 
 #include "core/text/Graphemes.h"
 
+#include <algorithm>
 #include <array>
 
 namespace nomara::atspi {
@@ -10,17 +11,26 @@ namespace {
 
 // Windows whose document is remembered; a program that opens windows all day must not grow this without end.
 constexpr std::size_t mostKnown = 256;
-// A window holds few documents before the one on show.
-constexpr std::int32_t mostDocuments = 4;
+// Tools for developers may stand before the page, and hold documents of their own.
+constexpr std::int32_t mostDocuments = 16;
 
 } // namespace
 
 std::optional<std::string> addressIn(const Attributes& attributes) {
     for (const char* key : {"URI", "DocURL"}) {
         const auto found = attributes.find(key);
-        if (found != attributes.end() && !Graphemes::trimmed(found->second).empty()) return found->second;
+        if (found == attributes.end() || Graphemes::trimmed(found->second).empty()) continue;
+        if (found->second.starts_with("chrome-error:")) continue;
+        return found->second;
     }
     return std::nullopt;
+}
+
+bool isBrowsersOwnAddress(std::string_view address) {
+    constexpr std::array<std::string_view, 7> schemes{
+        "chrome:", "chrome-untrusted:", "devtools:", "about:", "chrome-extension:", "moz-extension:", "resource:"};
+    return std::any_of(schemes.begin(), schemes.end(),
+                       [&](std::string_view scheme) { return address.starts_with(scheme); });
 }
 
 std::optional<std::string> DocumentFinder::address(const ObjectRef& window) {
@@ -35,12 +45,16 @@ std::optional<std::string> DocumentFinder::address(const ObjectRef& window) {
     }
     const auto documents = search(window, deadline);
     const auto looks = lookAt(documents, deadline);
+    std::optional<std::size_t> found;
     for (std::size_t i = 0; i < documents.size(); ++i) {
         if (!looks[i].onShow || !looks[i].address) continue;
-        m_known[key] = documents[i];
-        return looks[i].address;
+        const bool isPage = !isBrowsersOwnAddress(*looks[i].address);
+        if (!found || isPage) found = i;
+        if (isPage) break;
     }
-    return std::nullopt;
+    if (!found) return std::nullopt;
+    m_known[key] = documents[*found];
+    return looks[*found].address;
 }
 
 std::vector<DocumentFinder::Look> DocumentFinder::lookAt(const std::vector<ObjectRef>& documents,

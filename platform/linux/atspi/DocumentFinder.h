@@ -4,12 +4,17 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 
 namespace nomara::atspi {
 
-/// The address among a document's attributes, which each toolkit names in its own way.
+/// The address among a document's attributes, which each toolkit names in its own way. A page that stands in for one
+/// that could not be loaded has none.
 std::optional<std::string> addressIn(const Attributes& attributes);
+
+/// Whether an address is one of the browser's own and of what stands beside a page: tools for developers, side bars.
+bool isBrowsersOwnAddress(std::string_view address);
 
 /// The address of the document that a window shows. A window's document is searched for once and looked at again as
 /// long as it shows.

@@ -134,7 +134,7 @@ void wording(CallPipeline& calls, const ObjectRef& object, const Take<Wording>& 
                reading<Wording>(take,
                                 [](sd_bus_message* message) -> std::optional<Wording> {
                                     if (sd_bus_message_enter_container(message, 'a', "{sv}") < 0) return std::nullopt;
-                                    Wording wording{.name = {}, .description = {}, .help = {}, .childCount = -1};
+                                    Wording wording;
                                     int entered = 0;
                                     while ((entered = sd_bus_message_enter_container(message, 'e', "sv")) > 0)
                                         if (!readWord(message, wording) || sd_bus_message_exit_container(message) < 0)

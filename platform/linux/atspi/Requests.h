@@ -46,10 +46,10 @@ struct Match {
 
 /// What an object says of itself in words, in one answer.
 struct Wording {
-    std::string name;
-    std::string description;
-    std::string help;            ///< empty where the program's library is older than this
-    std::int32_t childCount = 0; ///< negative where it isn't told
+    std::string name{};
+    std::string description{};
+    std::string help{};           ///< empty where the program's library is older than this
+    std::int32_t childCount = -1; ///< negative where it isn't told
 };
 
 using Attributes = std::map<std::string, std::string>;
@@ -66,6 +66,7 @@ namespace ask {
 void role(CallPipeline& calls, const ObjectRef& object, const Take<Role>& take);
 void states(CallPipeline& calls, const ObjectRef& object, const Take<States>& take);
 void name(CallPipeline& calls, const ObjectRef& object, const Take<std::string>& take);
+/// Never to be asked of Qt's programs, which it ends.
 void wording(CallPipeline& calls, const ObjectRef& object, const Take<Wording>& take);
 /// What the program's own makers call it: its identifier and class, in no language.
 void attributes(CallPipeline& calls, const ObjectRef& object, const Take<Attributes>& take);

@@ -110,6 +110,8 @@ TEST_F(AtspiPrograms, QtWindowIsReadByWalkingIt) {
         EXPECT_EQ(timesIn(text, unwanted), 0U) << unwanted;
     EXPECT_FALSE(accessibility.focusIsSecure());
     EXPECT_FALSE(accessibility.documentAddress(window->element));
+    EXPECT_EQ(accessibility.browserFacts(window->element, true), BrowserFacts()) << "of no browser there is nothing";
+    EXPECT_FALSE(textOf(*window).empty()) << "and it survives the question";
 
     ASSERT_EQ(runCommand({"xdotool", "key", "Tab"}), 0);
     EXPECT_TRUE(waitUntil([&] { return accessibility.focusIsSecure(); }));
