@@ -6,6 +6,7 @@
 #include "Quillshade/app/Texts.h"
 #include "Version.h"
 #include "core/base/Paths.h"
+#include "core/privacy/AppCatalog.h"
 #include "platform/PlatformError.h"
 #include "platform/linux/atspi/AtspiAccessibility.h"
 #include "platform/linux/desktop/ApplicationIdentifier.h"
@@ -117,7 +118,10 @@ int record(AppSettings& settings, const Executor& mainThread) {
     AtspiAccessibility accessibility;
     ApplicationIdentifier identifier;
     X11WindowServer windowServer(displayLost);
-    X11InputActivity input([&accessibility] { return accessibility.isTrusted(); }, displayLost);
+    const auto isPasswordPrompter = [&identifier](const WindowOwner& owner) {
+        return AppCatalog::isPasswordPrompter(identifier.identify(owner).bundleID);
+    };
+    X11InputActivity input({[&accessibility] { return accessibility.isTrusted(); }, isPasswordPrompter}, displayLost);
     X11RunningApplications applications([&identifier](const WindowOwner& owner) { return identifier.identify(owner); },
                                         displayLost);
     StoreHub hub(mainThread, clock);

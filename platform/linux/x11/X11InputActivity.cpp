@@ -1,6 +1,7 @@
 #include "platform/linux/x11/X11InputActivity.h"
 
 #include "platform/linux/x11/X11Connection.h"
+#include "platform/linux/x11/X11PasswordPrompters.h"
 
 #include <utility>
 
@@ -8,9 +9,9 @@
 
 namespace nomara {
 
-X11InputActivity::X11InputActivity(std::function<bool()> mayBeSecure, std::function<void()> onConnectionLost,
+X11InputActivity::X11InputActivity(Questions questions, std::function<void()> onConnectionLost,
                                    const std::string& display)
-    : m_mayBeSecure(std::move(mayBeSecure)),
+    : m_questions(std::move(questions)),
       m_connection(std::make_unique<X11Connection>(std::move(onConnectionLost), display)) {}
 
 X11InputActivity::~X11InputActivity() = default;
@@ -25,7 +26,9 @@ double X11InputActivity::secondsSinceLastInput() {
 }
 
 SecureInput X11InputActivity::secureInput() {
-    return m_mayBeSecure && m_mayBeSecure() ? SecureInput::possible : SecureInput::off;
+    const auto& [mayBeSecure, isPasswordPrompter] = m_questions;
+    if (isPasswordPrompter && isPasswordAskedFor(*m_connection, isPasswordPrompter)) return SecureInput::certain;
+    return mayBeSecure && mayBeSecure() ? SecureInput::possible : SecureInput::off;
 }
 
 } // namespace nomara

@@ -96,7 +96,8 @@ TEST(X11ConnectionLoss, EmptiesAnswersAndIsToldOnce) {
     std::atomic<int> serverLost = 0, activityLost = 0, applicationsLost = 0;
     X11WindowServer server([&] { ++serverLost; }, own.display());
     X11InputActivity activity(
-        {}, [&] { ++activityLost; }, own.display());
+        {.isPasswordPrompter = [](const WindowOwner&) { return false; }}, [&] { ++activityLost; }, own.display());
+    EXPECT_EQ(activity.secureInput(), SecureInput::off);
     X11RunningApplications applications(
         {}, [&] { ++applicationsLost; }, own.display());
     std::atomic<int> activations = 0;
@@ -115,6 +116,7 @@ TEST(X11ConnectionLoss, EmptiesAnswersAndIsToldOnce) {
         EXPECT_TRUE(server.displays().empty());
         EXPECT_TRUE(server.onScreenWindows().empty());
         EXPECT_EQ(activity.secondsSinceLastInput(), 0);
+        EXPECT_EQ(activity.secureInput(), SecureInput::certain) << "what can't be seen can't be ruled out";
         EXPECT_EQ(applications.frontmost(), std::nullopt);
     }
     EXPECT_EQ(serverLost, 1);
