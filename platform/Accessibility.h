@@ -61,7 +61,7 @@ public:
 
     /// Whether the element with the keyboard focus is a password field; false where there is none.
     virtual bool focusIsSecure() = 0;
-    /// The window of a process that has the focus, else its main one.
+    /// The window of a process that has the focus, else its only one. Absent where it can't be told for certain.
     virtual std::optional<AccessibleWindow> frontWindow(ProcessID pid) = 0;
     virtual std::vector<AccessibleWindow> windows(ProcessID pid) = 0;
     /// The address of the document that a window shows.

@@ -22,19 +22,23 @@ protected:
         return found;
     }
 
-    /// Looks from the window's first moment on: what isn't known yet may be unknown, but never wrong.
+    /// Looks from the program's first moment on: what isn't known yet may be unknown, but never wrong.
     void expectFacts(const DesktopProgram& program, bool isPrivate, const std::string& url, const std::string& what) {
-        const auto window = windowNamed(program, "Front page");
-        ASSERT_TRUE(window) << what;
+        std::optional<AccessibleWindow> window;
         BrowserFacts facts;
         bool wrong = false;
         EXPECT_TRUE(waitUntil([&] {
-            facts = accessibility.browserFacts(window->element, true);
-            wrong = wrong || (facts.markerKnown && facts.privateMarker != isPrivate);
-            return wrong || (facts.markerKnown && facts.url == url);
+            for (const AccessibleWindow& each : accessibility.windows(program.pid())) {
+                facts = accessibility.browserFacts(each.element, true);
+                wrong = wrong || (facts.markerKnown && facts.privateMarker != isPrivate);
+                if (each.title.value_or("").starts_with("Front page")) window = each;
+                if (wrong || (window && facts.markerKnown && facts.url == url)) return true;
+            }
+            return false;
         })) << what
             << ": known " << facts.markerKnown << ", private " << facts.privateMarker << ", "
             << facts.url.value_or("no address");
+        ASSERT_TRUE(window) << what;
         EXPECT_FALSE(wrong) << what;
         EXPECT_FALSE(accessibility.browserFacts(window->element, false).markerKnown) << what;
     }
