@@ -29,7 +29,7 @@ std::optional<FrontmostApp> FrontmostTracker::current() const {
     return m_current;
 }
 
-void FrontmostTracker::update(std::optional<FrontmostApp> app) {
+void FrontmostTracker::update(const std::optional<FrontmostApp>& app) {
     {
         const std::lock_guard lock(m_lock);
         if (m_current == app) return;

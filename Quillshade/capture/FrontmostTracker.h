@@ -26,7 +26,7 @@ public:
     std::optional<FrontmostApp> current() const;
 
 private:
-    void update(std::optional<FrontmostApp> app);
+    void update(const std::optional<FrontmostApp>& app);
 
     RunningApplications& m_applications;
     const Executor m_mainThread;

@@ -30,7 +30,7 @@ fs::path homeDirectory() {
 
 // The XDG base directory rules: a relative path in the variable is invalid and ignored.
 fs::path applicationData() {
-    if (const fs::path set = environment("XDG_DATA_HOME"); set.is_absolute()) return set;
+    if (fs::path set = environment("XDG_DATA_HOME"); set.is_absolute()) return set;
     return homeDirectory() / ".local" / "share";
 }
 

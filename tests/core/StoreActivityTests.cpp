@@ -149,6 +149,7 @@ TEST_F(StoreMaintenance, CompactsOnlyAboveAQuarterFree) {
 
 TEST_F(StoreMaintenance, TextIsFoundAndForgottenAfterCompacting) {
     std::vector<RowID> ids;
+    ids.reserve(200);
     for (int i = 0; i < 200; ++i)
         ids.push_back(insert(i, "a", "t", {"common", "word" + std::to_string(i)}));
     raw.execute("CREATE TABLE filler (data); INSERT INTO filler VALUES (zeroblob(2000000)); DELETE FROM filler;");
@@ -181,6 +182,7 @@ TEST_F(StoreMaintenance, UpkeepEmptiesTheLogAndSwallowsFailures) {
 TEST_F(StoreMaintenance, ForgottenTextLeavesTheFile) {
     const std::string secret = "zyxwvsecretutsrq";
     std::vector<RowID> ids;
+    ids.reserve(100);
     for (int i = 0; i < 100; ++i)
         ids.push_back(insert(i, "a", "t", {"filler text number", std::to_string(i)}));
     const RowID id = insert(200, "a", secret, {secret});

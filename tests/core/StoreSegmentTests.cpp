@@ -13,6 +13,7 @@ struct StoreSegments : testing::StoreTest {
 
 std::vector<RowID> idsOf(const std::vector<SegmentRecord>& records) {
     std::vector<RowID> ids;
+    ids.reserve(records.size());
     for (const SegmentRecord& record : records)
         ids.push_back(record.id);
     return ids;
@@ -64,6 +65,7 @@ TEST_F(StoreSegments, ATierMakesKeyframesFromOneOn) {
 TEST_F(StoreSegments, LostPicturesLeaveTheirText) {
     const RowID segment = closed(1, 0);
     std::vector<RowID> ids;
+    ids.reserve(4);
     for (int i = 0; i < 4; ++i)
         ids.push_back(insertInSegment(100 + i, segment, 3 - i));
     EXPECT_EQ(store.lastFrameTime(segment), Date{103});

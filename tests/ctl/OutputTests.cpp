@@ -149,7 +149,7 @@ TEST(TerminalText, WrapsBetweenWordsAndKeepsMarks) {
 TEST_F(CtlMemoryTest, FoldsRunsOfOneWindowInRecent) {
     // More frames than a page of the store holds, many of them of the very same moment.
     for (int i = 0; i < 1'300; ++i)
-        insert(1'000 + i / 700, "Long", {});
+        insert(i < 700 ? 1'000 : 1'001, "Long", {});
     insert(500, "Short", {});
     insert(400, "Long", {});
     insert(300, "Long", {});
@@ -221,7 +221,7 @@ TEST_F(CtlTest, SaysInOneSentenceWhatIsWrongWithTheMemory) {
          [&] {
              closedMemory(*this);
              std::fstream stream(file, std::ios::in | std::ios::out);
-             for (int page = 1; page < 20; ++page)
+             for (std::streamoff page = 1; page < 20; ++page)
                  stream.seekp(page * 4096).write(std::string(4096, '\xA5').data(), 4096);
          },
          "is damaged"},
