@@ -118,15 +118,15 @@ int record(AppSettings& settings, const Executor& mainThread) {
     AtspiAccessibility accessibility;
     ApplicationIdentifier identifier;
     X11WindowServer windowServer(displayLost);
+    const IdentityResolver identify = [&identifier](const WindowOwner& owner) { return identifier.identify(owner); };
     const auto isPasswordPrompter = [&identifier](const WindowOwner& owner) {
         return AppCatalog::isPasswordPrompter(identifier.identify(owner).bundleID);
     };
     X11InputActivity input({[&accessibility] { return accessibility.isTrusted(); }, isPasswordPrompter}, displayLost);
-    X11RunningApplications applications([&identifier](const WindowOwner& owner) { return identifier.identify(owner); },
-                                        displayLost);
+    X11RunningApplications applications(identify, displayLost);
     StoreHub hub(mainThread, clock);
     AppModel model(hub, settings, clock,
-                   {accessibility, windowServer, input, applications, mainThread, ownBundleID, std::nullopt});
+                   {accessibility, windowServer, input, applications, mainThread, identify, ownBundleID, std::nullopt});
     ControlService control(model);
     switch (control.registerOnSessionBus()) {
     case ControlService::Registration::done:

@@ -60,8 +60,9 @@ struct AppModel::Courses {
 AppModel::AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, const Platform& platform)
     : m_settings(settings), m_hub(hub), m_clock(clock), m_tracker(platform.applications, platform.mainThread),
       m_recorder([&] {
-          Recorder::Services services{hub,   platform.accessibility, platform.windowServer, platform.input, m_tracker,
-                                      clock, platform.mainThread,    platform.ownBundleID};
+          Recorder::Services services{
+              hub,   platform.accessibility, platform.windowServer, platform.input,      m_tracker,
+              clock, platform.mainThread,    platform.identify,     platform.ownBundleID};
           if (platform.startTimer) services.startTimer = *platform.startTimer;
           return services;
       }()),
@@ -73,6 +74,8 @@ AppModel::AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, con
         else
             resume();
     });
+    m_savedTimer.setSingleShot(true);
+    connect(&m_savedTimer, &QTimer::timeout, this, &AppModel::refreshStats);
     m_statsTimer.setTimerType(Qt::VeryCoarseTimer);
     connect(&m_statsTimer, &QTimer::timeout, this, &AppModel::refreshStats);
 }
@@ -259,12 +262,7 @@ void AppModel::schedulePauseTimer() {
 void AppModel::frameSaved(const FrameSummary& frame) {
     m_lastSaved = frame;
     Q_EMIT changed();
-    if (m_statsRefreshScheduled) return;
-    m_statsRefreshScheduled = true;
-    QTimer::singleShot(savedFrameDelay, this, [this] {
-        m_statsRefreshScheduled = false;
-        refreshStats();
-    });
+    if (!m_savedTimer.isActive()) m_savedTimer.start(savedFrameDelay);
 }
 
 } // namespace nomara

@@ -35,6 +35,7 @@ public:
         InputActivity& input;
         RunningApplications& applications;
         Executor mainThread;
+        IdentityResolver identify;
         std::optional<std::string> ownBundleID;
         std::optional<Recorder::StartTimer> startTimer; ///< tests hold the recorder's timer in their own hand
     };
@@ -95,7 +96,7 @@ private:
 
     QTimer m_pauseTimer;
     QTimer m_statsTimer;
-    bool m_statsRefreshScheduled = false;
+    QTimer m_savedTimer; ///< runs from a saved frame to the statistics that tell of it
     std::optional<bool> m_lastMCPFlag;
 
     RecorderStatus m_status;

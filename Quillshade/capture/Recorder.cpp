@@ -3,6 +3,8 @@
 #include "Quillshade/store/StoreHub.h"
 #include "core/base/Calendar.h"
 #include "core/base/Log.h"
+#include "core/privacy/AppCatalog.h"
+#include "core/privacy/PrivacyRules.h"
 #include "core/text/LineSplitter.h"
 
 #include <algorithm>
@@ -39,6 +41,13 @@ struct Recorder::Look {
     Display display;
 };
 
+/// What may be recorded of the front window's page.
+struct Recorder::FrontPage {
+    std::optional<std::string> url;
+    SkipReason::Kind stop = SkipReason::Kind::none; ///< why nothing of it may be kept
+    bool isBrowser = false;
+};
+
 template <typename... Arguments, typename... Values>
 void Recorder::post(std::function<void(Arguments...)> Events::*callback, Values... values) {
     m_services.mainThread([weak = std::weak_ptr(m_events), callback, ... held = std::move(values)] {
@@ -48,6 +57,7 @@ void Recorder::post(std::function<void(Arguments...)> Events::*callback, Values.
 
 Recorder::Recorder(Services services)
     : m_services(std::move(services)), m_inspector(m_services.accessibility, m_services.windowServer),
+      m_browserPrivacy(m_inspector, m_services.windowServer, m_services.identify),
       m_policy(PolicyEngine::evaluate(CaptureMode::balanced, {}, false, false)),
       m_activeDisplay(mainDisplay(m_services.windowServer.displays()).id), m_lastFlush(m_services.clock.uptime()) {}
 
@@ -196,6 +206,8 @@ void Recorder::tick() {
         (secure == SecureInput::possible && (!m_inspector.isTrusted() || m_inspector.focusIsSecure())))
         return publishSkip({SkipReason::Kind::secureInput, {}});
     look.window = m_inspector.snapshot(app->pid);
+    if (m_config.skipPrivateWindows && PrivacyRules::isPrivateTitle(look.window.title))
+        return publishSkip({SkipReason::Kind::privateWindow, {}});
     look.contextKey = contextKey(app->bundleID, look.window.title);
     const auto displays = m_services.windowServer.displays();
     look.display = look.window.frame ? displayAt(displays, look.window.frame->middle()) : mainDisplay(displays);
@@ -217,11 +229,19 @@ void Recorder::textOnlyTick(const Look& look) {
     } else if (sinceLast < settleSeconds) {
         return;
     }
+    const FrontPage page = frontPage(look);
+    if (page.stop != SkipReason::Kind::none) {
+        publishSkip({page.stop, {}});
+        state.lastCaptureAt = look.now;
+        return;
+    }
     NewFrame frame;
     std::string text;
-    if (look.window.element) {
-        frame.url = m_inspector.documentAddress(*look.window.element);
-        text = m_inspector.text(*look.window.element, look.window.frame, TextLimits()).text;
+    if (look.window.element) text = m_inspector.text(*look.window.element, look.window.frame, TextLimits()).text;
+    if (!isStillShown(look, page)) {
+        publishSkip({SkipReason::Kind::unverifiedBrowser, {}});
+        state.lastCaptureAt = look.now;
+        return;
     }
     frame.lines = m_deduper.newLines(LineSplitter::lines(text, maxCharacters, maxLines), look.contextKey, look.date);
     state.lastCaptureAt = look.now;
@@ -231,12 +251,68 @@ void Recorder::textOnlyTick(const Look& look) {
     frame.appBundleID = look.app.bundleID;
     frame.appName = look.app.name;
     frame.windowTitle = look.window.title;
+    frame.url = page.url;
     frame.width = static_cast<std::int64_t>(look.display.bounds.width);
     frame.height = static_cast<std::int64_t>(look.display.bounds.height);
     frame.textSource = text.empty() ? TextSource() : TextSource::accessibility();
     frame.windowRect = windowRect(look.window.frame, look.display.bounds);
     saveFrame(frame);
     state.capturedContext = look.contextKey;
+}
+
+Recorder::FrontPage Recorder::frontPage(const Look& look) {
+    if (look.app.isBrowser || AppCatalog::isBrowser(look.app.bundleID)) return frontBrowserPage(look);
+    FrontPage page;
+    if (look.window.element) page.url = m_inspector.documentAddress(*look.window.element);
+    if (PrivacyRules::isExcludedSite(page.url, m_config.excludedSites)) page.stop = SkipReason::Kind::excludedSite;
+    return page;
+}
+
+// A browser's window proves itself harmless before anything of it is kept.
+Recorder::FrontPage Recorder::frontBrowserPage(const Look& look) {
+    FrontPage page{std::nullopt, SkipReason::Kind::none, true};
+    std::optional<bool> marker;
+    if (AppCatalog::isAlwaysPrivate(look.app.bundleID)) marker = true;
+    // Without an element there is nothing to tell which of several windows this is, so what is known of any counts
+    // for nothing.
+    if (look.window.element && !marker) {
+        const AccessibleElement& element = *look.window.element;
+        const auto number = m_inspector.windowNumber(look.app.pid, look.window);
+        const auto known =
+            number ? m_browserPrivacy.known(*number, element, look.window.title, look.now) : std::nullopt;
+        if (known) {
+            page.url = known->url;
+            marker = known->privateMarker;
+        } else {
+            const BrowserFacts facts = m_inspector.browserFacts(element, true);
+            page.url = facts.url;
+            if (facts.markerKnown) marker = facts.privateMarker;
+            // Windows may have changed places meanwhile.
+            if (number && m_inspector.windowNumber(look.app.pid, look.window) == number)
+                m_browserPrivacy.record(page.url, marker, *number, element, look.window.title, look.now);
+        }
+    }
+    switch (WindowPrivacy::verdict(look.window.title, page.url, marker, m_config.skipPrivateWindows,
+                                   m_config.excludedSites)) {
+    case WindowPrivacy::Verdict::privateWindow:
+        page.stop = SkipReason::Kind::privateWindow;
+        break;
+    case WindowPrivacy::Verdict::excludedSite:
+        page.stop = SkipReason::Kind::excludedSite;
+        break;
+    case WindowPrivacy::Verdict::unknown:
+        page.stop = SkipReason::Kind::unverifiedBrowser;
+        break;
+    case WindowPrivacy::Verdict::allow:
+        break;
+    }
+    return page;
+}
+
+// Another tab may have come to the front, or another page into it, while the text was read.
+bool Recorder::isStillShown(const Look& look, const FrontPage& page) {
+    if (!page.isBrowser || m_config.excludedSites.empty()) return true;
+    return look.window.element && m_inspector.browserFacts(*look.window.element, false).url == page.url;
 }
 
 void Recorder::publishSkip(const SkipReason& reason) {

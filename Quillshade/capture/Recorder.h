@@ -2,8 +2,9 @@
 
 #include "Quillshade/capture/FrontmostTracker.h"
 #include "Quillshade/capture/RecorderTypes.h"
-#include "Quillshade/capture/WindowInspector.h"
 #include "Quillshade/settings/RecorderConfig.h"
+#include "Quillshade/windows/BrowserPrivacy.h"
+#include "Quillshade/windows/WindowInspector.h"
 #include "core/base/Clock.h"
 #include "core/base/Executor.h"
 #include "core/base/SerialQueue.h"
@@ -50,6 +51,7 @@ public:
         const FrontmostTracker& frontmost;
         const Clock& clock;
         Executor mainThread;
+        IdentityResolver identify;              ///< which application a window belongs to
         std::optional<std::string> ownBundleID; ///< this application's own identifier: it never records itself
         StartTimer startTimer = [](SerialQueue& queue, double first, double interval, double leeway,
                                    SerialQueue::Work work) {
@@ -87,6 +89,7 @@ public:
 
 private:
     struct Look;
+    struct FrontPage;
 
     void updateRunning();
     void startTimer();
@@ -96,6 +99,9 @@ private:
     void reevaluatePolicy();
 
     void textOnlyTick(const Look& look);
+    FrontPage frontPage(const Look& look);
+    FrontPage frontBrowserPage(const Look& look);
+    bool isStillShown(const Look& look, const FrontPage& page);
     void publishSkip(const SkipReason& reason);
     void flushStats(bool force);
     void saveFrame(const NewFrame& frame);
@@ -106,6 +112,7 @@ private:
     // Shared with callbacks on their way to the main thread, and with timers.
     const std::shared_ptr<Events> m_events = std::make_shared<Events>();
     WindowInspector m_inspector;
+    BrowserPrivacy m_browserPrivacy;
     LineDeduper m_deduper{24, 6'000, 1'800};
     RecorderConfig m_config;
     PowerSnapshot m_power;

@@ -40,8 +40,13 @@ struct ModelHarness {
     AppModel& build() {
         const Recorder::StartTimer never = [](auto&&...) { return std::make_unique<SerialQueue::Timer>(); };
         model = std::make_unique<AppModel>(hub, settings, clock,
-                                           AppModel::Platform{accessibility, windowServer, input, applications,
-                                                              mainThreadExecutor(app), "com.brindlewick.Quillshade",
+                                           AppModel::Platform{accessibility,
+                                                              windowServer,
+                                                              input,
+                                                              applications,
+                                                              mainThreadExecutor(app),
+                                                              {},
+                                                              "com.brindlewick.Quillshade",
                                                               never});
         return *model;
     }

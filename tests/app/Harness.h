@@ -74,6 +74,7 @@ struct RecorderHarness {
     FakeWindowServer windowServer;
     FakeInputActivity input;
     FakeRunningApplications applications;
+    std::map<ProcessID, ApplicationIdentity> identities;
     StoreHub hub{mainThread.executor(), clock};
     FrontmostTracker tracker{applications, mainThread.executor()};
     std::vector<Timer> timers;
@@ -82,7 +83,7 @@ struct RecorderHarness {
     std::vector<FrameSummary> saved;
     std::vector<CapturePolicy> policies;
     Recorder recorder{{hub, accessibility, windowServer, input, tracker, clock, mainThread.executor(),
-                       "com.brindlewick.Quillshade",
+                       [this](const WindowOwner& owner) { return identities[owner.pid]; }, "com.brindlewick.Quillshade",
                        [this](SerialQueue&, double first, double interval, double leeway, const SerialQueue::Work&) {
                            timers.push_back({first, interval, leeway});
                            return std::make_unique<SerialQueue::Timer>();

@@ -17,6 +17,15 @@ struct WindowSnapshot {
     friend bool operator==(const WindowSnapshot&, const WindowSnapshot&) = default;
 };
 
+/// A window of a process as accessibility knows it.
+struct InspectedWindow {
+    AccessibleElement element;
+    std::optional<std::string> title;
+    std::optional<Rect> frame;           ///< as the window server counts it, where `number` is known
+    std::optional<std::uint32_t> number; ///< the window server's; absent where it isn't certain
+    friend bool operator==(const InspectedWindow&, const InspectedWindow&) = default;
+};
+
 /// The recorder's one door to other programs' windows: accessibility first, the window server where that is silent.
 /// Used on one thread, the recorder's. Nothing fails; what can't be read is absent.
 class WindowInspector {
@@ -26,12 +35,16 @@ public:
     bool isTrusted();
     bool focusIsSecure();
     WindowSnapshot snapshot(ProcessID pid);
-    std::vector<AccessibleWindow> windows(ProcessID pid);
+    std::vector<InspectedWindow> windows(ProcessID pid);
+    /// The window server's number of the window in a snapshot of this process; absent where it isn't certain.
+    std::optional<std::uint32_t> windowNumber(ProcessID pid, const WindowSnapshot& snapshot);
+    BrowserFacts browserFacts(const AccessibleElement& element, bool deep);
     /// The address of the document in a window; absent when only white space would be left.
     std::optional<std::string> documentAddress(const AccessibleElement& element);
     WindowText text(const AccessibleElement& element, const std::optional<Rect>& frame, const TextLimits& limits);
 
 private:
+    std::vector<WindowInfo> onScreen(ProcessID pid);
     WindowSnapshot fromWindowServer(ProcessID pid);
 
     Accessibility& m_accessibility;

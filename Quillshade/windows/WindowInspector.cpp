@@ -1,0 +1,104 @@
+#include "Quillshade/windows/WindowInspector.h"
+
+#include "Quillshade/windows/WindowMatcher.h"
+#include "core/text/Graphemes.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace nomara {
+
+namespace {
+
+// Smaller windows are tips and helpers without a life of their own.
+constexpr double smallestWidth = 80, smallestHeight = 60;
+
+} // namespace
+
+WindowInspector::WindowInspector(Accessibility& accessibility, WindowServer& windowServer)
+    : m_accessibility(accessibility), m_windowServer(windowServer) {}
+
+bool WindowInspector::isTrusted() {
+    return m_accessibility.isTrusted();
+}
+
+bool WindowInspector::focusIsSecure() {
+    return m_accessibility.isTrusted() && m_accessibility.focusIsSecure();
+}
+
+WindowSnapshot WindowInspector::snapshot(ProcessID pid) {
+    if (!m_accessibility.isTrusted()) return fromWindowServer(pid);
+    const auto window = m_accessibility.frontWindow(pid);
+    if (!window) return fromWindowServer(pid);
+    WindowSnapshot snapshot{window->title, window->frame, window->element};
+    if (snapshot.title && snapshot.frame) return snapshot;
+    const WindowSnapshot known = fromWindowServer(pid);
+    if (!snapshot.title) snapshot.title = known.title;
+    if (!snapshot.frame) snapshot.frame = known.frame;
+    return snapshot;
+}
+
+std::vector<InspectedWindow> WindowInspector::windows(ProcessID pid) {
+    std::vector<InspectedWindow> answer;
+    if (!m_accessibility.isTrusted()) return answer;
+    // A window that came or went between the two questions could be taken for another one.
+    constexpr int tries = 2;
+    for (int attempt = 0; attempt < tries; ++attempt) {
+        const auto before = onScreen(pid);
+        const auto accessible = m_accessibility.windows(pid);
+        const bool isStill = onScreen(pid) == before;
+        if (!isStill && attempt + 1 < tries) continue;
+        const auto numbers = WindowMatcher::match(accessible, isStill ? before : std::vector<WindowInfo>());
+        for (std::size_t i = 0; i < accessible.size(); ++i) {
+            InspectedWindow window{accessible[i].element, accessible[i].title, accessible[i].frame, numbers[i]};
+            const auto known =
+                std::ranges::find_if(before, [&](const WindowInfo& each) { return each.number == numbers[i]; });
+            if (known != before.end()) window.frame = known->bounds;
+            answer.push_back(std::move(window));
+        }
+        break;
+    }
+    return answer;
+}
+
+std::optional<std::uint32_t> WindowInspector::windowNumber(ProcessID pid, const WindowSnapshot& snapshot) {
+    if (!snapshot.element) return std::nullopt;
+    const AccessibleWindow accessible{*snapshot.element, snapshot.title, snapshot.frame, false};
+    auto windows = onScreen(pid);
+    std::erase_if(windows, [&](const WindowInfo& window) { return !WindowMatcher::canBe(accessible, window); });
+    // Of several with one title at one place, such as two maximised ones, it is the one with the keyboard.
+    if (windows.size() > 1) std::erase_if(windows, [](const WindowInfo& window) { return !window.isActive; });
+    return windows.size() == 1 ? std::optional(windows.front().number) : std::nullopt;
+}
+
+BrowserFacts WindowInspector::browserFacts(const AccessibleElement& element, bool deep) {
+    return m_accessibility.browserFacts(element, deep);
+}
+
+std::optional<std::string> WindowInspector::documentAddress(const AccessibleElement& element) {
+    auto address = m_accessibility.documentAddress(element);
+    if (address && Graphemes::trimmed(*address).empty()) address.reset();
+    return address;
+}
+
+WindowText WindowInspector::text(const AccessibleElement& element, const std::optional<Rect>& frame,
+                                 const TextLimits& limits) {
+    return m_accessibility.text(element, frame, limits);
+}
+
+std::vector<WindowInfo> WindowInspector::onScreen(ProcessID pid) {
+    auto windows = m_windowServer.onScreenWindows();
+    std::erase_if(windows, [pid](const WindowInfo& window) { return window.pid != pid; });
+    return windows;
+}
+
+WindowSnapshot WindowInspector::fromWindowServer(ProcessID pid) {
+    for (const WindowInfo& window : m_windowServer.onScreenWindows()) {
+        if (window.pid != pid || window.layer != 0) continue;
+        if (window.bounds && (window.bounds->width < smallestWidth || window.bounds->height < smallestHeight)) continue;
+        return {window.title, window.bounds, std::nullopt};
+    }
+    return {};
+}
+
+} // namespace nomara
