@@ -10,37 +10,12 @@ import threading
 import time
 import unittest
 
-from session import BINARIES, Application, Quillshade, chromium, type_text, wait_until, x
+from session import (
+    BINARIES, Application, Quillshade, chromium, end_accessibility_bus, text_file, type_text, wait_until, x)
 
 SOON = 10  # seconds from appearing to being found
 TWO_LOOKS = 5
 LATE = 60  # seconds within which even a machine that is busy with other things gets there
-
-
-def text_file(test, name, text=""):
-    folder = tempfile.TemporaryDirectory()
-    test.addCleanup(folder.cleanup)
-    path = pathlib.Path(folder.name) / name
-    path.write_text(text)
-    return path
-
-
-def end_accessibility_bus():
-    """Kills this desktop's accessibility bus and what would keep it up."""
-    desktop = os.environ["QUILLSHADE_DESKTOP"].encode()
-    for process in pathlib.Path("/proc").iterdir():
-        if not process.name.isdigit():
-            continue
-        try:
-            command, environment = (process / "cmdline").read_bytes(), (process / "environ").read_bytes()
-        except OSError:
-            continue  # it has ended, or is somebody else's
-        if desktop in environment and (b"at-spi-bus-launcher" in command or b"accessibility.conf" in command):
-            os.kill(int(process.name), signal.SIGKILL)
-
-
-def diagnosis(memory):
-    return "\n".join([memory.log.read_text(), str(memory.status()), memory.ctl("recent").stdout])
 
 
 class Found(unittest.TestCase):
@@ -57,7 +32,7 @@ class Found(unittest.TestCase):
             if hits:
                 print(f"found after {time.monotonic() - began:.1f} s, in try {attempt}")
                 return hits
-        self.fail(diagnosis(memory))
+        self.fail(memory.diagnosis())
 
     def test_text_typed_into_an_editor(self):
         memory = Quillshade(self).start()

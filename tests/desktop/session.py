@@ -33,6 +33,33 @@ def active_title():
     return x("getactivewindow", "getwindowname")
 
 
+def activate(window):
+    x("windowactivate", "--sync", window)
+    assert wait_until(lambda: x("getactivewindow") == window), f"window {window} doesn't come to the front"
+
+
+def end_accessibility_bus():
+    """Kills this desktop's accessibility bus and what would keep it up."""
+    desktop = os.environ["QUILLSHADE_DESKTOP"].encode()
+    for process in pathlib.Path("/proc").iterdir():
+        if not process.name.isdigit():
+            continue
+        try:
+            command, environment = (process / "cmdline").read_bytes(), (process / "environ").read_bytes()
+        except OSError:
+            continue  # it has ended, or is somebody else's
+        if desktop in environment and (b"at-spi-bus-launcher" in command or b"accessibility.conf" in command):
+            os.kill(int(process.name), signal.SIGKILL)
+
+
+def text_file(test, name, text=""):
+    folder = tempfile.TemporaryDirectory()
+    test.addCleanup(folder.cleanup)
+    path = pathlib.Path(folder.name) / name
+    path.write_text(text)
+    return path
+
+
 def type_text(text):
     x("type", "--delay", 15, text)
 
@@ -42,9 +69,10 @@ class Application:
 
     def __init__(self, test, *command, title, seconds=30):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="quillshade-app-"))
-        environment = dict(os.environ, XDG_CONFIG_HOME=str(self.folder / "config"), XDG_DATA_HOME=str(self.folder / "data"))
+        self.environment = dict(
+            os.environ, XDG_CONFIG_HOME=str(self.folder / "config"), XDG_DATA_HOME=str(self.folder / "data"))
         self.process = subprocess.Popen(
-            list(map(str, command)), env=environment, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+            list(map(str, command)), env=self.environment, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
         test.addCleanup(self.close)
         assert wait_until(lambda: title in active_title(), seconds), f"{command[0]} shows no window {title!r}"
 
@@ -60,14 +88,63 @@ class Application:
         shutil.rmtree(self.folder, ignore_errors=True)
 
 
+CHROMIUM = [
+    "chromium", *(["--no-sandbox", "--test-type"] if os.geteuid() == 0 else []), "--force-renderer-accessibility",
+    "--disable-gpu", "--no-first-run", "--disable-background-networking", "--disable-component-update", "--disable-sync",
+    "--disable-quic", "--password-store=basic"]
+
+
 def chromium(test, page, title, *options):
     profile = tempfile.mkdtemp(prefix="quillshade-chromium-")
     test.addCleanup(shutil.rmtree, profile, ignore_errors=True)
-    root = ["--no-sandbox", "--test-type"] if os.geteuid() == 0 else []
-    return Application(
-        test, "chromium", *root, "--force-renderer-accessibility", "--disable-gpu", "--no-first-run",
-        "--disable-background-networking", "--disable-component-update", "--disable-sync", "--disable-quic",
-        "--password-store=basic", f"--user-data-dir={profile}", *options, page, title=title, seconds=60)
+    return Application(test, *CHROMIUM, f"--user-data-dir={profile}", *options, page, title=title, seconds=120)
+
+
+class Browser:
+    """A real browser with a profile of its own; all its windows belong to one process."""
+
+    def __init__(self, test, page, title):
+        self.profile = tempfile.mkdtemp(prefix="quillshade-browser-")
+        test.addCleanup(shutil.rmtree, self.profile, ignore_errors=True)
+        self.prepare()
+        self.application = Application(test, *self.command(), *self.new_window, page, title=title, seconds=120)
+        self.window = x("getactivewindow")
+
+    def prepare(self):
+        pass
+
+    def open(self, page, title, *options):
+        """Hands a page to the running browser, and answers the window that comes to the front with it."""
+        subprocess.Popen([*self.command(), *options, page], env=self.application.environment,
+                         stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        assert wait_until(lambda: title in active_title(), 120), f"no window {title!r}, but {active_title()!r}"
+        return x("getactivewindow")
+
+    def open_private(self, page, title):
+        return self.open(page, title, *self.private)
+
+
+class Chromium(Browser):
+    new_window, private = ["--new-window"], ["--incognito"]
+
+    def command(self):
+        return [*CHROMIUM, f"--user-data-dir={self.profile}"]
+
+
+class Firefox(Browser):
+    new_window, private = [], ["--private-window"]
+    preferences = {
+        "browser.aboutwelcome.enabled": False, "browser.shell.checkDefaultBrowser": False,
+        "datareporting.policy.dataSubmissionEnabled": False, "toolkit.telemetry.reportingpolicy.firstRun": False,
+        "browser.startup.homepage_override.mstone": "ignore", "app.normandy.enabled": False,
+        "browser.tabs.warnOnClose": False, "accessibility.force_disabled": -1}
+
+    def command(self):
+        return ["firefox-esr", "--profile", self.profile]
+
+    def prepare(self):
+        lines = [f"user_pref({json.dumps(key)}, {json.dumps(value)});" for key, value in self.preferences.items()]
+        (pathlib.Path(self.profile) / "user.js").write_text("\n".join(lines))
 
 
 class Quillshade:
@@ -75,12 +152,13 @@ class Quillshade:
 
     RECORDING = ("--set", "textOnlyMode=true", "--set", "onboardingCompleted=true")
 
-    def __init__(self, test, *, wrapper=(), arguments=RECORDING, environment=None):
+    def __init__(self, test, *settings, wrapper=(), environment=None):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="quillshade-memory-"))
         self.data = self.folder / "data"
         self.log = self.folder / "log"
         self.environment = dict(os.environ, XDG_CONFIG_HOME=str(self.folder / "config"), **(environment or {}))
-        self.command = [*wrapper, str(BINARIES / "quillshade"), "--data-dir", str(self.data), *arguments]
+        self.command = [*wrapper, str(BINARIES / "quillshade"), "--data-dir", str(self.data), *self.RECORDING,
+                        *(word for setting in settings for word in ("--set", setting))]
         self.process = None
         test.addCleanup(self.clean)
 
@@ -124,6 +202,12 @@ class Quillshade:
 
     def last_written(self):
         return max(path.stat().st_mtime_ns for path in self.data.glob("nomara.sqlite*") if path.suffix != ".sqlite-shm")
+
+    def skip_reason(self):
+        return (self.status() or {}).get("skipReason")
+
+    def diagnosis(self):
+        return "\n".join([self.log.read_text(), str(self.status()), self.ctl("recent").stdout])
 
     def occurrences(self, text):
         """The files of the memory, and the log, that hold these bytes, in either of the usual encodings."""
