@@ -5,6 +5,7 @@
 #include "core/privacy/AppCatalog.h"
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 namespace nomara {
@@ -56,10 +57,16 @@ BrowserPrivacy::BrowserPrivacy(WindowInspector& inspector, WindowServer& windowS
 
 std::vector<ScreenWindow> BrowserPrivacy::visibleWindows() {
     const std::int64_t began = CaptureDiagnostics::threadNanoseconds();
+    const auto all = m_windowServer.onScreenWindows();
+    // Menus don't tell what their program is, but its other windows do.
+    std::set<ProcessID> browsers;
+    for (const WindowInfo& window : all)
+        if (ownerOf(window).isBrowser) browsers.insert(window.pid);
     std::vector<ScreenWindow> windows;
-    for (const WindowInfo& window : m_windowServer.onScreenWindows()) {
-        if (!window.bounds || window.opacity <= 0 || !ownerOf(window).isBrowser) continue;
-        windows.push_back({window.number, window.pid, *window.bounds, window.title, window.layer != 0});
+    for (const WindowInfo& window : all) {
+        if (!window.bounds || window.opacity <= 0) continue;
+        const bool isBrowser = window.pid == 0 ? ownerOf(window).isBrowser : browsers.contains(window.pid);
+        if (isBrowser) windows.push_back({window.number, window.pid, *window.bounds, window.title, window.layer != 0});
     }
     CaptureDiagnostics::addWindowListRead(CaptureDiagnostics::threadNanoseconds() - began);
     return windows;
@@ -69,10 +76,12 @@ std::vector<ScreenWindow> BrowserPrivacy::visibleWindows() {
 BrowserPrivacy::Owner BrowserPrivacy::ownerOf(const WindowInfo& window) {
     const std::lock_guard lock(m_ownersLock);
     const auto known = m_owners.find(window.pid);
-    if (known != m_owners.end() && known->second.name == window.className) return known->second;
+    if (known != m_owners.end() && known->second.name == window.className &&
+        (known->second.isBrowser || known->second.role == window.role))
+        return known->second;
     ApplicationIdentity identity;
-    if (m_identify) identity = m_identify({window.pid, window.instanceName, window.className});
-    const Owner owner{window.className, identity.isBrowser || AppCatalog::isBrowser(identity.bundleID),
+    if (m_identify) identity = m_identify(nomara::ownerOf(window));
+    const Owner owner{window.className, window.role, identity.isBrowser || AppCatalog::isBrowser(identity.bundleID),
                       AppCatalog::isAlwaysPrivate(identity.bundleID)};
     if (m_owners.size() > maxOwners) m_owners.clear();
     m_owners.insert_or_assign(window.pid, owner);

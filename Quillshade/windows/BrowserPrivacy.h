@@ -64,7 +64,7 @@ public:
 private:
     struct Grading;
     struct Owner {
-        std::string name;
+        std::string name, role;
         bool isBrowser = false;
         bool isAlwaysPrivate = false;
     };
