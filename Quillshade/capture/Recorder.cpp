@@ -3,6 +3,7 @@
 #include "Quillshade/store/StoreHub.h"
 #include "core/base/Calendar.h"
 #include "core/base/Log.h"
+#include "core/journal/ProjectInference.h"
 #include "core/privacy/AppCatalog.h"
 #include "core/privacy/PrivacyRules.h"
 #include "core/text/LineSplitter.h"
@@ -252,6 +253,8 @@ void Recorder::textOnlyTick(const Look& look) {
     frame.appName = look.app.name;
     frame.windowTitle = look.window.title;
     frame.url = page.url;
+    frame.project = ProjectInference::infer(look.app.bundleID, look.app.name, look.window.title, page.url,
+                                            m_config.projectRules);
     frame.width = static_cast<std::int64_t>(look.display.bounds.width);
     frame.height = static_cast<std::int64_t>(look.display.bounds.height);
     frame.textSource = text.empty() ? TextSource() : TextSource::accessibility();
