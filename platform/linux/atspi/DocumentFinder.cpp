@@ -9,8 +9,6 @@ namespace nomara::atspi {
 
 namespace {
 
-// Windows whose document is remembered; a program that opens windows all day must not grow this without end.
-constexpr std::size_t mostKnown = 256;
 // Tools for developers may stand before the page, and hold documents of their own.
 constexpr std::int32_t mostDocuments = 16;
 
@@ -34,27 +32,16 @@ bool isBrowsersOwnAddress(std::string_view address) {
 }
 
 std::optional<std::string> DocumentFinder::address(const ObjectRef& window) {
-    if (m_generation != m_bus.generation() || m_known.size() > mostKnown) m_known.clear();
-    m_generation = m_bus.generation();
     const auto deadline = SteadyClock::now() + messagingTimeout;
-    const std::string key = elementOf(window).reference;
-    if (const auto known = m_known.find(key); known != m_known.end()) {
-        const auto looks = lookAt({known->second}, deadline);
-        if (looks.front().onShow && looks.front().address) return looks.front().address;
-        m_known.erase(known);
-    }
     const auto documents = search(window, deadline);
     const auto looks = lookAt(documents, deadline);
-    std::optional<std::size_t> found;
-    for (std::size_t i = 0; i < documents.size(); ++i) {
-        if (!looks[i].onShow || !looks[i].address) continue;
-        const bool isPage = !isBrowsersOwnAddress(*looks[i].address);
-        if (!found || isPage) found = i;
-        if (isPage) break;
+    std::optional<std::string> own;
+    for (const Look& look : looks) {
+        if (!look.onShow || !look.address) continue;
+        if (!isBrowsersOwnAddress(*look.address)) return look.address;
+        if (!own) own = look.address;
     }
-    if (!found) return std::nullopt;
-    m_known[key] = documents[*found];
-    return looks[*found].address;
+    return own;
 }
 
 std::vector<DocumentFinder::Look> DocumentFinder::lookAt(const std::vector<ObjectRef>& documents,

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
+#include <vector>
 
 namespace nomara::atspi {
 
@@ -16,8 +16,8 @@ std::optional<std::string> addressIn(const Attributes& attributes);
 /// Whether an address is one of the browser's own and of what stands beside a page: tools for developers, side bars.
 bool isBrowsersOwnAddress(std::string_view address);
 
-/// The address of the document that a window shows. A window's document is searched for once and looked at again as
-/// long as it shows.
+/// The address of the document that a window shows. It is searched for each time: in Chromium the document of a tab
+/// that has gone to the back still says of itself that it shows.
 class DocumentFinder {
 public:
     explicit DocumentFinder(AtspiBus& bus) : m_bus(bus) {}
@@ -35,8 +35,6 @@ private:
     std::vector<ObjectRef> search(const ObjectRef& window, SteadyClock::time_point deadline);
 
     AtspiBus& m_bus;
-    std::uint64_t m_generation = 0;
-    std::unordered_map<std::string, ObjectRef> m_known; ///< by window
 };
 
 } // namespace nomara::atspi
