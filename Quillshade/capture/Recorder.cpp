@@ -253,8 +253,8 @@ void Recorder::textOnlyTick(const Look& look) {
     frame.appName = look.app.name;
     frame.windowTitle = look.window.title;
     frame.url = page.url;
-    frame.project = ProjectInference::infer(look.app.bundleID, look.app.name, look.window.title, page.url,
-                                            m_config.projectRules);
+    frame.project =
+        ProjectInference::infer(look.app.bundleID, look.app.name, look.window.title, page.url, m_config.projectRules);
     frame.width = static_cast<std::int64_t>(look.display.bounds.width);
     frame.height = static_cast<std::int64_t>(look.display.bounds.height);
     frame.textSource = text.empty() ? TextSource() : TextSource::accessibility();
