@@ -6,7 +6,6 @@
 #include "bench/Measure.h"
 #include "platform/linux/atspi/AtspiAccessibility.h"
 #include "platform/linux/desktop/ApplicationIdentifier.h"
-#include "platform/linux/desktop/DesktopEntries.h"
 #include "platform/linux/x11/X11WindowServer.h"
 #include "tests/desktop/backends/DesktopProgram.h"
 
@@ -26,7 +25,7 @@ constexpr int windowCount = 6, rounds = 60, rivalRounds = 10;
 struct Desk {
     AtspiAccessibility accessibility;
     X11WindowServer server;
-    ApplicationIdentifier identifier{DesktopEntries::standardFolders()};
+    ApplicationIdentifier identifier;
     WindowInspector inspector{accessibility, server};
     RecorderConfig config;
 
