@@ -1,5 +1,4 @@
 #include "tests/desktop/backends/AtspiTest.h"
-#include "tests/desktop/backends/BrowserCommands.h"
 #include "tests/desktop/backends/Browsers.h"
 
 namespace nomara {
@@ -67,7 +66,7 @@ void expectWholePage(const std::string& text) {
 
 TEST_F(AtspiBrowser, ChromiumPageIsReadOnce) {
     const std::string address = writePage(page());
-    const DesktopProgram browser(BrowserCommands::chromium({address}));
+    const DesktopProgram browser(chromium({address}));
     ASSERT_TRUE(windowShowing(browser, "framed words"));
     const auto window = windowShowing(browser, "Quoted words");
     ASSERT_TRUE(window);
@@ -82,7 +81,7 @@ TEST_F(AtspiBrowser, ChromiumPageIsReadOnce) {
 }
 
 TEST_F(AtspiBrowser, ChromiumPageOfAThousandNodesIsReadWhole) {
-    const DesktopProgram browser(BrowserCommands::chromium({writePage(fullPage())}));
+    const DesktopProgram browser(chromium({writePage(fullPage())}));
     const auto window = windowShowing(browser, cell(rows - 1, columns - 1));
     ASSERT_TRUE(window);
     WindowText text;
@@ -108,7 +107,7 @@ TEST_F(AtspiBrowser, ChromiumPageOfAThousandNodesIsReadWhole) {
 
 TEST_F(AtspiBrowser, FirefoxPageIsReadOnce) {
     const std::string address = writePage(page());
-    const DesktopProgram browser(BrowserCommands::firefox({address}));
+    const DesktopProgram browser(firefox({address}));
     ASSERT_TRUE(windowShowing(browser, "framed words"));
     const auto window = windowShowing(browser, "Quoted words");
     ASSERT_TRUE(window);

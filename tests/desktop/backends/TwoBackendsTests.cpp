@@ -1,5 +1,5 @@
 #include "tests/desktop/backends/AtspiTest.h"
-#include "tests/desktop/backends/BrowserCommands.h"
+#include "tests/desktop/backends/Browsers.h"
 #include "tests/desktop/backends/X11Test.h"
 
 #include <cmath>
@@ -32,13 +32,13 @@ TEST(AccessibleWindow, LiesWhereTheWindowServerSeesTheFrameOrTheContent) {
         std::optional<Rect> WindowInfo::*place;
         bool isDecorated; ///< or has a shadow, so that the two places differ
     };
-    auto smaller = BrowserCommands::chromium("about:blank"); // it leaves room for its shadow then
+    auto smaller = chromium({"about:blank"}); // it leaves room for its shadow then
     std::erase(smaller, "--start-maximized");
     const Row rows[] = {
         {"GTK 3", {"mousepad"}, &WindowInfo::bounds, true},
         {"Qt 5", {"featherpad"}, &WindowInfo::content, true},
-        {"Firefox", BrowserCommands::firefox("about:blank"), &WindowInfo::content, false},
-        {"Chromium", BrowserCommands::chromium("about:blank"), &WindowInfo::bounds, false},
+        {"Firefox", firefox({"about:blank"}), &WindowInfo::content, false},
+        {"Chromium", chromium({"about:blank"}), &WindowInfo::bounds, false},
         {"Chromium, not maximised", smaller, &WindowInfo::content, true},
     };
     AtspiAccessibility accessibility;

@@ -1,6 +1,6 @@
 #include "platform/linux/desktop/ApplicationIdentifier.h"
 #include "platform/linux/x11/X11RunningApplications.h"
-#include "tests/desktop/backends/BrowserCommands.h"
+#include "tests/desktop/backends/Browsers.h"
 #include "tests/desktop/backends/X11Test.h"
 
 #include <algorithm>
@@ -78,8 +78,8 @@ TEST_F(X11, KnowsRealBrowsersByTheirFileAndByTheirWindow) {
         std::string bundleID;
     };
     const Row rows[] = {
-        {BrowserCommands::chromium("about:blank"), "org.chromium.Chromium"},
-        {BrowserCommands::firefox("about:blank"), "org.mozilla.firefox"},
+        {chromium({"about:blank"}), "org.chromium.Chromium"},
+        {firefox({"about:blank"}), "org.mozilla.firefox"},
     };
     ApplicationIdentifier identifier, nothingInstalled(DesktopFolders{});
     std::atomic<bool> isTold = false;
