@@ -312,10 +312,13 @@ Recorder::FrontPage Recorder::frontBrowserPage(const Look& look) {
     return page;
 }
 
-// Another tab may have come to the front, or another page into it, while the text was read.
+// Another tab may have come to the front, or another page into it, while the text was read; and the title, which was
+// read before the address, may be the last page's.
 bool Recorder::isStillShown(const Look& look, const FrontPage& page) {
     if (!page.isBrowser || m_config.excludedSites.empty()) return true;
-    return look.window.element && m_inspector.browserFacts(*look.window.element, false).url == page.url;
+    if (!look.window.element || m_inspector.browserFacts(*look.window.element, false).url != page.url) return false;
+    const WindowSnapshot now = m_inspector.snapshot(look.app.pid);
+    return now.element == look.window.element && now.title == look.window.title;
 }
 
 void Recorder::publishSkip(const SkipReason& reason) {

@@ -141,6 +141,21 @@ TEST(RecorderPrivacy, APageThatChangesUnderTheReadersEyesIsNotKept) {
     EXPECT_TRUE(h.saved.empty());
 }
 
+TEST(RecorderPrivacy, NoPageIsKeptUnderTheTitleOfTheOneBefore) {
+    BrowserHarness h;
+    h.config.excludedSites = {"bank.example"};
+    h.apply();
+    // The excluded page left between the question for the title and that for the address.
+    h.showPage("Statement of account 12345", "words", harmless);
+    h.accessibility.setOnText([&h] { h.showPage("Home", "words", harmless); });
+    h.tick();
+    EXPECT_TRUE(h.saved.empty());
+    h.accessibility.setOnText({});
+    h.tick(2);
+    ASSERT_EQ(h.saved.size(), 1u);
+    EXPECT_EQ(h.saved[0].windowTitle, "Home");
+}
+
 TEST(RecorderPrivacy, WithoutAccessibilityNoBrowserIsRecorded) {
     BrowserHarness h;
     h.showPage("Page", "words", harmless);
