@@ -158,6 +158,21 @@ class Lasting(unittest.TestCase):
             if sockets.exists():
                 self.assertEqual(len(sockets.read_text().splitlines()), 1, f"{table}: only the heading")
 
+    def test_the_memory_is_for_its_owner_alone(self):
+        before = os.umask(0)
+        try:
+            memory = Quillshade(self).start()
+        finally:
+            os.umask(before)
+        Application(self, "mousepad", text_file(self, "mine.txt", "nobody else reads this"), title="mine.txt")
+        self.assertTrue(memory.wait_for_hit("nobody else reads this", LATE))
+        files = [memory.data, *memory.data.rglob("*")]
+        self.assertIn("nomara.sqlite-wal", [path.name for path in files])
+        for path in files:
+            self.assertEqual(path.stat().st_mode & 0o777, 0o700 if path.is_dir() else 0o600, path)
+        limits = pathlib.Path(f"/proc/{memory.process.pid}/limits").read_text()
+        self.assertRegex(limits, r"(?m)^Max core file size +0 +0 ")
+
     def test_the_accessibility_bus_dies_and_comes_back(self):
         memory = Quillshade(self).start()
         editor = Application(self, "mousepad", text_file(self, "before.txt", "before the outage"), title="before.txt")
