@@ -13,15 +13,16 @@ INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]', re.MULTILINE)
 QT = re.compile(r"Q[A-Z]\w*(/.*)?$|Qt\w+/.*")
 DISPLAY = re.compile(r"(xcb|X11|xkbcommon|wayland\S*)/.*")
 DESKTOP = re.compile(r"(systemd|dbus|atspi|gtk|glib|gio)\S*/.*|glib\.h$")
+MEDIA = re.compile(r"(libav\w+|libsw\w+)/.*|x265\.h$")
 
 # Files of these folders or patterns, and what they must not include.
 RULES = (
-    ("core/**/*", (QT, DISPLAY, DESKTOP, re.compile(r"(platform|Quillshade|quillshadectl|tests)/.*"))),
-    ("platform/*", (QT, DISPLAY, DESKTOP, re.compile(r"(platform/(linux|fake)|Quillshade|quillshadectl|tests)/.*"))),
-    ("platform/fake/*", (QT, DISPLAY, DESKTOP, re.compile(r"(platform/linux|Quillshade|quillshadectl)/.*"))),
+    ("core/**/*", (QT, DISPLAY, DESKTOP, MEDIA, re.compile(r"(platform|Quillshade|quillshadectl|tests)/.*"))),
+    ("platform/*", (QT, DISPLAY, DESKTOP, MEDIA, re.compile(r"(platform/(linux|fake)|Quillshade|quillshadectl|tests)/.*"))),
+    ("platform/fake/*", (QT, DISPLAY, DESKTOP, MEDIA, re.compile(r"(platform/linux|Quillshade|quillshadectl)/.*"))),
     ("platform/linux/**/*", (re.compile(r"(platform/fake|Quillshade|quillshadectl|tests)/.*"),)),
-    ("Quillshade/**/*", (DISPLAY, DESKTOP, re.compile(r"(platform/fake|quillshadectl|tests)/.*"))),
-    ("quillshadectl/**/*", (QT, DISPLAY, re.compile(r"(platform|Quillshade|tests)/.*"))),
+    ("Quillshade/**/*", (DISPLAY, DESKTOP, MEDIA, re.compile(r"(platform/fake|quillshadectl|tests)/.*"))),
+    ("quillshadectl/**/*", (QT, DISPLAY, MEDIA, re.compile(r"(platform|Quillshade|tests)/.*"))),
 )
 # The application meets its backends in one place.
 BACKENDS = re.compile(r"platform/linux/.*")
