@@ -37,6 +37,10 @@ const BrowserPrivacy::Address* recentAddress(const BrowserPrivacy::Facts& facts,
     return found != facts.urls.end() && now - found->second.askedAt < addressSeconds ? &found->second : nullptr;
 }
 
+bool contains(const std::vector<std::uint32_t>& numbers, std::uint32_t number) {
+    return std::ranges::find(numbers, number) != numbers.end();
+}
+
 Verdict grade(const std::optional<std::string>& title, const std::optional<std::string>& url,
               std::optional<bool> marker, const RecorderConfig& config) {
     return WindowPrivacy::verdict(title, url, marker, config.skipPrivateWindows, config.excludedSites);
@@ -144,22 +148,49 @@ void BrowserPrivacy::ask(const ScreenWindow& window, Grading& grading) {
     auto process = grading.windows.find(window.pid);
     if (process == grading.windows.end())
         process = grading.windows.emplace(window.pid, m_inspector.windows(window.pid)).first;
-    const auto match = std::ranges::find_if(process->second, [&](const InspectedWindow& candidate) {
-        return candidate.number == window.id && candidate.frame &&
-               WindowMatcher::isNear(*candidate.frame, window.frame);
-    });
     Facts& facts = m_facts[window.id];
     facts.lastAttempt = facts.lastSeen = grading.now;
-    facts.unmatched = match == process->second.end();
+    std::vector<const InspectedWindow*> matches;
+    for (const InspectedWindow& candidate : process->second)
+        if (contains(candidate.numbers, window.id) && candidate.frame &&
+            WindowMatcher::isNear(*candidate.frame, window.frame))
+            matches.push_back(&candidate);
+    const bool isCertain = matches.size() == 1 && matches.front()->numbers.size() == 1;
+    facts.unmatched = !isCertain && (matches.empty() || !noneIsPrivate(window, process->second));
     if (facts.unmatched) return;
+    if (!isCertain) return mergeMarker(facts, false);
 
-    const std::int64_t began = CaptureDiagnostics::threadNanoseconds();
-    const BrowserFacts found = m_inspector.browserFacts(match->element, true);
-    CaptureDiagnostics::addURLRead(CaptureDiagnostics::threadNanoseconds() - began);
-    facts.element = match->element;
+    const InspectedWindow& match = *matches.front();
+    const BrowserFacts found = read(match.element);
+    facts.element = match.element;
     // Under another title it may be another tab's address.
-    if (match->title == window.title) putAddress(facts, window.title, found.url, grading.now);
+    if (match.title == window.title) putAddress(facts, window.title, found.url, grading.now);
     mergeMarker(facts, found.markerKnown ? std::optional(found.privateMarker) : std::nullopt);
+}
+
+BrowserFacts BrowserPrivacy::read(const AccessibleElement& element) {
+    const std::int64_t began = CaptureDiagnostics::threadNanoseconds();
+    BrowserFacts found = m_inspector.browserFacts(element, true);
+    CaptureDiagnostics::addURLRead(CaptureDiagnostics::threadNanoseconds() - began);
+    return found;
+}
+
+// Windows of one title at one place can't be told apart. If accessibility knows all of them and none is private, it
+// doesn't matter which is which.
+bool BrowserPrivacy::noneIsPrivate(const ScreenWindow& window, const std::vector<InspectedWindow>& inspected) {
+    std::set<std::uint32_t> places{window.id};
+    for (const InspectedWindow& each : inspected)
+        if (contains(each.numbers, window.id)) places.insert(each.numbers.begin(), each.numbers.end());
+    std::size_t known = 0;
+    for (const InspectedWindow& each : inspected) {
+        const bool isOneOfThem =
+            std::ranges::any_of(each.numbers, [&](auto number) { return places.contains(number); });
+        if (!isOneOfThem) continue;
+        const BrowserFacts facts = read(each.element);
+        if (!facts.markerKnown || facts.privateMarker) return false;
+        ++known;
+    }
+    return known >= places.size();
 }
 
 std::optional<BrowserPrivacy::Known> BrowserPrivacy::known(std::uint32_t windowID, const AccessibleElement& element,

@@ -74,6 +74,8 @@ private:
     std::optional<WindowPrivacy::Verdict> verdictOf(const ScreenWindow& window, bool mayAsk, Grading& grading);
     bool shouldAsk(const ScreenWindow& window, bool mayAsk, const Grading& grading) const;
     void ask(const ScreenWindow& window, Grading& grading);
+    BrowserFacts read(const AccessibleElement& element);
+    bool noneIsPrivate(const ScreenWindow& window, const std::vector<InspectedWindow>& inspected);
 
     WindowInspector& m_inspector;
     WindowServer& m_windowServer;

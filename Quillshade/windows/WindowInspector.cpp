@@ -51,9 +51,8 @@ std::vector<InspectedWindow> WindowInspector::windows(ProcessID pid) {
         const auto numbers = WindowMatcher::match(accessible, isStill ? before : std::vector<WindowInfo>());
         for (std::size_t i = 0; i < accessible.size(); ++i) {
             InspectedWindow window{accessible[i].element, accessible[i].title, accessible[i].frame, numbers[i]};
-            const auto known =
-                std::ranges::find_if(before, [&](const WindowInfo& each) { return each.number == numbers[i]; });
-            if (known != before.end()) window.frame = known->bounds;
+            for (const WindowInfo& known : before)
+                if (!numbers[i].empty() && known.number == numbers[i].front()) window.frame = known.bounds;
             answer.push_back(std::move(window));
         }
         break;
@@ -64,11 +63,8 @@ std::vector<InspectedWindow> WindowInspector::windows(ProcessID pid) {
 std::optional<std::uint32_t> WindowInspector::windowNumber(ProcessID pid, const WindowSnapshot& snapshot) {
     if (!snapshot.element) return std::nullopt;
     const AccessibleWindow accessible{*snapshot.element, snapshot.title, snapshot.frame, false};
-    auto windows = onScreen(pid);
-    std::erase_if(windows, [&](const WindowInfo& window) { return !WindowMatcher::canBe(accessible, window); });
-    // Of several with one title at one place, such as two maximised ones, it is the one with the keyboard.
-    if (windows.size() > 1) std::erase_if(windows, [](const WindowInfo& window) { return !window.isActive; });
-    return windows.size() == 1 ? std::optional(windows.front().number) : std::nullopt;
+    const auto numbers = WindowMatcher::match({accessible}, onScreen(pid)).front();
+    return numbers.size() == 1 ? std::optional(numbers.front()) : std::nullopt;
 }
 
 BrowserFacts WindowInspector::browserFacts(const AccessibleElement& element, bool deep) {

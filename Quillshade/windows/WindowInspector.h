@@ -21,8 +21,10 @@ struct WindowSnapshot {
 struct InspectedWindow {
     AccessibleElement element;
     std::optional<std::string> title;
-    std::optional<Rect> frame;           ///< as the window server counts it, where `number` is known
-    std::optional<std::uint32_t> number; ///< the window server's; absent where it isn't certain
+    std::optional<Rect> frame; ///< as the window server counts it, where `numbers` names a window
+    /// The window server's numbers of the windows that this can be: one if it is certain, none if it isn't on the
+    /// screen or nothing can be told.
+    std::vector<std::uint32_t> numbers;
     friend bool operator==(const InspectedWindow&, const InspectedWindow&) = default;
 };
 

@@ -146,40 +146,48 @@ TEST_F(BrowserWindows, AMarkerOnceSeenStays) {
 
 TEST_F(BrowserWindows, AnAddressBelongsToItsTitle) {
     config.excludedSites = {"bank.example"};
-    show({{onScreen(1, "Page", left, true), normal, "Another page"}});
-    EXPECT_EQ(grade()[1], Verdict::unknown) << "both have the keyboard, but this address may be another tab's";
+    show({{onScreen(1, "Page", left), normal, "Page of another tab"}});
+    EXPECT_EQ(grade()[1], Verdict::unknown) << "this address may be another tab's";
     EXPECT_EQ(privacy.facts().at(1).privateMarker, false);
     EXPECT_TRUE(privacy.facts().at(1).urls.empty());
-    show({{onScreen(1, "Page", left, true), normal, {}}});
+    show({{onScreen(1, "Page", left), normal, {}}});
     EXPECT_EQ(grade(1)[1], Verdict::allow);
 }
 
 TEST_F(BrowserWindows, WhatCannotBeToldApartIsNotAllowed) {
-    // A private and an ordinary window, maximised. The window server gives both the same kind of title.
-    const WindowInfo page = onScreen(1, "Page - B", left), secret = onScreen(2, "Secret - B", left);
-    show({{secret, incognito, "Secret - B (Incognito)"}, {page, normal, {}}});
-    EXPECT_EQ(grade(), (WindowPrivacy::Verdicts{{1, Verdict::allow}, {2, Verdict::privateWindow}}));
-
-    const auto fresh = [this](const std::vector<Window>& windows) {
-        show(windows);
-        BrowserPrivacy other(inspector, server, [](const WindowOwner&) {
+    // Maximised windows. The window server gives private ones the same kind of title as others.
+    const WindowInfo page = onScreen(1, "Page - B", left), twin = onScreen(2, "Page - B", left, true),
+                     secret = onScreen(3, "Secret - B", left);
+    const struct {
+        const char* name;
+        std::vector<Window> windows;
+        WindowPrivacy::Verdicts verdicts;
+    } rows[] = {
+        {"titles tell",
+         {{secret, incognito, "Secret - B (Incognito)"}, {page, normal, {}}},
+         {{1, Verdict::allow}, {3, Verdict::privateWindow}}},
+        {"nothing tells, and who has the keyboard isn't known at one moment",
+         {{twin, incognito, "Page - B (Incognito)"}, {page, normal, {}}},
+         {{1, Verdict::unknown}, {2, Verdict::unknown}}},
+        {"nothing tells, but none is private",
+         {{twin, normal, {}}, {page, normal, {}}},
+         {{1, Verdict::allow}, {2, Verdict::allow}}},
+        {"nothing tells, and one doesn't say",
+         {{twin, unsure, {}}, {page, normal, {}}},
+         {{1, Verdict::unknown}, {2, Verdict::unknown}}},
+        {"another title", {{page, normal, "Another page"}}, {{1, Verdict::unknown}}},
+    };
+    for (const auto& row : rows) {
+        show(row.windows);
+        BrowserPrivacy fresh(inspector, server, [](const WindowOwner&) {
             return ApplicationIdentity{{}, {}, "", true};
         });
-        return other.verdicts(other.visibleWindows(), std::nullopt, config, now);
-    };
-    // The same titles: the keyboard tells.
-    const WindowInfo twin = onScreen(3, "Page - B", left, true);
-    EXPECT_EQ(fresh({{twin, incognito, "Page - B (Incognito)"}, {page, normal, {}}}),
-              (WindowPrivacy::Verdicts{{1, Verdict::allow}, {3, Verdict::privateWindow}}));
-    // Neither has it, so nothing tells.
-    const WindowInfo quietTwin = onScreen(3, "Page - B", left);
-    EXPECT_EQ(fresh({{quietTwin, incognito, "Page - B (Incognito)"}, {page, normal, {}}}),
-              (WindowPrivacy::Verdicts{{1, Verdict::unknown}, {3, Verdict::unknown}}));
-    // An ordinary window on the bus alone doesn't vouch for another one in its place.
-    server.setWindows({secret});
-    accessibility.setWindows(browserPid, {{"Page - B", left, "", {}}});
-    BrowserPrivacy other(inspector, server, [](const WindowOwner&) { return ApplicationIdentity{{}, {}, "", true}; });
-    EXPECT_EQ(other.verdicts(other.visibleWindows(), std::nullopt, config, now)[2], Verdict::unknown);
+        EXPECT_EQ(fresh.verdicts(fresh.visibleWindows(), std::nullopt, config, now), row.verdicts) << row.name;
+    }
+    // One of two isn't on the bus: the other doesn't vouch for it.
+    show({{page, normal, {}}});
+    server.setWindows({twin, page});
+    EXPECT_EQ(grade(), (WindowPrivacy::Verdicts{{1, Verdict::unknown}, {2, Verdict::unknown}}));
 }
 
 TEST_F(BrowserWindows, MenusAreGradedByTheWindowAroundThem) {
