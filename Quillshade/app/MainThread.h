@@ -2,17 +2,12 @@
 
 #include "core/base/Executor.h"
 
-#include <QCoreApplication>
-#include <QMetaObject>
-#include <utility>
+class QCoreApplication;
 
 namespace nomara {
 
-/// Hands work to the thread of the application object. Work that is still waiting when the application ends is dropped.
-inline Executor mainThreadExecutor(QCoreApplication& application) {
-    return [&application](std::function<void()> work) {
-        QMetaObject::invokeMethod(&application, std::move(work), Qt::QueuedConnection);
-    };
-}
+/// Hands work to the thread of the application object, which is also the one to call this. Work that is still waiting
+/// when the application ends is dropped.
+Executor mainThreadExecutor(QCoreApplication& application);
 
 } // namespace nomara

@@ -240,7 +240,7 @@ void Recorder::textOnlyTick(const Look& look) {
     std::string text;
     if (look.window.element) text = m_inspector.text(*look.window.element, look.window.frame, TextLimits()).text;
     if (!isStillShown(look, page)) {
-        publishSkip({SkipReason::Kind::unverifiedBrowser, {}});
+        if (page.isBrowser) publishSkip({SkipReason::Kind::unverifiedBrowser, {}});
         state.lastCaptureAt = look.now;
         return;
     }
@@ -313,10 +313,17 @@ Recorder::FrontPage Recorder::frontBrowserPage(const Look& look) {
 }
 
 // Another tab may have come to the front, or another page into it, while the text was read; and the title, which was
-// read before the address, may be the last page's.
+// read before the address, may be the last page's. One process may also show several applications, one of which is
+// excluded.
 bool Recorder::isStillShown(const Look& look, const FrontPage& page) {
-    if (!page.isBrowser || m_config.excludedSites.empty()) return true;
-    if (!look.window.element || m_inspector.browserFacts(*look.window.element, false).url != page.url) return false;
+    const auto app = m_services.frontmost.current();
+    if (app && app->pid == look.app.pid && app->bundleID != look.app.bundleID) return false;
+    if (m_config.excludedSites.empty() || (!page.isBrowser && !page.url)) return true;
+    if (!look.window.element) return false;
+    const AccessibleElement& element = *look.window.element;
+    const auto url =
+        page.isBrowser ? m_inspector.browserFacts(element, false).url : m_inspector.documentAddress(element);
+    if (url != page.url) return false;
     const WindowSnapshot now = m_inspector.snapshot(look.app.pid);
     return now.element == look.window.element && now.title == look.window.title;
 }

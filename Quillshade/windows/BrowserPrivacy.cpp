@@ -87,6 +87,8 @@ BrowserPrivacy::Owner BrowserPrivacy::ownerOf(const WindowInfo& window) {
     if (m_identify) identity = m_identify(nomara::ownerOf(window));
     const Owner owner{window.className, window.role, identity.isBrowser || AppCatalog::isBrowser(identity.bundleID),
                       AppCatalog::isAlwaysPrivate(identity.bundleID)};
+    // Without a class nothing tells a process from a later one of the same number.
+    if (window.className.empty()) return owner;
     if (m_owners.size() > maxOwners) m_owners.clear();
     m_owners.insert_or_assign(window.pid, owner);
     return owner;
@@ -101,8 +103,7 @@ bool BrowserPrivacy::isAlwaysPrivate(ProcessID pid) {
 WindowPrivacy::Verdicts BrowserPrivacy::verdicts(const std::vector<ScreenWindow>& latest,
                                                  const std::optional<std::vector<ScreenWindow>>& previous,
                                                  const RecorderConfig& config, double now) {
-    if (m_facts.size() > manyFacts)
-        std::erase_if(m_facts, [now](const auto& entry) { return now - entry.second.lastSeen >= forgetSeconds; });
+    forgetOldFacts(now);
     std::vector<ScreenWindow> all = latest;
     if (previous) all.insert(all.end(), previous->begin(), previous->end());
     if (all.empty()) return {};
@@ -193,6 +194,11 @@ bool BrowserPrivacy::noneIsPrivate(const ScreenWindow& window, const std::vector
     return known >= places.size();
 }
 
+void BrowserPrivacy::forgetOldFacts(double now) {
+    if (m_facts.size() > manyFacts)
+        std::erase_if(m_facts, [now](const auto& entry) { return now - entry.second.lastSeen >= forgetSeconds; });
+}
+
 std::optional<BrowserPrivacy::Known> BrowserPrivacy::known(std::uint32_t windowID, const AccessibleElement& element,
                                                            const std::optional<std::string>& title, double now) const {
     const auto found = m_facts.find(windowID);
@@ -205,6 +211,7 @@ std::optional<BrowserPrivacy::Known> BrowserPrivacy::known(std::uint32_t windowI
 void BrowserPrivacy::record(const std::optional<std::string>& url, std::optional<bool> privateMarker,
                             std::uint32_t windowID, const AccessibleElement& element,
                             const std::optional<std::string>& title, double now) {
+    forgetOldFacts(now);
     Facts& facts = m_facts[windowID];
     mergeMarker(facts, privateMarker);
     if (title) putAddress(facts, title, url, now);

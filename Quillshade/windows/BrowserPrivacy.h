@@ -75,6 +75,7 @@ private:
     bool shouldAsk(const ScreenWindow& window, bool mayAsk, const Grading& grading) const;
     void ask(const ScreenWindow& window, Grading& grading);
     BrowserFacts read(const AccessibleElement& element);
+    void forgetOldFacts(double now);
     bool noneIsPrivate(const ScreenWindow& window, const std::vector<InspectedWindow>& inspected);
 
     WindowInspector& m_inspector;

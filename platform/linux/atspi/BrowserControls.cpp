@@ -89,7 +89,7 @@ private:
 
     void askPage(Node& node) {
         ask::states(m_calls, node.object,
-                    [&node](std::optional<States> states) { node.showing = states && states->isShowing(); });
+                    [&node](std::optional<States> states) { node.showing = !states || states->isShowing(); });
         ask::extents(m_calls, node.object,
                      [&node](std::optional<Rect> rect) { node.hasNoSize = rect && rect->isEmpty(); });
         ask::interfaces(m_calls, node.object, [this, &node](std::optional<Interfaces> interfaces) {

@@ -161,16 +161,21 @@ bool BrowserFindings::titleIsOfNormalWindow() const {
     return BrowserRules::isNormalName(m_title, m_kind, titles);
 }
 
-/// Of two pages beside each other either could be the one that must not be recorded: then there is no answer.
+/// Of two pages beside each other either could be the one that must not be recorded, and so could one that doesn't
+/// tell its address: then there is no answer.
 std::optional<std::string> BrowserFindings::address() const {
     std::optional<std::string> web, own;
+    bool isOneSilent = false;
     for (const Page& page : m_pages) {
-        if (!page.address) continue;
+        if (!page.address) {
+            isOneSilent = true;
+            continue;
+        }
         auto& kind = isBrowsersOwnAddress(*page.address) ? own : web;
         if (&kind == &web && web && *web != *page.address) return std::nullopt;
         if (!kind) kind = page.address;
     }
-    if (web) return web;
+    if (web) return isOneSilent ? std::nullopt : web;
     if (own) return own;
     if (m_typed.empty()) return std::nullopt;
     return m_typed.find("://") == std::string::npos ? "https://" + m_typed : m_typed;

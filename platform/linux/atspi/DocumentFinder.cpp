@@ -18,7 +18,7 @@ std::optional<std::string> addressIn(const Attributes& attributes) {
     for (const char* key : {"URI", "DocURL"}) {
         const auto found = attributes.find(key);
         if (found == attributes.end() || Graphemes::trimmed(found->second).empty()) continue;
-        if (found->second.starts_with("chrome-error:")) continue;
+        if (found->second.starts_with("chrome-error:") || found->second == "about:blank") continue;
         return found->second;
     }
     return std::nullopt;

@@ -10,7 +10,7 @@
 namespace nomara::atspi {
 
 /// The address among a document's attributes, which each toolkit names in its own way. A page that stands in for one
-/// that could not be loaded has none.
+/// that could not be loaded has none, nor has one that another page has written.
 std::optional<std::string> addressIn(const Attributes& attributes);
 
 /// Whether an address is one of the browser's own and of what stands beside a page: tools for developers, side bars.

@@ -17,6 +17,7 @@ constexpr std::array<std::string_view, static_cast<std::size_t>(X11Atom::count)>
     "_NET_ACTIVE_WINDOW",
     "_NET_CLIENT_LIST",
     "_NET_CLIENT_LIST_STACKING",
+    "_NET_WM_CM_S0",
     "_NET_CURRENT_DESKTOP",
     "_NET_WM_DESKTOP",
     "_NET_WM_NAME",

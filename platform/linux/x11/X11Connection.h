@@ -22,6 +22,7 @@ enum class X11Atom : std::uint8_t {
     activeWindow,
     clientList,
     clientListStacking,
+    compositor,
     currentDesktop,
     windowDesktop,
     windowName,

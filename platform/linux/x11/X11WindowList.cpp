@@ -225,6 +225,7 @@ struct Root {
     X11Reply<xcb_query_tree_reply_t> tree;
     std::vector<std::uint32_t> clients; ///< what the window manager looks after, the lowest first; empty without one
     std::optional<std::uint32_t> desktop;
+    bool hasCompositor = false; ///< without one nothing heeds how opaque windows want to be
     std::optional<std::uint32_t> active;
     Rect visible;
 };
@@ -237,6 +238,7 @@ Root readRoot(const X11Connection& connection) {
     const auto list = request(X11Atom::clientList);
     const auto desktop = request(X11Atom::currentDesktop);
     const auto active = request(X11Atom::activeWindow);
+    const auto compositor = xcb_get_selection_owner(connection.get(), connection.atom(X11Atom::compositor));
     const auto tree = xcb_query_tree(connection.get(), connection.root());
     const auto geometry = xcb_get_geometry(connection.get(), connection.root());
     Root root;
@@ -246,6 +248,9 @@ Root readRoot(const X11Connection& connection) {
     if (root.clients.empty()) root.clients = std::move(byAge);
     root.desktop = X11Connection::number(connection.property(desktop));
     root.active = X11Connection::number(connection.property(active));
+    const X11Reply<xcb_get_selection_owner_reply_t> owner(
+        xcb_get_selection_owner_reply(connection.get(), compositor, nullptr));
+    root.hasCompositor = owner && owner->owner != XCB_WINDOW_NONE;
     root.tree.reset(xcb_query_tree_reply(connection.get(), tree, nullptr));
     const X11Reply<xcb_get_geometry_reply_t> screen(xcb_get_geometry_reply(connection.get(), geometry, nullptr));
     if (screen) root.visible = {0, 0, double(screen->width), double(screen->height)};
@@ -321,6 +326,7 @@ std::vector<WindowInfo> readX11Windows(const X11Connection& connection) {
     std::vector<WindowInfo> windows;
     for (auto& [window, level, order] : placed) {
         window.info.isActive = root.active == window.info.number;
+        if (!root.hasCompositor) window.info.opacity = 1;
         window.info.bounds = withoutShadow(level->bounds, window.shadow);
         windows.push_back(std::move(window.info));
     }
