@@ -1,5 +1,7 @@
 #include "core/journal/TitleText.h"
 
+#include "core/text/Graphemes.h"
+
 #include <algorithm>
 #include <array>
 #include <memory>
@@ -8,7 +10,6 @@
 #include <unicode/regex.h>
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
-#include <unicode/utf8.h>
 
 namespace nomara::TitleText {
 
@@ -18,31 +19,6 @@ namespace {
 constexpr std::array<std::string_view, 13> shellNames{
     "zsh", "bash", "fish", "sh", "login", "claude", "codex", "node", "python", "python3", "ssh", "-zsh", "-bash",
 };
-
-/// Decodes the scalar at `position`, which moves behind it; below 0 where the bytes aren't UTF-8.
-UChar32 next(std::string_view text, std::size_t& position) {
-    UChar32 c = 0;
-    U8_NEXT(reinterpret_cast<const std::uint8_t*>(text.data()), position, text.size(), c);
-    return c;
-}
-
-/// Without the scalars at both ends for which `isOuter` holds.
-template <typename IsOuter>
-std::string_view trimmedIf(std::string_view text, const IsOuter& isOuter) {
-    std::size_t start = 0;
-    for (std::size_t position = 0; position < text.size(); start = position)
-        if (!isOuter(next(text, position))) break;
-    std::size_t end = text.size();
-    while (end > start) {
-        std::size_t last = end - 1;
-        while (last > start && (static_cast<unsigned char>(text[last]) & 0xC0) == 0x80)
-            --last;
-        std::size_t behind = last;
-        if (!isOuter(next(text, behind)) || behind != end) break;
-        end = last;
-    }
-    return text.substr(start, end - start);
-}
 
 bool isTerminalSize(std::string_view part) {
     static const std::unique_ptr<const icu::RegexPattern> pattern = [] {
@@ -67,11 +43,12 @@ std::string_view withoutTrailingSlashes(std::string_view path) {
 std::string_view trimmed(std::string_view text, std::string_view set) {
     const icu::UnicodeString outer =
         icu::UnicodeString::fromUTF8(icu::StringPiece(set.data(), static_cast<int>(set.size())));
-    return trimmedIf(text, [&](UChar32 c) { return c >= 0 && outer.indexOf(c) >= 0; });
+    return Graphemes::trimmed(text, [&](char32_t c) { return outer.indexOf(static_cast<UChar32>(c)) >= 0; });
 }
 
 std::string_view withoutBlanks(std::string_view text) {
-    return trimmedIf(text, [](UChar32 c) { return c == '\t' || (c >= 0 && u_charType(c) == U_SPACE_SEPARATOR); });
+    return Graphemes::trimmed(
+        text, [](char32_t c) { return c == U'\t' || u_charType(static_cast<UChar32>(c)) == U_SPACE_SEPARATOR; });
 }
 
 std::string lowerCased(std::string_view text) {

@@ -152,21 +152,25 @@ bool isLineBreak(std::string_view cluster) {
     return (c >= 0x0A && c <= 0x0D) || c == 0x85 || c == 0x2028 || c == 0x2029;
 }
 
-std::string_view trimmed(std::string_view text) {
-    const auto isSpace = [](UChar32 c) { return u_isUWhiteSpace(c) != 0; };
+std::string_view trimmed(std::string_view text, const std::function<bool(char32_t)>& isOuter) {
+    const auto isOuterScalar = [&](UChar32 c) { return c >= 0 && isOuter(static_cast<char32_t>(c)); };
     std::size_t start = 0;
     for (std::size_t position = 0; position < text.size(); start = position)
-        if (!isSpace(next(text, position))) break;
+        if (!isOuterScalar(next(text, position))) break;
     std::size_t end = text.size();
     while (end > start) {
         std::size_t last = end - 1;
         while (last > start && (static_cast<unsigned char>(text[last]) & 0xC0) == 0x80)
             --last;
         std::size_t behind = last;
-        if (!isSpace(next(text, behind)) || behind != end) break;
+        if (!isOuterScalar(next(text, behind)) || behind != end) break;
         end = last;
     }
     return text.substr(start, end - start);
+}
+
+std::string_view trimmed(std::string_view text) {
+    return trimmed(text, [](char32_t c) { return u_isUWhiteSpace(static_cast<UChar32>(c)) != 0; });
 }
 
 std::string validUTF8(std::string_view text) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,6 +28,8 @@ bool isLineBreak(std::string_view cluster);
 
 /// Without the white space and line breaks at both ends.
 std::string_view trimmed(std::string_view text);
+/// Without the scalars at both ends for which `isOuter` holds. Bytes that aren't UTF-8 end the trimming.
+std::string_view trimmed(std::string_view text, const std::function<bool(char32_t)>& isOuter);
 /// The text with every byte that isn't UTF-8 replaced by U+FFFD, and without NUL, at which others would cut it.
 std::string validUTF8(std::string_view text);
 
