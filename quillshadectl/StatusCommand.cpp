@@ -73,7 +73,6 @@ FrameSummary lastSavedFrame(const Json& saved) {
     frame.id = number<RowID>(saved, "id").value_or(0);
     frame.timestamp = {number<double>(saved, "timestamp").value_or(0)};
     frame.appName = optional("appName");
-    frame.windowTitle = optional("windowTitle");
     return frame;
 }
 
