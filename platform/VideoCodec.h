@@ -16,6 +16,12 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// What lies there is no video, or too damaged to be one; trying again won't help.
+class DamagedVideo : public VideoError {
+public:
+    using VideoError::VideoError;
+};
+
 struct VideoSize {
     int width = 0;
     int height = 0;
@@ -81,8 +87,8 @@ public:
 
     /// Begins a file, in the place of one that may be there. Throws VideoError.
     virtual std::unique_ptr<VideoOutput> create(const VideoSettings& settings) = 0;
-    /// Opens a finished file, one that is being written, or what a crash has left of one. Throws VideoError where
-    /// nothing in it can be read.
+    /// Opens a finished file, one that is being written, or what a crash has left of one. Throws DamagedVideo where
+    /// nothing in it can be read, VideoError where that couldn't be found out.
     virtual std::unique_ptr<VideoInput> open(const std::filesystem::path& file) = 0;
     /// Removes what an interrupted completion of that file may have left beside it.
     virtual void removeLeftovers(const std::filesystem::path& file) = 0;

@@ -70,7 +70,8 @@ public:
         return static_cast<std::int64_t>(m_video.frames.size()) + m_video.announcedFrames;
     }
     Image frame(std::int64_t index, int largestSide) override {
-        const std::lock_guard lock(m_codec.m_mutex);
+        std::unique_lock lock(m_codec.m_mutex);
+        m_codec.m_letGo.wait(lock, [this] { return !m_codec.m_readsHeld; });
         m_codec.m_decoded.emplace_back(index, largestSide);
         const bool readable = index >= 0 && index < static_cast<std::int64_t>(m_video.frames.size()) &&
                               !m_video.unreadable.contains(index);
@@ -96,7 +97,8 @@ std::unique_ptr<VideoInput> FakeVideoCodec::open(const std::filesystem::path& fi
     const std::lock_guard lock(m_mutex);
     m_opened.push_back(file);
     const auto video = m_videos.find(file);
-    if (video == m_videos.end() || !std::filesystem::exists(file)) throw VideoError("The video can't be opened.");
+    if (m_opensFail) throw VideoError("Too many files are open.");
+    if (video == m_videos.end() || !std::filesystem::exists(file)) throw DamagedVideo("The video can't be opened.");
     return std::make_unique<Input>(*this, video->second);
 }
 
@@ -125,9 +127,20 @@ void FakeVideoCodec::setFinishFails(bool fails) {
     m_finishFails = fails;
 }
 
+void FakeVideoCodec::setOpensFail(bool fail) {
+    const std::lock_guard lock(m_mutex);
+    m_opensFail = fail;
+}
+
 void FakeVideoCodec::holdFinish(bool held) {
     const std::lock_guard lock(m_mutex);
     m_finishHeld = held;
+    m_letGo.notify_all();
+}
+
+void FakeVideoCodec::holdReads(bool held) {
+    const std::lock_guard lock(m_mutex);
+    m_readsHeld = held;
     m_letGo.notify_all();
 }
 

@@ -35,8 +35,12 @@ public:
     /// From the picture of that index on nothing reaches the file, though it is taken: the output fails.
     void failFrom(std::int64_t index);
     void setFinishFails(bool fails);
+    /// No file can be opened, whatever is in it.
+    void setOpensFail(bool fail);
     /// Outputs don't finish until it is let go again.
     void holdFinish(bool held);
+    /// Readers wait for it before each picture.
+    void holdReads(bool held);
     /// Makes the file and what is in it.
     void put(const std::filesystem::path& file, const Video& video);
 
@@ -55,7 +59,7 @@ private:
     std::condition_variable m_letGo;
     std::map<std::filesystem::path, Video> m_videos;
     std::string m_refusal;
-    bool m_ready = true, m_finishFails = false, m_finishHeld = false;
+    bool m_ready = true, m_finishFails = false, m_opensFail = false, m_finishHeld = false, m_readsHeld = false;
     std::int64_t m_failFrom = INT64_MAX;
     std::vector<VideoSettings> m_created;
     std::vector<double> m_waits;

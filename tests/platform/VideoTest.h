@@ -55,7 +55,7 @@ struct VideoTest : ::testing::Test {
             while (count > 0 && !input->frame(count - 1, 64))
                 --count;
             return count;
-        } catch (const VideoError&) {
+        } catch (const DamagedVideo&) {
             return 0;
         }
     }

@@ -48,7 +48,8 @@ Input openInput(MediaFile& file) {
     input->flags |= AVFMT_FLAG_CUSTOM_IO;
     // Frees the context where it fails.
     const int code = avformat_open_input(&input, "", av_find_input_format("mp4"), nullptr);
-    if (code < 0) throw VideoError("The video can't be opened: " + errorText(code) + ".");
+    if (code == AVERROR(ENOMEM)) throw VideoError("There is too little memory to open a video.");
+    if (code < 0) throw DamagedVideo("The video can't be opened: " + errorText(code) + ".");
     return Input(input);
 }
 
@@ -60,13 +61,13 @@ SegmentTable::SegmentTable(MediaFile& file) : parameters(avcodec_parameters_allo
     const Input input = openInput(file);
     const auto tracks = input->nb_streams;
     if (tracks != 1 || input->streams[0]->codecpar->codec_id != AV_CODEC_ID_HEVC)
-        throw VideoError("The file isn't a video of the screen.");
+        throw DamagedVideo("The file isn't a video of the screen.");
     AVStream* const stream = input->streams[0];
     if (!parameters || avcodec_parameters_copy(parameters.get(), stream->codecpar) < 0)
         throw VideoError("There is too little memory to open a video.");
     size = {parameters->width, parameters->height};
     if (size.width <= 0 || size.height <= 0 || size.width > widest || size.height > widest)
-        throw VideoError("The video has no size.");
+        throw DamagedVideo("The video has no size.");
 
     const int count = avformat_index_get_entries_count(stream);
     samples.reserve(static_cast<std::size_t>(count));

@@ -20,7 +20,7 @@ struct SegmentTable {
     CodecParameters parameters;
     VideoSize size;
 
-    /// Throws VideoError where the file isn't one or its head is missing.
+    /// Throws DamagedVideo where the file isn't one or its head is missing.
     explicit SegmentTable(MediaFile& file);
 
     /// The coded picture; absent where it can't be read.

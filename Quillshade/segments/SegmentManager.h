@@ -1,0 +1,82 @@
+#pragma once
+
+#include "Quillshade/segments/SegmentWriter.h"
+#include "Quillshade/settings/RecorderConfig.h"
+#include "Quillshade/store/StoreHub.h"
+#include "core/base/SerialQueue.h"
+#include "platform/Volume.h"
+
+#include <QFuture>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+
+namespace nomara {
+
+/// Keeps one open segment for each display, ends it when its time has come, and keeps the `segments` table in step with
+/// the files. Belongs to the recorder's queue; what takes time is done on a queue of its own. Completing files may
+/// still be under way when it is destroyed, and is waited for.
+class SegmentManager {
+public:
+    /// Where a picture is.
+    struct Place {
+        RowID segmentID = 0;
+        std::int64_t index = 0;
+        friend bool operator==(const Place&, const Place&) = default;
+    };
+
+    /// All outlive the manager. `finishLimitSeconds` is how long `closeAllAndWait` waits for one file.
+    SegmentManager(StoreHub& hub, VideoCodec& codec, Volume& volume, double finishLimitSeconds = 3.0);
+    ~SegmentManager();
+    SegmentManager(const SegmentManager&) = delete;
+    SegmentManager& operator=(const SegmentManager&) = delete;
+
+    /// Puts a picture into its display's segment. Nothing where the disk is low, the encoder is busy or failed, or no
+    /// segment can be opened: the frame is then kept without a picture.
+    std::optional<Place> append(const Image& image, DisplayID displayID, Date date, ImageQuality quality);
+
+    /// Ends the segments that had no picture for `limitSeconds`.
+    void closeIdle(double limitSeconds, Date date);
+    /// These end segments in the background.
+    void close(DisplayID displayID);
+    void closeAll();
+    /// Returns when all files are complete or given up, those of earlier calls included: nothing writes to them any
+    /// more.
+    void closeAllAndWait();
+    /// Of the segments in use, as the table has them.
+    std::set<std::string> openPaths() const;
+
+    /// Puts right what a crash has left: segments never closed, frames whose pictures never reached the disk. Once, at
+    /// the start, before the first `append`.
+    QFuture<void> recoverOpenSegments();
+
+private:
+    struct Open {
+        RowID id = 0;
+        std::string path; ///< relative to the frames folder
+        std::unique_ptr<SegmentWriter> writer;
+        ImageQuality quality = ImageQuality::balanced;
+    };
+    using Entry = std::shared_ptr<Open>;
+
+    static bool mustRollOver(const Open& entry, VideoSize size, Date date, ImageQuality quality);
+    bool isDiskLow(Date date);
+    Entry openSegment(DisplayID displayID, VideoSize size, ImageQuality quality, Date date);
+    void finishInBackground(Entry entry);
+    void recordClose(const Open& entry, std::int64_t bytes);
+    void recover(const SegmentRecord& segment);
+
+    StoreHub& m_hub;
+    VideoCodec& m_codec;
+    Volume& m_volume;
+    const double m_finishLimitSeconds;
+    std::map<DisplayID, Entry> m_open;
+    std::optional<Date> m_diskCheckedAt;
+    bool m_diskLow = false;
+    std::string m_openFailure; // the last one told; empty since one could be opened
+    SerialQueue m_finishing;   // last, so that it has run all its work before anything that it uses goes
+};
+
+} // namespace nomara

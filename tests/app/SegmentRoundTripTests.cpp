@@ -1,0 +1,138 @@
+// Segments through the real codec, the real store and the real loader.
+
+#include "Quillshade/segments/FrameImageLoader.h"
+#include "Quillshade/segments/SegmentManager.h"
+#include "platform/fake/FakeVolume.h"
+#include "platform/linux/libav/LibavVideoCodec.h"
+#include "tests/support/PostedWork.h"
+#include "tests/support/ScreenPictures.h"
+#include "tests/support/TemporaryData.h"
+
+#include <array>
+#include <csignal>
+#include <map>
+#include <random>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace nomara {
+
+namespace {
+
+constexpr int width = 320, height = 200;
+constexpr DisplayID displays[] = {1, 2};
+
+/// Everything from the picture to the memory and back.
+struct Memory {
+    SystemClock clock;
+    testing::PostedWork mainThread;
+    StoreHub hub{mainThread.executor(), clock};
+    LibavVideoCodec codec;
+    FakeVolume volume;
+    SegmentManager segments{hub, codec, volume};
+
+    /// Stores picture `number`, which its frame tells by its time; gives whether it has a place.
+    bool store(DisplayID display, int number) {
+        const Date date{1e9 + number};
+        const auto place =
+            segments.append(testing::screenPicture(number, width, height), display, date, ImageQuality::balanced);
+        NewFrame frame{.timestamp = date, .displayID = display, .imageState = ImageState::none};
+        if (place) {
+            frame.imageState = ImageState::segment;
+            frame.segmentID = place->segmentID;
+            frame.segmentIndex = place->index;
+        }
+        hub.write([&](MemoryStore& store) { store.insertFrame(frame); });
+        return place.has_value();
+    }
+};
+
+[[noreturn]] void recordUntilKilled(int firstNumber, int pipe) {
+    try {
+        Memory memory;
+        for (int number = firstNumber;; ++number) {
+            for (const DisplayID display : displays)
+                memory.store(display, number);
+            if (write(pipe, &number, sizeof number) != sizeof number) _exit(2);
+            if (number % 7 == 0) memory.segments.close(displays[number % 2]);
+        }
+    } catch (...) {
+        _exit(1);
+    }
+}
+
+} // namespace
+
+TEST(SegmentRoundTrip, AKilledRecorderLosesTheLastPictureOfADisplayAtMost) {
+    const testing::TemporaryData data;
+    std::mt19937 random(std::random_device{}());
+    int next = 0;
+    std::size_t read = 0;
+    for (int round = 0; round < 8; ++round) {
+        std::array<int, 2> ends{};
+        ASSERT_EQ(pipe(ends.data()), 0);
+        const pid_t child = fork();
+        if (child == 0) {
+            close(ends[0]);
+            recordUntilKilled(next, ends[1]);
+        }
+        close(ends[1]);
+        int number = next;
+        const int wanted = next + static_cast<int>(random() % 12);
+        while (number < wanted || number == next)
+            if (::read(ends[0], &number, sizeof number) != sizeof number) FAIL() << "the recording process failed";
+        usleep(static_cast<useconds_t>(random() % 20'000));
+        kill(child, SIGKILL);
+        int status = 0;
+        waitpid(child, &status, 0);
+        ASSERT_TRUE(WIFSIGNALED(status));
+        close(ends[0]);
+        const Date from{1e9 + next};
+
+        Memory memory;
+        memory.segments.recoverOpenSegments().waitForFinished();
+        FrameImageLoader loader(memory.codec);
+        const auto frames =
+            memory.hub.read([&](MemoryStore& store) { return store.frames(from, {1e12}, false, 10'000); });
+        std::map<DisplayID, int> lost;
+        for (const FrameSummary& frame : frames) {
+            const int expected = static_cast<int>(frame.timestamp.seconds - 1e9);
+            next = std::max(next, expected + 1);
+            if (frame.imageState == ImageState::dropped) ++lost[frame.displayID];
+            if (frame.imageState != ImageState::segment) continue;
+            ++read;
+            ASSERT_EQ(testing::numberOf(loader.image(frame, FrameImageLoader::Size::full).result(), width), expected);
+        }
+        for (const auto& [display, count] : lost)
+            EXPECT_LE(count, 1) << "of display " << display << " in round " << round;
+        EXPECT_TRUE(memory.hub.read([](MemoryStore& store) { return store.openSegments(); }).empty());
+    }
+    EXPECT_GT(read, 20U);
+}
+
+TEST(SegmentRoundTrip, PicturesComeBackAtThreeSizesWhileTheSegmentGrowsAndAfterwards) {
+    const testing::TemporaryData data;
+    Memory memory;
+    FrameImageLoader loader(memory.codec);
+    for (int number = 0; number < 12; ++number)
+        ASSERT_TRUE(memory.store(1, number) || memory.store(1, number)); // a busy machine may drop one
+    const auto frames = memory.hub.read([](MemoryStore& store) { return store.frames({0}, {1e12}, true, 100); });
+    for (const bool closed : {false, true}) {
+        if (closed) memory.segments.closeAllAndWait();
+        for (const FrameSummary& frame : frames) {
+            if (frame.imageState != ImageState::segment) continue;
+            const int expected = static_cast<int>(frame.timestamp.seconds - 1e9);
+            // Of a segment that is written the last picture may be under way.
+            if (!closed && expected == 11) continue;
+            for (const auto size :
+                 {FrameImageLoader::Size::thumbnail, FrameImageLoader::Size::preview, FrameImageLoader::Size::full})
+                EXPECT_EQ(testing::numberOf(loader.image(frame, size).result(), width), expected);
+        }
+    }
+    EXPECT_TRUE(memory.hub.read([](MemoryStore& store) { return store.segment(1); })->closed);
+}
+
+} // namespace nomara
