@@ -18,7 +18,10 @@ libav::CodecContext openDecoder(const AVCodecParameters& parameters) {
     // A picture with damage isn't the picture that was stored.
     context->err_recognition |= AV_EF_EXPLODE | AV_EF_CAREFUL;
     context->error_concealment = 0;
-    if (avcodec_open2(context.get(), decoder, nullptr) < 0) throw VideoError("Videos of this kind can't be read here.");
+    // The decoder begins with the description at the head of the file.
+    const int code = avcodec_open2(context.get(), decoder, nullptr);
+    if (code == AVERROR(ENOMEM)) throw VideoError("There is too little memory to open a video.");
+    if (code < 0) throw DamagedVideo("The video can't be opened: " + libav::errorText(code) + ".");
     return context;
 }
 
