@@ -1,0 +1,93 @@
+#include "platform/linux/x11/X11Region.h"
+
+#include <utility>
+
+namespace nomara {
+
+namespace {
+
+// A screen full of windows needs a few dozen. More boxes than this cost more than too large a region does.
+constexpr std::size_t maxBoxes = 512;
+
+} // namespace
+
+void X11Region::add(const X11Box& box) {
+    if (box.isEmpty()) return;
+    X11Box whole = box;
+    if (m_boxes.size() >= maxBoxes) {
+        for (const X11Box& each : m_boxes)
+            whole = {std::min(whole.left, each.left), std::min(whole.top, each.top), std::max(whole.right, each.right),
+                     std::max(whole.bottom, each.bottom)};
+        m_boxes.clear();
+    } else {
+        subtract(box);
+    }
+    m_boxes.push_back(whole);
+}
+
+void X11Region::add(const X11Region& other) {
+    for (const X11Box& box : other.m_boxes)
+        add(box);
+}
+
+void X11Region::subtract(const X11Box& box) {
+    std::vector<X11Box> rest;
+    rest.reserve(m_boxes.size());
+    const auto keep = [&rest](const X11Box& piece) {
+        if (!piece.isEmpty()) rest.push_back(piece);
+    };
+    for (const X11Box& each : m_boxes) {
+        const X11Box shared = each.intersection(box);
+        if (shared.isEmpty()) {
+            rest.push_back(each);
+            continue;
+        }
+        keep({each.left, each.top, each.right, shared.top});
+        keep({each.left, shared.top, shared.left, shared.bottom});
+        keep({shared.right, shared.top, each.right, shared.bottom});
+        keep({each.left, shared.bottom, each.right, each.bottom});
+    }
+    m_boxes = std::move(rest);
+}
+
+void X11Region::subtract(const X11Region& other) {
+    for (const X11Box& box : other.m_boxes)
+        subtract(box);
+}
+
+X11Region X11Region::intersection(const X11Box& box) const {
+    X11Region result;
+    for (const X11Box& each : m_boxes) {
+        const X11Box shared = each.intersection(box);
+        if (!shared.isEmpty()) result.m_boxes.push_back(shared);
+    }
+    return result;
+}
+
+X11Region X11Region::intersection(const X11Region& other) const {
+    X11Region result;
+    for (const X11Box& box : other.m_boxes)
+        result.add(intersection(box));
+    return result;
+}
+
+X11Region X11Region::moved(int x, int y) const {
+    X11Region result = *this;
+    for (X11Box& box : result.m_boxes)
+        box = box.moved(x, y);
+    return result;
+}
+
+bool X11Region::contains(int x, int y) const {
+    return std::ranges::any_of(
+        m_boxes, [&](const X11Box& box) { return x >= box.left && x < box.right && y >= box.top && y < box.bottom; });
+}
+
+bool coverTheSame(const X11Region& a, const X11Region& b) {
+    X11Region left = a, right = b;
+    left.subtract(b);
+    right.subtract(a);
+    return left.isEmpty() && right.isEmpty();
+}
+
+} // namespace nomara

@@ -1,0 +1,156 @@
+#include "platform/linux/x11/X11ScreenImage.h"
+
+#include "core/imaging/ImageScaler.h"
+#include "platform/PlatformError.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+#include <sys/ipc.h>
+#include <sys/shm.h>
+
+namespace nomara {
+
+namespace {
+
+constexpr std::uint32_t opaqueBlack = 0xFF000000;
+constexpr std::size_t pixelBytes = 4;
+
+const xcb_visualtype_t* visualOf(const xcb_screen_t& screen) {
+    for (auto depth = xcb_screen_allowed_depths_iterator(&screen); depth.rem > 0; xcb_depth_next(&depth))
+        for (auto visual = xcb_depth_visuals_iterator(depth.data); visual.rem > 0; xcb_visualtype_next(&visual))
+            if (visual.data->visual_id == screen.root_visual) return visual.data;
+    return nullptr;
+}
+
+const xcb_screen_t* screenOf(const X11Connection& connection) {
+    auto screens = xcb_setup_roots_iterator(xcb_get_setup(connection.get()));
+    for (; screens.rem > 0; xcb_screen_next(&screens))
+        if (screens.data->root == connection.root()) return screens.data;
+    return nullptr;
+}
+
+// Blue, green, red and an unused byte, as every server of the last twenty years has them.
+bool hasKnownPixels(const X11Connection& connection) {
+    const auto* const setup = xcb_get_setup(connection.get());
+    const auto* const screen = screenOf(connection);
+    const auto* const visual = screen ? visualOf(*screen) : nullptr;
+    if (!visual || std::endian::native != std::endian::little) return false;
+    bool hasFormat = false;
+    for (auto format = xcb_setup_pixmap_formats_iterator(setup); format.rem > 0; xcb_format_next(&format))
+        hasFormat = hasFormat || (format.data->depth == screen->root_depth && format.data->bits_per_pixel == 32);
+    return hasFormat && setup->image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST && visual->red_mask == 0xFF0000 &&
+           visual->green_mask == 0xFF00 && visual->blue_mask == 0xFF;
+}
+
+} // namespace
+
+X11ScreenImage::X11ScreenImage(const X11Connection& connection) : m_connection(connection) {
+    if (!hasKnownPixels(connection))
+        throw PlatformError("The screen's colours are of a kind that can't be recorded; 24 bits a pixel are needed.");
+    if (connection.hasExtension(xcb_shm_id)) {
+        const X11Reply<xcb_shm_query_version_reply_t> version(
+            xcb_shm_query_version_reply(connection.get(), xcb_shm_query_version(connection.get()), nullptr));
+        m_canShare = version != nullptr;
+    }
+}
+
+X11ScreenImage::~X11ScreenImage() {
+    unshare();
+}
+
+bool X11ScreenImage::take(const X11Box& area) {
+    m_pixels = nullptr;
+    m_sent.reset();
+    if (area.isEmpty()) return false;
+    const auto width = std::uint16_t(area.right - area.left), height = std::uint16_t(area.bottom - area.top);
+    const auto x = std::int16_t(area.left), y = std::int16_t(area.top);
+    const std::size_t bytes = std::size_t(width) * height * pixelBytes;
+    if (share(bytes)) {
+        const X11Reply<xcb_shm_get_image_reply_t> reply(
+            xcb_shm_get_image_reply(m_connection.get(),
+                                    xcb_shm_get_image(m_connection.get(), m_connection.root(), x, y, width, height, ~0U,
+                                                      XCB_IMAGE_FORMAT_Z_PIXMAP, m_segment, 0),
+                                    nullptr));
+        if (!reply || reply->size < bytes) return false;
+        m_pixels = m_shared;
+    } else {
+        m_sent.reset(xcb_get_image_reply(
+            m_connection.get(),
+            xcb_get_image(m_connection.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, m_connection.root(), x, y, width, height, ~0U),
+            nullptr));
+        if (!m_sent || std::size_t(xcb_get_image_data_length(m_sent.get())) < bytes) return false;
+        m_pixels = xcb_get_image_data(m_sent.get());
+    }
+    m_area = area;
+    return true;
+}
+
+Image X11ScreenImage::image(const X11Region& hidden, PixelSize size) {
+    if (!m_pixels || size.width <= 0 || size.height <= 0) return nullptr;
+    const int width = m_area.right - m_area.left, height = m_area.bottom - m_area.top;
+    const std::size_t stride = std::size_t(width) * pixelBytes;
+    // Here and not in the copy: nothing of it may remain in memory either.
+    const X11Region painted = hidden.intersection(m_area).moved(-m_area.left, -m_area.top);
+    for (const X11Box& box : painted.boxes())
+        for (int y = box.top; y < box.bottom; ++y)
+            std::memset(m_pixels + std::size_t(y) * stride + std::size_t(box.left) * pixelBytes, 0,
+                        std::size_t(box.right - box.left) * pixelBytes);
+
+    // An odd last row or column is left off; a wide display is made smaller.
+    if (size.width > width || size.height > height) return nullptr;
+    const bool isCropped = width - size.width <= 1 && height - size.height <= 1;
+    auto copy = isCropped ? std::make_shared<PixelBuffer>(size.width, size.height)
+                          : std::make_shared<PixelBuffer>(
+                                ImageScaler::smaller(m_pixels, stride, width, height, size.width, size.height));
+    for (int y = 0; y < size.height; ++y) {
+        std::uint8_t* const to = copy->row(y);
+        const std::uint8_t* const from = isCropped ? m_pixels + std::size_t(y) * stride : to;
+        for (std::size_t at = 0; at < std::size_t(size.width) * pixelBytes; at += pixelBytes) {
+            std::uint32_t pixel = 0;
+            std::memcpy(&pixel, from + at, sizeof pixel);
+            pixel |= opaqueBlack; // the server leaves the fourth byte as it is
+            std::memcpy(to + at, &pixel, sizeof pixel);
+        }
+    }
+    return copy;
+}
+
+bool X11ScreenImage::share(std::size_t bytes) {
+    if (m_shared && m_capacity >= bytes) return true;
+    unshare();
+    if (!m_canShare) return false;
+    const int memory = shmget(IPC_PRIVATE, bytes, IPC_CREAT | 0600);
+    if (memory < 0) return false; // none left now; the next image may find some
+    void* const address = shmat(memory, nullptr, 0);
+    if (address == reinterpret_cast<void*>(-1)) { // NOLINT: the system's own sign of failure
+        shmctl(memory, IPC_RMID, nullptr);
+        return false;
+    }
+    m_segment = xcb_generate_id(m_connection.get());
+    const FreeReply release;
+    auto* const error = xcb_request_check(
+        m_connection.get(), xcb_shm_attach_checked(m_connection.get(), m_segment, std::uint32_t(memory), 0));
+    shmctl(memory, IPC_RMID, nullptr); // it lives on until both have let go of it
+    if (error) {
+        // The server is on another machine, or may not share.
+        release(error);
+        shmdt(address);
+        m_canShare = false;
+        return false;
+    }
+    m_shared = static_cast<std::uint8_t*>(address);
+    m_capacity = bytes;
+    return true;
+}
+
+void X11ScreenImage::unshare() {
+    if (!m_shared) return;
+    xcb_shm_detach(m_connection.get(), m_segment);
+    shmdt(m_shared);
+    m_shared = nullptr;
+    m_capacity = 0;
+}
+
+} // namespace nomara

@@ -1,0 +1,148 @@
+#include "platform/linux/x11/X11Stacking.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace nomara {
+
+namespace {
+
+// Within this time a server has told of the copying that moves a window.
+constexpr double copySeconds = 0.3;
+
+} // namespace
+
+void X11Stacking::reset(std::vector<X11TopWindow> windows, double now) {
+    m_windows = std::move(windows);
+    changed(now);
+}
+
+void X11Stacking::add(const X11TopWindow& window, double now) {
+    if (const auto known = place(window.id); known != m_windows.end()) m_windows.erase(known);
+    m_windows.push_back(window);
+    changed(now);
+}
+
+void X11Stacking::remove(std::uint32_t id, double now) {
+    const auto window = place(id);
+    if (window == m_windows.end()) return;
+    m_windows.erase(window);
+    changed(now);
+}
+
+void X11Stacking::setShown(std::uint32_t id, bool isShown, double now) {
+    const auto window = place(id);
+    if (window == m_windows.end()) return;
+    window->isShown = isShown;
+    changed(now);
+}
+
+void X11Stacking::setExcluded(std::uint32_t id, double now) {
+    const auto window = place(id);
+    if (window == m_windows.end()) return;
+    window->isExcluded = true;
+    changed(now);
+}
+
+void X11Stacking::configure(std::uint32_t id, const X11Box& bounds, std::uint32_t sibling, double now) {
+    const auto found = place(id);
+    if (found == m_windows.end()) return;
+    X11TopWindow window = *found;
+    const bool isCopied = window.isShown && window.bounds != bounds;
+    if (isCopied) carry(window, bounds, now);
+    window.bounds = bounds;
+    m_windows.erase(found);
+    const auto below = place(sibling);
+    const auto put = m_windows.insert(below == m_windows.end() ? m_windows.begin() : below + 1, window);
+    if (isCopied) shield(put, now);
+    changed(now);
+}
+
+void X11Stacking::restack(std::uint32_t id, bool onTop, double now) {
+    const auto found = place(id);
+    if (found == m_windows.end()) return;
+    const X11TopWindow window = *found;
+    m_windows.erase(found);
+    m_windows.insert(onTop ? m_windows.end() : m_windows.begin(), window);
+    changed(now);
+}
+
+void X11Stacking::painted(const X11Box& box) {
+    m_left.subtract(box);
+}
+
+void X11Stacking::forget() {
+    m_left = {};
+    m_carried = {};
+}
+
+X11Region X11Stacking::hidden(double now) {
+    if (!m_carried.isEmpty() && now > m_carriedAt + copySeconds) m_left.add(std::exchange(m_carried, {}));
+    X11Region all = m_visible;
+    all.add(m_left);
+    all.add(m_carried);
+    return all;
+}
+
+bool X11Stacking::hasExcluded() const {
+    return std::ranges::any_of(m_windows, [](const X11TopWindow& w) { return w.isExcluded && w.isShown; });
+}
+
+const X11TopWindow* X11Stacking::find(std::uint32_t id) const {
+    const auto found = std::ranges::find(m_windows, id, &X11TopWindow::id);
+    return found == m_windows.end() ? nullptr : &*found;
+}
+
+X11Stacking::Place X11Stacking::place(std::uint32_t id) {
+    return std::ranges::find(m_windows, id, &X11TopWindow::id);
+}
+
+void X11Stacking::changed(double now) {
+    X11Region before = std::exchange(m_visible, visible());
+    if (before.isEmpty() && m_visible.isEmpty()) return;
+    if (!coverTheSame(before, m_visible)) m_changedAt = now;
+    before.subtract(m_visible);
+    m_left.subtract(m_visible);
+    m_left.add(before);
+    // Below all windows the server paints the background itself, at once.
+    X11Region onWindows;
+    for (const X11TopWindow& window : m_windows)
+        if (window.isShown) onWindows.add(m_left.intersection(window.bounds));
+    m_left = std::move(onWindows);
+}
+
+X11Region X11Stacking::visible() const {
+    X11Region all;
+    for (auto window = m_windows.begin(); window != m_windows.end(); ++window) {
+        if (!window->isExcluded || !window->isShown) continue;
+        X11Region part(window->bounds);
+        for (auto above = window + 1; above != m_windows.end(); ++above)
+            if (above->isShown && above->isOpaque && !above->isExcluded) part.subtract(above->bounds);
+        all.add(part);
+    }
+    return all;
+}
+
+void X11Stacking::carry(const X11TopWindow& window, const X11Box& bounds, double now) {
+    const X11Box& old = window.bounds;
+    X11Region taken = m_left.intersection(old);
+    taken.add(m_carried.intersection(old));
+    if (taken.isEmpty()) return;
+    const bool isMove =
+        old.right - old.left == bounds.right - bounds.left && old.bottom - old.top == bounds.bottom - bounds.top;
+    // Where the pixels of a resized window go is its program's choice.
+    m_carried.add(isMove ? taken.moved(bounds.left - old.left, bounds.top - old.top) : X11Region(bounds));
+    m_carriedAt = now;
+}
+
+// The copying that moves a window is told as if nothing lay above the window.
+void X11Stacking::shield(Place window, double now) {
+    X11Region above;
+    for (auto each = window + 1; each != m_windows.end(); ++each)
+        if (each->isShown) above.add(m_left.intersection(each->bounds.intersection(window->bounds)));
+    if (above.isEmpty()) return;
+    m_carried.add(above);
+    m_carriedAt = now;
+}
+
+} // namespace nomara

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "platform/linux/x11/X11Region.h"
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace nomara {
+
+/// A child of the root window.
+struct X11TopWindow {
+    std::uint32_t id = 0;
+    X11Box bounds;           ///< with its border
+    bool isShown = false;    ///< drawn, where nothing lies above it
+    bool isOpaque = true;    ///< nothing shows through its bounds: it isn't shaped
+    bool isExcluded = false; ///< must never be seen in an image
+    friend bool operator==(const X11TopWindow&, const X11TopWindow&) = default;
+};
+
+/// Where excluded windows can be seen on the screen, followed change by change in the server's own order: where they
+/// show, and where they have left their pixels behind. A window that comes to light, or comes up, without a background
+/// shows what was there before until its program paints it, and a program that hangs never does. So what an excluded
+/// window leaves is hidden until it has been painted. Pure; times are monotonic seconds.
+class X11Stacking {
+public:
+    /// All windows anew, the lowest first. Fits in after changes that weren't followed.
+    void reset(std::vector<X11TopWindow> windows, double now);
+    /// A window that came, at the top.
+    void add(const X11TopWindow& window, double now);
+    void remove(std::uint32_t id, double now);
+    void setShown(std::uint32_t id, bool isShown, double now);
+    void setExcluded(std::uint32_t id, double now);
+    /// Moved, resized, restacked; it lies right above `sibling` then, or lowest without one.
+    void configure(std::uint32_t id, const X11Box& bounds, std::uint32_t sibling, double now);
+    void restack(std::uint32_t id, bool onTop, double now);
+    /// The program of the window that one sees here has painted, after the changes told before.
+    void painted(const X11Box& box);
+    /// Forgets what was left behind.
+    void forget();
+
+    /// All that must be hidden.
+    X11Region hidden(double now);
+    bool hasExcluded() const;
+    /// When the visible part of the excluded windows last changed.
+    double changedAt() const { return m_changedAt; }
+    const std::vector<X11TopWindow>& windows() const { return m_windows; } ///< the lowest first
+    const X11TopWindow* find(std::uint32_t id) const;
+
+private:
+    using Place = std::vector<X11TopWindow>::iterator;
+    Place place(std::uint32_t id);
+    void changed(double now);
+    X11Region visible() const;
+    void carry(const X11TopWindow& window, const X11Box& bounds, double now);
+    void shield(Place window, double now);
+
+    std::vector<X11TopWindow> m_windows;
+    X11Region m_visible; ///< what shows of excluded windows
+    X11Region m_left;    ///< where they showed before, until painted
+    X11Region m_carried; ///< the part of it that the copying of a moved window took along, or seemed to paint over
+    double m_carriedAt = 0;
+    double m_changedAt = -1e9;
+};
+
+} // namespace nomara
