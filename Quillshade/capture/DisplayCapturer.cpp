@@ -75,9 +75,12 @@ void DisplayCapturer::setOnStop(OnStop onStop) {
     {
         const std::lock_guard lock(m_lock);
         ended = std::exchange(m_ended, std::nullopt);
-        if (!ended) m_onStop = onStop;
+        if (!ended) {
+            m_onStop = std::move(onStop);
+            return;
+        }
     }
-    if (ended && onStop) onStop(*this, *ended);
+    if (onStop) onStop(*this, *ended);
 }
 
 LatestImage DisplayCapturer::takeLatest() {
