@@ -115,6 +115,11 @@ int main() {
         BrowserPrivacy fresh = desk.privacy();
         fresh.verdicts(fresh.visibleWindows(), std::nullopt, desk.config, seconds());
     });
+    // What every look at any front window costs, proved or not.
+    const Cost front = measure(desk, rounds, [&] {
+        desk.inspector.focusIsSecure();
+        desk.inspector.snapshot(browser.front().pid());
+    });
     browser.emplace_back(open("another", false));
     const bool tabShown = waitUntil([&] {
         for (const ScreenWindow& window : privacy.visibleWindows())
@@ -131,6 +136,7 @@ int main() {
     print("six windows, asked anew each time", anew);
     print("a new tab in one of them", tab);
     print("the same again", afterwards);
+    print("the front window's focus, title and place", front);
     const bool quiet = proved.calls == 0 && afterwards.calls == 0;
     const bool oneRead = tabShown && tab.reads == 1;
     std::printf("\nshare of asking anew, time       %.4f\n",
