@@ -85,7 +85,7 @@ BrowserPrivacy::Owner BrowserPrivacy::ownerOf(const WindowInfo& window) {
         return known->second;
     ApplicationIdentity identity;
     if (m_identify) identity = m_identify(nomara::ownerOf(window));
-    const Owner owner{window.className, window.role, identity.isBrowser || AppCatalog::isBrowser(identity.bundleID),
+    Owner owner{window.className, window.role, identity.isBrowser || AppCatalog::isBrowser(identity.bundleID),
                       AppCatalog::isAlwaysPrivate(identity.bundleID)};
     // Without a class nothing tells a process from a later one of the same number.
     if (window.className.empty()) return owner;

@@ -78,20 +78,19 @@ struct CtlStatus : CtlTest {
     PrivateBus bus;
 
     nlohmann::json report() const {
-        return {
-            {"version", "0.1.0"},
-            {"pid", 4711},
-            {"dataDirectory", data.folder()},
-            {"status", "Recording text only"},
-            {"recording", true},
-            {"textOnly", true},
-            {"detail", nullptr},
-            {"skipReason", "none"},
-            {"policy", "textOnly"},
-            {"accessibility", {{"available", true}}},
-            {"databaseDamaged", false},
-            {"frontApplication", {{"pid", 12}, {"id", "org.example.Editor"}, {"name", "Editor"}}},
-            {"lastSaved", {{"id", 17}, {"timestamp", 1'699'999'940}, {"appName", "Editor"}}}};
+        return {{"version", "0.1.0"},
+                {"pid", 4711},
+                {"dataDirectory", data.folder()},
+                {"status", "Recording text only"},
+                {"recording", true},
+                {"textOnly", true},
+                {"detail", nullptr},
+                {"skipReason", "none"},
+                {"policy", "textOnly"},
+                {"accessibility", {{"available", true}}},
+                {"databaseDamaged", false},
+                {"frontApplication", {{"pid", 12}, {"id", "org.example.Editor"}, {"name", "Editor"}}},
+                {"lastSaved", {{"id", 17}, {"timestamp", 1'699'999'940}, {"appName", "Editor"}}}};
     }
 };
 

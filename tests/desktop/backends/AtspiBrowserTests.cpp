@@ -87,7 +87,7 @@ TEST_F(AtspiBrowser, ChromiumPageOfAThousandNodesIsReadWhole) {
     WindowText text;
     ASSERT_TRUE(waitUntil([&] {
         text = accessibility.text(window->element, window->frame, patientLimits);
-        return text.finished && text.visited > rows * columns;
+        return text.finished && text.visited > std::int64_t{rows} * columns;
     })) << text.visited;
     for (int row = 0; row < rows; ++row)
         for (int column = 0; column < columns; ++column)
