@@ -39,7 +39,8 @@ std::string page() {
     return html + "</table>";
 }
 
-int cellsIn(const std::string& text) {
+int cellsIn(const std::string& read) {
+    const std::string text = "\n" + read + "\n";
     int found = 0;
     for (int row = 0; row < rows; ++row)
         for (int column = 0; column < columns; ++column)
@@ -59,7 +60,7 @@ public:
     explicit WalkByLibrary(const Rect& frame) : m_frame(frame) {}
 
     WindowText read(AtspiAccessible* window) {
-        m_tree = {.nodes = {}, .inlineText = true, .complete = true};
+        m_tree = {.nodes = {}, .inlineText = true, .mayHoldPages = true, .complete = true};
         visit(window, -1, 0);
         return atspi::TextRules::compose(m_tree, m_frame, unhurried);
     }
