@@ -60,7 +60,6 @@ BrowserPrivacy::BrowserPrivacy(WindowInspector& inspector, WindowServer& windowS
     : m_inspector(inspector), m_windowServer(windowServer), m_identify(std::move(identify)) {}
 
 std::vector<ScreenWindow> BrowserPrivacy::visibleWindows() {
-    const std::int64_t began = CaptureDiagnostics::threadNanoseconds();
     const auto all = m_windowServer.onScreenWindows();
     // Menus don't tell what their program is, but its other windows do.
     std::set<ProcessID> browsers;
@@ -72,7 +71,6 @@ std::vector<ScreenWindow> BrowserPrivacy::visibleWindows() {
         const bool isBrowser = window.pid == 0 ? ownerOf(window).isBrowser : browsers.contains(window.pid);
         if (isBrowser) windows.push_back({window.number, window.pid, *window.bounds, window.title, window.layer != 0});
     }
-    CaptureDiagnostics::addWindowListRead(CaptureDiagnostics::threadNanoseconds() - began);
     return windows;
 }
 
@@ -86,7 +84,7 @@ BrowserPrivacy::Owner BrowserPrivacy::ownerOf(const WindowInfo& window) {
     ApplicationIdentity identity;
     if (m_identify) identity = m_identify(nomara::ownerOf(window));
     Owner owner{window.className, window.role, identity.isBrowser || AppCatalog::isBrowser(identity.bundleID),
-                      AppCatalog::isAlwaysPrivate(identity.bundleID)};
+                AppCatalog::isAlwaysPrivate(identity.bundleID)};
     // Without a class nothing tells a process from a later one of the same number.
     if (window.className.empty()) return owner;
     if (m_owners.size() > maxOwners) m_owners.clear();
