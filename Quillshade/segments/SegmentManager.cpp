@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <future>
 #include <system_error>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -28,6 +29,7 @@ constexpr std::int64_t mostFrames = 300;
 constexpr std::int64_t leastFreeBytes = 2'147'483'648;
 constexpr double diskCheckSeconds = 60;
 constexpr int encoderSpins = 60;
+constexpr std::chrono::milliseconds spinTime{5};
 constexpr int probeSide = 64; // pixels; enough to see whether a picture can be read
 
 struct Encoding {
@@ -102,6 +104,10 @@ std::optional<SegmentManager::Place> SegmentManager::append(const Image& image, 
     }
     if (entry == m_open.end()) {
         if (isDiskLow(date)) return std::nullopt;
+        if (!waitUntilStored(displayID)) {
+            Log::error(LogCategory::capture, "Encoder busy, frame dropped");
+            return std::nullopt;
+        }
         try {
             entry = m_open.emplace(displayID, openSegment(displayID, size, quality, date)).first;
             m_openFailure.clear();
@@ -117,6 +123,19 @@ std::optional<SegmentManager::Place> SegmentManager::append(const Image& image, 
     return Place{entry->second->id, *index};
 }
 
+// A crash costs a display one picture: as long as the last one of the segment before isn't on the disk, no new segment
+// takes one.
+bool SegmentManager::waitUntilStored(DisplayID displayID) {
+    const auto entry = m_closing[displayID].lock();
+    if (!entry) return true;
+    const SegmentWriter& writer = *entry->writer;
+    for (int spin = 0; writer.isWriting() && writer.storedFrames() < writer.frameCount(); ++spin) {
+        if (spin == encoderSpins) return false;
+        std::this_thread::sleep_for(spinTime);
+    }
+    return true;
+}
+
 void SegmentManager::closeIdle(double limitSeconds, Date date) {
     std::vector<DisplayID> idle;
     for (const auto& [displayID, entry] : m_open)
@@ -126,12 +145,15 @@ void SegmentManager::closeIdle(double limitSeconds, Date date) {
 }
 
 void SegmentManager::close(DisplayID displayID) {
-    if (auto entry = m_open.extract(displayID)) finishInBackground(std::move(entry.mapped()));
+    auto entry = m_open.extract(displayID);
+    if (!entry) return;
+    m_closing[displayID] = entry.mapped();
+    finishInBackground(std::move(entry.mapped()));
 }
 
 void SegmentManager::closeAll() {
-    for (auto& [displayID, entry] : std::exchange(m_open, {}))
-        finishInBackground(entry);
+    while (!m_open.empty())
+        close(m_open.begin()->first);
 }
 
 void SegmentManager::closeAllAndWait() {

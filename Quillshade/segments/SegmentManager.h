@@ -63,6 +63,7 @@ private:
 
     static bool mustRollOver(const Open& entry, VideoSize size, Date date, ImageQuality quality);
     bool isDiskLow(Date date);
+    bool waitUntilStored(DisplayID displayID);
     Entry openSegment(DisplayID displayID, VideoSize size, ImageQuality quality, Date date);
     void finishInBackground(Entry entry);
     void recordClose(const Open& entry, std::int64_t bytes);
@@ -73,6 +74,7 @@ private:
     Volume& m_volume;
     const double m_finishLimitSeconds;
     std::map<DisplayID, Entry> m_open;
+    std::map<DisplayID, std::weak_ptr<Open>> m_closing; ///< the one before the open one
     std::optional<Date> m_diskCheckedAt;
     bool m_diskLow = false;
     std::string m_openFailure; // the last one told; empty since one could be opened

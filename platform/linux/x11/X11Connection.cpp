@@ -4,6 +4,7 @@
 #include "platform/PlatformError.h"
 
 #include <cstring>
+#include <mutex>
 #include <utility>
 
 #include <unistd.h>
@@ -82,7 +83,12 @@ X11Connection::X11Connection(std::function<void()> onLost, const std::string& di
         name = variable;
     }
     int screenNumber = 0;
-    m_connection = xcb_connect(name.c_str(), &screenNumber);
+    {
+        // libXau, which reads the authority file, keeps its name in one place for all threads.
+        static std::mutex connecting;
+        const std::lock_guard lock(connecting);
+        m_connection = xcb_connect(name.c_str(), &screenNumber);
+    }
     if (xcb_connection_has_error(m_connection) == 0) {
         auto screens = xcb_setup_roots_iterator(xcb_get_setup(m_connection));
         for (; screens.rem > 0 && screenNumber > 0; --screenNumber)
