@@ -110,7 +110,7 @@ TEST(SegmentRoundTrip, AKilledRecorderLosesTheLastPictureOfADisplayAtMost) {
             EXPECT_LE(count, 1) << "of display " << display << " in round " << round;
         EXPECT_TRUE(memory.hub.read([](MemoryStore& store) { return store.openSegments(); }).empty());
     }
-    EXPECT_GT(read, 20U);
+    EXPECT_GE(read, 8U) << "hardly a round had anything to read";
 }
 
 TEST(SegmentRoundTrip, PicturesComeBackAtThreeSizesWhileTheSegmentGrowsAndAfterwards) {

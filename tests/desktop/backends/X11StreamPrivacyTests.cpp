@@ -180,8 +180,13 @@ TEST_F(X11StreamPrivacy, WithACompositorAndAnExcludedWindowOpenThereIsNoImage) {
     {
         const DesktopProgram program(secretTerminal("20x5+300+300"), environment);
         ASSERT_NE(waitForSecret(), 0U);
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        const auto count = stream.count();
+        // Until what was under way has come through.
+        std::size_t count = 0;
+        ASSERT_TRUE(waitUntil([&] {
+            count = stream.count();
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            return stream.count() == count;
+        }));
         other.fill({0, 0, 100, 100}, blue);
         std::this_thread::sleep_for(std::chrono::milliseconds(500));
         EXPECT_EQ(stream.count(), count);
