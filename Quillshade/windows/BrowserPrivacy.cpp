@@ -157,7 +157,11 @@ void BrowserPrivacy::ask(const ScreenWindow& window, Grading& grading) {
     const bool isCertain = matches.size() == 1 && matches.front()->numbers.size() == 1;
     facts.unmatched = !isCertain && (matches.empty() || !noneIsPrivate(window, process->second));
     if (facts.unmatched) return;
-    if (!isCertain) return mergeMarker(facts, false);
+    if (!isCertain) {
+        // Which page is whose isn't known; asking again at once would not tell either.
+        putAddress(facts, window.title, std::nullopt, grading.now);
+        return mergeMarker(facts, false);
+    }
 
     const InspectedWindow& match = *matches.front();
     const BrowserFacts found = read(match.element);

@@ -184,7 +184,20 @@ TEST_F(BrowserWindows, WhatCannotBeToldApartIsNotAllowed) {
         });
         EXPECT_EQ(fresh.verdicts(fresh.visibleWindows(), std::nullopt, config, now), row.verdicts) << row.name;
     }
-    // One of two isn't on the bus: the other doesn't vouch for it.
+    // With excluded sites none of two such windows has an address, and they aren't asked again for a minute.
+    show({{twin, normal, {}}, {page, normal, {}}});
+    config.excludedSites = {"bank.example"};
+    const WindowPrivacy::Verdicts unknown{{1, Verdict::unknown}, {2, Verdict::unknown}};
+    EXPECT_EQ(grade(), unknown);
+    const int once = trips();
+    EXPECT_EQ(grade(59), unknown);
+    EXPECT_EQ(trips(), once);
+    config.excludedSites.clear();
+    EXPECT_EQ(grade(), (WindowPrivacy::Verdicts{{1, Verdict::allow}, {2, Verdict::allow}})) << "none is private";
+}
+
+TEST_F(BrowserWindows, OneThatIsNotOnTheBusHasNobodyToVouchForIt) {
+    const WindowInfo page = onScreen(1, "Page - B", left), twin = onScreen(2, "Page - B", left, true);
     show({{page, normal, {}}});
     server.setWindows({twin, page});
     EXPECT_EQ(grade(), (WindowPrivacy::Verdicts{{1, Verdict::unknown}, {2, Verdict::unknown}}));

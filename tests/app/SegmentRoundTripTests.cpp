@@ -71,7 +71,8 @@ TEST(SegmentRoundTrip, AKilledRecorderLosesTheLastPictureOfADisplayAtMost) {
     std::mt19937 random(std::random_device{}());
     int next = 0;
     std::size_t read = 0;
-    for (int round = 0; round < 8; ++round) {
+    // Where chance ended the first rounds early, others follow until enough pictures have been read.
+    for (int round = 0; round < 8 || (read <= 20 && round < 40); ++round) {
         std::array<int, 2> ends{};
         ASSERT_EQ(pipe(ends.data()), 0);
         const pid_t child = fork();
@@ -110,7 +111,7 @@ TEST(SegmentRoundTrip, AKilledRecorderLosesTheLastPictureOfADisplayAtMost) {
             EXPECT_LE(count, 1) << "of display " << display << " in round " << round;
         EXPECT_TRUE(memory.hub.read([](MemoryStore& store) { return store.openSegments(); }).empty());
     }
-    EXPECT_GE(read, 8U) << "hardly a round had anything to read";
+    EXPECT_GT(read, 20U);
 }
 
 TEST(SegmentRoundTrip, PicturesComeBackAtThreeSizesWhileTheSegmentGrowsAndAfterwards) {
