@@ -13,7 +13,7 @@ INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]', re.MULTILINE)
 QT = re.compile(r"Q[A-Z]\w*(/.*)?$|Qt\w+/.*")
 DISPLAY = re.compile(r"(xcb|X11|xkbcommon|wayland\S*)/.*")
 DESKTOP = re.compile(r"(systemd|dbus|atspi|gtk|glib|gio)\S*/.*|glib\.h$")
-MEDIA = re.compile(r"(libav\w+|libsw\w+)/.*|x265\.h$")
+MEDIA = re.compile(r"(libav\w+|libsw\w+)/.*|x265\.h$|(tesseract|leptonica)/.*")
 
 # Files of these folders or patterns, and what they must not include.
 RULES = (
