@@ -10,7 +10,10 @@
 #include "platform/PlatformError.h"
 #include "platform/linux/atspi/AtspiAccessibility.h"
 #include "platform/linux/desktop/ApplicationIdentifier.h"
+#include "platform/linux/files/DiskVolume.h"
+#include "platform/linux/libav/LibavVideoCodec.h"
 #include "platform/linux/settings/QtPreferencesStore.h"
+#include "platform/linux/x11/X11DisplayStream.h"
 #include "platform/linux/x11/X11InputActivity.h"
 #include "platform/linux/x11/X11RunningApplications.h"
 #include "platform/linux/x11/X11WindowServer.h"
@@ -81,7 +84,7 @@ std::string storeSettings(AppSettings& settings, const std::vector<std::string>&
 
 // A display server that stands still, or a disk, could keep an orderly end waiting for good: it has this long, and a
 // second signal cuts it short.
-constexpr unsigned longestEndSeconds = 5;
+constexpr unsigned longestEndSeconds = 10;
 
 void endInOrder() {
     static bool ending = false;
@@ -94,8 +97,6 @@ void endInOrder() {
 void sayWhatIsMissing(const AppSettings& settings) {
     if (!settings.onboardingCompleted())
         say("Setup needed: nothing is recorded until you allow it with --set onboardingCompleted=true.");
-    else if (!settings.textOnlyMode())
-        say("This version records text alone; switch that on with --set textOnlyMode=true.");
 }
 
 std::string describe(const SQLiteError& error) {
@@ -124,9 +125,13 @@ int record(AppSettings& settings, const Executor& mainThread) {
     };
     X11InputActivity input({[&accessibility] { return accessibility.isTrusted(); }, isPasswordPrompter}, displayLost);
     X11RunningApplications applications(identify, displayLost);
+    X11DisplayStreams streams(identify);
+    LibavVideoCodec codec;
+    DiskVolume volume;
     StoreHub hub(mainThread, clock);
     AppModel model(hub, settings, clock,
-                   {accessibility, windowServer, input, applications, mainThread, identify, ownBundleID, std::nullopt});
+                   {accessibility, windowServer, input, applications, streams, codec, volume, mainThread, identify,
+                    ownBundleID, std::nullopt});
     ControlService control(model);
     switch (control.registerOnSessionBus()) {
     case ControlService::Registration::done:

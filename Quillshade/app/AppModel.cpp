@@ -55,14 +55,35 @@ struct AppModel::Courses {
         Q_EMIT model->changed();
         Q_EMIT model->statsRefreshed();
     }
+
+    /// What a crash has left is put right before anything is recorded anew.
+    static QCoro::Task<> launch(QPointer<AppModel> model) {
+        const auto recovered = model->m_segments.recoverOpenSegments();
+        co_await recovered;
+        if (model.isNull()) co_return;
+        // Whoever hasn't been through the setup is never recorded.
+        if (model->m_settings.onboardingCompleted()) {
+            model->refreshPermissions();
+            model->m_recorder.setBlock(Recorder::Block::stopped, false);
+        }
+        model->refreshStats();
+    }
 };
 
 AppModel::AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, const Platform& platform)
     : m_settings(settings), m_hub(hub), m_clock(clock), m_tracker(platform.applications, platform.mainThread),
-      m_recorder([&] {
-          Recorder::Services services{
-              hub,   platform.accessibility, platform.windowServer, platform.input,      m_tracker,
-              clock, platform.mainThread,    platform.identify,     platform.ownBundleID};
+      m_segments(hub, platform.codec, platform.volume), m_images(platform.codec), m_recorder([&] {
+          Recorder::Services services{hub,
+                                      platform.accessibility,
+                                      platform.windowServer,
+                                      platform.input,
+                                      platform.streams,
+                                      m_segments,
+                                      m_tracker,
+                                      clock,
+                                      platform.mainThread,
+                                      platform.identify,
+                                      platform.ownBundleID};
           if (platform.startTimer) services.startTimer = *platform.startTimer;
           return services;
       }()),
@@ -131,12 +152,7 @@ void AppModel::start() {
         }
     }
     m_statsTimer.start(statsInterval);
-    // Whoever hasn't been through the setup is never recorded.
-    if (m_settings.onboardingCompleted()) {
-        refreshPermissions();
-        m_recorder.setBlock(Recorder::Block::stopped, false);
-    }
-    refreshStats();
+    Courses::launch(this);
 }
 
 void AppModel::shutdown() {
@@ -180,11 +196,13 @@ void AppModel::resume() {
 }
 
 void AppModel::refreshPermissions() {
-    m_recorder.askAccessibility([weak = QPointer<AppModel>(this)](bool trusted, const std::string& reason) {
+    m_recorder.askReport([weak = QPointer<AppModel>(this)](const CaptureReport& report) {
         if (weak.isNull()) return;
-        if (weak->m_accessibilityPermission != trusted || weak->m_accessibilityReason != reason) {
-            weak->m_accessibilityPermission = trusted;
-            weak->m_accessibilityReason = reason;
+        weak->m_captureReport = report;
+        if (weak->m_accessibilityPermission != report.accessibilityTrusted ||
+            weak->m_accessibilityReason != report.accessibilityReason) {
+            weak->m_accessibilityPermission = report.accessibilityTrusted;
+            weak->m_accessibilityReason = report.accessibilityReason;
             Q_EMIT weak->changed();
         }
         Q_EMIT weak->permissionsRefreshed();

@@ -2,6 +2,8 @@
 
 #include "Quillshade/capture/FrontmostTracker.h"
 #include "Quillshade/capture/Recorder.h"
+#include "Quillshade/segments/FrameImageLoader.h"
+#include "Quillshade/segments/SegmentManager.h"
 #include "Quillshade/settings/AppSettings.h"
 #include "Quillshade/store/StoreHub.h"
 
@@ -34,6 +36,9 @@ public:
         WindowServer& windowServer;
         InputActivity& input;
         RunningApplications& applications;
+        DisplayStreams& streams;
+        VideoCodec& codec;
+        Volume& volume;
         Executor mainThread;
         IdentityResolver identify;
         std::optional<std::string> ownBundleID;
@@ -71,10 +76,13 @@ public:
     bool accessibilityPermission() const { return m_accessibilityPermission; }
     /// Why accessibility is missing, as a sentence; empty while it is there.
     const std::string& accessibilityReason() const { return m_accessibilityReason; }
+    /// What the recorder did with the displays, as of the last `refreshPermissions`.
+    const CaptureReport& captureReport() const { return m_captureReport; }
     std::int64_t pendingOCR() const { return m_pendingOCR; }
     bool databaseDamaged() const { return m_databaseDamaged; }
     std::optional<FrontmostApp> frontmost() const { return m_tracker.current(); }
     Recorder& recorder() { return m_recorder; }
+    FrameImageLoader& images() { return m_images; }
 
 Q_SIGNALS:
     void changed();
@@ -92,6 +100,8 @@ private:
     StoreHub& m_hub;
     const Clock& m_clock;
     FrontmostTracker m_tracker;
+    SegmentManager m_segments;
+    FrameImageLoader m_images;
     Recorder m_recorder;
 
     QTimer m_pauseTimer;
@@ -108,6 +118,7 @@ private:
     StorageBreakdown m_storage;
     bool m_accessibilityPermission = false;
     std::string m_accessibilityReason;
+    CaptureReport m_captureReport;
     std::int64_t m_pendingOCR = 0;
     bool m_databaseDamaged = false;
 };

@@ -2,6 +2,7 @@
 
 #include "Quillshade/capture/FrontmostTracker.h"
 #include "Quillshade/capture/RecorderTypes.h"
+#include "Quillshade/capture/StreamReconciler.h"
 #include "Quillshade/settings/RecorderConfig.h"
 #include "Quillshade/windows/BrowserPrivacy.h"
 #include "Quillshade/windows/WindowInspector.h"
@@ -18,10 +19,12 @@
 
 namespace nomara {
 
+class SegmentManager;
 class StoreHub;
 
 /// The loop that watches the screen: once a second or two it decides whether anything may be recorded at all, and if
-/// so reads what is new and stores it. A screen that hasn't changed costs a few comparisons and stores nothing.
+/// so reads what is new and stores it, with an image of each display or, where images aren't wanted, as text alone. A
+/// screen that hasn't changed costs a few comparisons and stores nothing.
 ///
 /// All state belongs to the recorder's queue. The public operations may be called from any thread and return at once,
 /// unless they say that they wait.
@@ -39,8 +42,7 @@ public:
         std::function<void()> userStopped = [] {};
     };
 
-    using StartTimer = std::function<std::unique_ptr<SerialQueue::Timer>(
-        SerialQueue& queue, double firstSeconds, double intervalSeconds, double leewaySeconds, SerialQueue::Work work)>;
+    using StartTimer = StreamReconciler::StartTimer;
 
     /// What the recorder works with; all of it outlives the recorder.
     struct Services {
@@ -48,6 +50,8 @@ public:
         Accessibility& accessibility;
         WindowServer& windowServer;
         InputActivity& input;
+        DisplayStreams& streams;
+        SegmentManager& segments; ///< used on the recorder's queue alone from now on
         const FrontmostTracker& frontmost;
         const Clock& clock;
         Executor mainThread;
@@ -61,7 +65,7 @@ public:
 
     /// Holds the block `stopped` from the start.
     explicit Recorder(Services services);
-    /// Waits for a tick under way; open work is lost unless `shutdown` was called.
+    /// Waits for a tick under way and ends the streams; open work is lost unless `shutdown` was called.
     ~Recorder();
     Recorder(const Recorder&) = delete;
     Recorder& operator=(const Recorder&) = delete;
@@ -72,16 +76,20 @@ public:
     void setBlock(Block block, bool on);
     void setConfig(RecorderConfig config);
     void setPower(PowerSnapshot power);
+    /// The set of displays may have changed.
+    void reconcileDisplays();
     /// Holds capture around a deletion: `held` is called on the main thread once nothing is being written.
     void suspendCapture(std::function<void()> held);
     void resumeCapture();
-    /// Waits. Ends the loop and writes the counters that aren't stored yet.
+    /// Waits. Ends the loop, completes the open segments and writes the counters that aren't stored yet.
     void shutdown();
 
     /// Waits. The policy in force.
     CapturePolicy policy();
-    /// Asks whether other programs' windows can be read, and answers on the main thread; `reason` is empty if so.
-    void askAccessibility(std::function<void(bool trusted, std::string reason)> answer);
+    /// Waits. The segments that are being written, relative to the frames folder.
+    std::set<std::string> openSegmentPaths();
+    /// Answers on the main thread; whether other programs' windows can be read is found out anew.
+    void askReport(std::function<void(CaptureReport)> answer);
 
     /// One look at the screen; the timer calls it. On the recorder's queue, which `queue` gives to tests.
     void tick();
@@ -91,22 +99,49 @@ private:
     struct Look;
     struct FrontPage;
 
+    // Recorder.cpp: when it runs.
     void updateRunning();
     void startTimer();
     void stop();
     void publishStatus();
     RecorderStatus status() const;
     void reevaluatePolicy();
+    StreamReconciler::Wishes streamWishes() const;
+    void permissionChanged(bool permitted);
+    CaptureReport report();
 
+    // RecorderTick.cpp: what every look begins and ends with.
+    void followDisplays(const Look& look);
+    void recordSkip(double now, const SkipReason& reason, bool dropImages);
+    void publishSkip(const SkipReason& reason);
+    void noteLook(const Look& look, DisplayID display, LookResult result);
+    void flushStats(bool force);
+    bool saveFrame(const NewFrame& frame);
+    template <typename... Arguments, typename... Values>
+    void post(std::function<void(Arguments...)> Events::*callback, Values... values) {
+        m_services.mainThread([weak = std::weak_ptr(m_events), callback, ... held = std::move(values)] {
+            if (const auto events = weak.lock()) ((*events).*callback)(held...);
+        });
+    }
+
+    // RecorderText.cpp: what the front window tells about itself.
     void textOnlyTick(const Look& look);
     FrontPage frontPage(const Look& look);
     FrontPage frontBrowserPage(const Look& look);
     bool isStillShown(const Look& look, const FrontPage& page);
-    void publishSkip(const SkipReason& reason);
-    void flushStats(bool force);
-    void saveFrame(const NewFrame& frame);
-    template <typename... Arguments, typename... Values>
-    void post(std::function<void(Arguments...)> Events::*callback, Values... values);
+    static void describeFrontWindow(NewFrame& frame, const Look& look, const FrontPage& page,
+                                    const RecorderConfig& config);
+
+    // RecorderImages.cpp: the images of the displays.
+    void imageTick(const Look& look);
+    void captureFrame(const Look& look, const Display& display, DisplayCapturer& capturer, bool isActive);
+    void holdBack(const Look& look, DisplayID display, DisplayCapturer& capturer, SkipReason::Kind reason);
+    Image safeImage(const Look& look, const Display& display, const LatestImage& latest);
+
+    struct LastLook {
+        LookResult result = LookResult::none;
+        std::optional<Date> at;
+    };
 
     Services m_services;
     // Shared with callbacks on their way to the main thread, and with timers.
@@ -122,13 +157,17 @@ private:
     bool m_holding = false;
     std::unique_ptr<SerialQueue::Timer> m_timer;
     std::map<DisplayID, DisplayState> m_states;
+    std::map<DisplayID, LastLook> m_lastLooks;
+    std::set<DisplayID> m_knownDisplays;
     DisplayID m_activeDisplay = 0;
     StatsDelta m_pendingStats;
     double m_lastFlush = 0;
     SkipReason m_lastSkip;
     std::optional<RecorderStatus> m_lastStatus;
-    // Last, so that its work has ended before anything that it uses goes.
+    std::optional<CaptureReport::Picture> m_lastPicture;
+    // Its work has ended before anything that it uses goes, but for the streams, which need it to end.
     SerialQueue m_queue{"com.brindlewick.nomara.recorder", QueueQuality::utility};
+    StreamReconciler m_streams;
 };
 
 } // namespace nomara

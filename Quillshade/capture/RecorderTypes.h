@@ -1,12 +1,15 @@
 #pragma once
 
+#include "core/base/Geometry.h"
 #include "core/policy/PolicyEngine.h"
 #include "core/records/Frames.h"
 
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
+#include <vector>
 
 /// The values that the recorder shows to the rest of the application.
 
@@ -41,6 +44,41 @@ struct DisplayState {
     std::optional<double> contextChangedAt;
     std::optional<double> privacySkipAt;
     std::optional<double> privacyClearAt;
+};
+
+/// What came of a look at a display that was worth more than a glance.
+enum class LookResult {
+    none, ///< there hasn't been one
+    stored,
+    unchanged,     ///< nothing new on it
+    noImage,       ///< the display has handed over no image yet
+    staleImage,    ///< the image may still show what was held back before
+    heldBack,      ///< the front window must not be recorded; the skip reason tells why
+    windowsMoving, ///< a window that must be hidden can't be located in the image
+    failed,        ///< the image couldn't be masked, or the frame not be stored
+};
+
+/// What the recorder is doing with the displays, for whoever asks.
+struct CaptureReport {
+    struct DisplayReport {
+        DisplayID id = 0;
+        std::string name;
+        Rect bounds;
+        bool isActive = false;    ///< the front window lies on it
+        bool isStreaming = false; ///< its images are taken
+        LookResult lastLook = LookResult::none;
+        std::optional<Date> lookedAt;
+    };
+    struct Picture {
+        RowID frameID = 0;
+        DisplayID displayID = 0;
+        Date at;
+    };
+    std::vector<DisplayReport> displays;
+    std::set<std::string> openSegments; ///< relative to the frames folder
+    std::optional<Picture> lastPicture; ///< since the start
+    bool accessibilityTrusted = false;
+    std::string accessibilityReason; ///< why other programs' windows can't be read, as a sentence; empty if they can
 };
 
 } // namespace nomara

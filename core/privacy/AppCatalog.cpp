@@ -126,6 +126,11 @@ bool isPasswordPrompter(std::optional<std::string_view> bundleID) {
     return bundleID && isLinux(*bundleID, Kind::passwordPrompter);
 }
 
+const std::vector<std::string>& passwordPrompters() {
+    static const std::vector<std::string> identifiers = withLinux({}, Kind::passwordPrompter);
+    return identifiers;
+}
+
 const std::vector<std::string>& defaultExcludedApps() {
     static const std::vector<std::string> identifiers = withLinux(
         {

@@ -31,6 +31,7 @@ bool isAlwaysPrivate(std::optional<std::string_view> bundleID);
 /// Whether it does nothing but ask for a secret or guard the screen: its windows are never to be looked at, whatever
 /// the user left out.
 bool isPasswordPrompter(std::optional<std::string_view> bundleID);
+const std::vector<std::string>& passwordPrompters();
 
 /// Password managers: excluded from recording until the user says otherwise.
 const std::vector<std::string>& defaultExcludedApps();

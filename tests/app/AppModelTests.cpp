@@ -32,6 +32,9 @@ struct ModelHarness {
     FakeWindowServer windowServer;
     FakeInputActivity input;
     FakeRunningApplications applications;
+    FakeDisplayStreams streams;
+    FakeVideoCodec codec;
+    FakeVolume volume;
     FakePreferencesStore preferences;
     AppSettings settings{preferences};
     StoreHub hub{mainThreadExecutor(app), clock};
@@ -44,11 +47,21 @@ struct ModelHarness {
                                                               windowServer,
                                                               input,
                                                               applications,
+                                                              streams,
+                                                              codec,
+                                                              volume,
                                                               mainThreadExecutor(app),
                                                               {},
                                                               "com.brindlewick.Quillshade",
                                                               never});
         return *model;
+    }
+    /// Returns when what a crash might have left has been looked at.
+    void start() {
+        build();
+        QSignalSpy launched(model.get(), &AppModel::statsRefreshed);
+        model->start();
+        ASSERT_TRUE(launched.wait());
     }
     /// Lets the recorder and then the main thread do what they were told.
     void settle() {
@@ -64,7 +77,7 @@ struct ModelHarness {
 
 TEST(AppModel, RecordsOnlyOnceTheSetupIsComplete) {
     ModelHarness h;
-    h.build().start();
+    h.start();
     h.settle();
     EXPECT_EQ(h.model->status().kind, RecorderStatus::Kind::stopped);
     EXPECT_EQ(h.model->statusText(), QStringLiteral("Setup needed"));
@@ -72,7 +85,7 @@ TEST(AppModel, RecordsOnlyOnceTheSetupIsComplete) {
 
     h.settings.onboardingCompleted.set(true);
     EXPECT_EQ(h.model->statusText(), QStringLiteral("Starting…"));
-    h.build().start();
+    h.start();
     h.settle();
     EXPECT_EQ(h.model->statusText(), QStringLiteral("Recording"));
     h.settings.textOnlyMode.set(true);
@@ -85,7 +98,7 @@ TEST(AppModel, SaysWhyNothingIsRecorded) {
     ModelHarness h;
     h.settings.onboardingCompleted.set(true);
     h.settings.textOnlyMode.set(true);
-    h.build().start();
+    h.start();
     h.settle();
     const struct {
         FrontmostApp app;
@@ -116,7 +129,7 @@ TEST(AppModel, AnnouncesSavedFramesAndCountsThem) {
     h.settings.textOnlyMode.set(true);
     h.accessibility.setWindows(6, {{"Title", Rect{0, 0, 500, 500}, "words", std::nullopt}});
     h.applications.activate(FrontmostApp{6, "org.editor", "Editor"});
-    h.build().start();
+    h.start();
     h.settle();
     h.tick();
     ASSERT_TRUE(h.model->lastSaved());
@@ -131,14 +144,14 @@ TEST(AppModel, AnnouncesSavedFramesAndCountsThem) {
 TEST(AppModel, PausesSurviveARestart) {
     ModelHarness h;
     h.settings.onboardingCompleted.set(true);
-    h.build().start();
+    h.start();
     h.model->pause(PauseMinutes{30});
     h.settle();
     EXPECT_EQ(h.model->status().kind, RecorderStatus::Kind::paused);
     EXPECT_EQ(h.settings.pausedUntil(), h.clock.now() + 1800);
     EXPECT_TRUE(h.model->pauseText()->startsWith(QStringLiteral("Paused until ")));
 
-    h.build().start();
+    h.start();
     h.settle();
     EXPECT_EQ(h.model->status().kind, RecorderStatus::Kind::paused);
     h.model->resume();
@@ -148,13 +161,13 @@ TEST(AppModel, PausesSurviveARestart) {
 
     h.model->pauseUntilResumed();
     h.clock.advance(1e8);
-    h.build().start();
+    h.start();
     h.settle();
     EXPECT_EQ(h.model->detailText(), QStringLiteral("Paused until you resume"));
 
     // One that ended while the program wasn't running.
     h.settings.pausedUntil.set(h.clock.now() - 1);
-    h.build().start();
+    h.start();
     h.settle();
     EXPECT_TRUE(h.model->status().isRecording());
     EXPECT_FALSE(h.settings.pausedUntil());
@@ -162,7 +175,7 @@ TEST(AppModel, PausesSurviveARestart) {
 
 TEST(AppModel, PausesUntilTomorrowMorning) {
     ModelHarness h;
-    h.build().start();
+    h.start();
     h.model->pause(PauseUntilTomorrowMorning());
     const CalendarDate morning = Calendar::components(*h.settings.pausedUntil());
     EXPECT_EQ(morning.day, Calendar::components(Calendar::addingDays(h.clock.now(), 1)).day);
@@ -174,10 +187,10 @@ TEST(AppModel, PausesUntilTomorrowMorning) {
 TEST(AppModel, APauseEndsByItself) {
     ModelHarness h;
     h.settings.onboardingCompleted.set(true);
-    h.build().start();
+    h.start();
     // The timer runs on real time; the clock is moved to where the timer will look.
     h.settings.pausedUntil.set(h.clock.now() + 0.05);
-    h.build().start();
+    h.start();
     h.settle();
     ASSERT_EQ(h.model->status().kind, RecorderStatus::Kind::paused);
     h.clock.advance(0.05);
@@ -186,7 +199,7 @@ TEST(AppModel, APauseEndsByItself) {
 
 TEST(AppModel, TellsWhetherWindowsCanBeRead) {
     ModelHarness h;
-    h.build().start();
+    h.start();
     h.accessibility.setUnavailable("The accessibility bus isn't there");
     QSignalSpy refreshed(h.model.get(), &AppModel::permissionsRefreshed);
     h.model->refreshPermissions();
@@ -201,7 +214,7 @@ TEST(AppModel, TellsWhetherWindowsCanBeRead) {
 
 TEST(AppModel, WritesTheConsentForCompanions) {
     ModelHarness h;
-    h.build().start();
+    h.start();
     const auto consent = [&] { return h.hub.write([](MemoryStore& store) { return store.meta("mcp_enabled"); }); };
     EXPECT_EQ(consent(), "0");
     h.settings.mcpEnabled.set(true);

@@ -1,10 +1,13 @@
 #pragma once
 
 #include "Quillshade/capture/Recorder.h"
-#include "Quillshade/store/StoreHub.h"
+#include "Quillshade/segments/SegmentManager.h"
 #include "platform/fake/FakeAccessibility.h"
+#include "platform/fake/FakeDisplayStream.h"
 #include "platform/fake/FakeInputActivity.h"
 #include "platform/fake/FakeRunningApplications.h"
+#include "platform/fake/FakeVideoCodec.h"
+#include "platform/fake/FakeVolume.h"
 #include "platform/fake/FakeWindowServer.h"
 #include "platform/fake/ManualClock.h"
 
@@ -74,15 +77,19 @@ struct RecorderHarness {
     FakeWindowServer windowServer;
     FakeInputActivity input;
     FakeRunningApplications applications;
+    FakeDisplayStreams streams;
+    FakeVideoCodec codec;
+    FakeVolume volume;
     std::map<ProcessID, ApplicationIdentity> identities;
     StoreHub hub{mainThread.executor(), clock};
+    SegmentManager segments{hub, codec, volume};
     FrontmostTracker tracker{applications, mainThread.executor()};
     std::vector<Timer> timers;
     std::vector<RecorderStatus> statuses;
     std::vector<SkipReason> skips;
     std::vector<FrameSummary> saved;
     std::vector<CapturePolicy> policies;
-    Recorder recorder{{hub, accessibility, windowServer, input, tracker, clock, mainThread.executor(),
+    Recorder recorder{{hub, accessibility, windowServer, input, streams, segments, tracker, clock, mainThread.executor(),
                        [this](const WindowOwner& owner) { return identities[owner.pid]; }, "com.brindlewick.Quillshade",
                        [this](SerialQueue&, double first, double interval, double leeway, const SerialQueue::Work&) {
                            timers.push_back({first, interval, leeway});

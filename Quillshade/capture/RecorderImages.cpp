@@ -1,0 +1,147 @@
+#include "Quillshade/capture/RecorderLook.h"
+#include "Quillshade/segments/SegmentManager.h"
+#include "Quillshade/windows/CaptureDiagnostics.h"
+#include "core/imaging/FrameMasker.h"
+#include "core/imaging/PerceptualHash.h"
+#include "core/policy/FrameGate.h"
+#include "core/privacy/AppCatalog.h"
+#include "core/text/Graphemes.h"
+#include "core/text/LineSplitter.h"
+
+#include <algorithm>
+#include <bit>
+#include <utility>
+
+namespace nomara {
+
+namespace {
+
+constexpr double maskPadding = 2;        // points: a window's edge may be drawn softly
+constexpr double untouchedSeconds = 8;   // what keeps moving longer than that without a hand moves by itself
+constexpr std::int64_t enoughText = 250; // characters; a window that tells less may show more
+
+std::optional<int> distance(std::optional<std::uint64_t> one, std::uint64_t other) {
+    if (!one) return std::nullopt;
+    return std::popcount(*one ^ other);
+}
+
+void noteContext(DisplayState& state, const std::string& key, double now) {
+    if (state.capturedContext == key) {
+        state.pendingContext.reset();
+        state.contextChangedAt.reset();
+    } else if (state.pendingContext != key) {
+        state.pendingContext = key;
+        state.contextChangedAt = now;
+    }
+    if (state.privacySkipAt && !state.privacyClearAt) state.privacyClearAt = now;
+}
+
+std::string keyOf(DisplayID display) {
+    return "display-" + std::to_string(display);
+}
+
+} // namespace
+
+void Recorder::imageTick(const Look& look) {
+    const AppCategory category = AppCatalog::category(look.app.bundleID);
+    const bool isMedia = category == AppCategory::media || category == AppCategory::call;
+    for (const auto& [id, capturer] : m_streams.capturers()) {
+        const bool isActive = id == m_activeDisplay;
+        const auto display = std::ranges::find(look.displays, id, &Display::id);
+        if (display == look.displays.end()) continue; // unplugged; its stream is about to end
+        DisplayState& state = m_states[id];
+        noteContext(state, isActive ? look.contextKey : keyOf(id), look.now);
+        const auto [changed, dirty] = capturer->marks();
+        const bool mediaLike =
+            (isMedia && isActive) || (look.inputIdle > untouchedSeconds && capturer->looksLikeMotion(look.now));
+        if (FrameGate::shouldCapture(
+                {look.now, state.lastCaptureAt, changed, dirty, look.inputIdle, state.contextChangedAt, mediaLike},
+                m_policy))
+            captureFrame(look, *display, *capturer, isActive);
+    }
+}
+
+// What is cheap and forbids the image comes before any pixel is touched, the hash before any text is stored, and the
+// encoder last.
+void Recorder::captureFrame(const Look& look, const Display& display, DisplayCapturer& capturer, bool isActive) {
+    const LatestImage latest = capturer.takeLatest();
+    if (!latest.image) return noteLook(look, display.id, LookResult::noImage);
+    DisplayState& state = m_states[display.id];
+    if (state.privacySkipAt && (!state.privacyClearAt || latest.latestAt <= *state.privacyClearAt))
+        return noteLook(look, display.id, LookResult::staleImage);
+    FrontPage page;
+    if (isActive) {
+        page = frontPage(look);
+        if (page.stop != SkipReason::Kind::none) return holdBack(look, display.id, capturer, page.stop);
+    }
+    const Image image = safeImage(look, display, latest);
+    if (!image) return;
+    const std::uint64_t hash = PerceptualHash::hash(*image);
+
+    const std::string key = isActive ? look.contextKey : keyOf(display.id);
+    const AppCategory category = isActive ? AppCatalog::category(look.app.bundleID) : AppCategory::normal;
+    std::string text;
+    if (isActive && look.window.element) {
+        text = m_inspector.text(*look.window.element, look.window.frame, TextLimits()).text;
+        if (!isStillShown(look, page))
+            return holdBack(look, display.id, capturer,
+                            page.isBrowser ? SkipReason::Kind::unverifiedBrowser : SkipReason::Kind::none);
+    }
+    NewFrame frame;
+    const auto lines = LineSplitter::lines(text, maxCaptureCharacters, maxCaptureLines);
+    frame.lines = m_deduper.newLines(lines, key, look.date);
+    if (state.capturedContext == key && FrameGate::isUnchanged(distance(state.lastHash, hash), latest.dirtyFraction,
+                                                               static_cast<std::int64_t>(frame.lines.size()))) {
+        state.lastCaptureAt = look.now;
+        m_pendingStats.framesSkipped += 1;
+        return noteLook(look, display.id, LookResult::unchanged);
+    }
+    if (!lines.empty()) frame.textSource = TextSource::accessibility();
+    const bool wantsReading = category == AppCategory::ocrPreferred || Graphemes::count(text) < enoughText;
+    if (const auto place = m_services.segments.append(image, display.id, look.date, m_config.imageQuality)) {
+        frame.imageState = ImageState::segment;
+        frame.segmentID = place->segmentID;
+        frame.segmentIndex = place->index;
+        // Without a picture there would be nothing to read later.
+        if (wantsReading) frame.ocrState = OCRState::queued;
+    }
+    frame.timestamp = look.date;
+    frame.displayID = display.id;
+    if (isActive) describeFrontWindow(frame, look, page, m_config);
+    frame.perceptualHash = hash;
+    frame.width = static_cast<std::int64_t>(latest.width);
+    frame.height = static_cast<std::int64_t>(latest.height);
+    noteLook(look, display.id, saveFrame(frame) ? LookResult::stored : LookResult::failed);
+    state = {look.now, hash, key, {}, {}, {}, {}};
+}
+
+// Images from before this moment won't be stored either.
+void Recorder::holdBack(const Look& look, DisplayID display, DisplayCapturer& capturer, SkipReason::Kind reason) {
+    if (reason != SkipReason::Kind::none) publishSkip({reason, {}});
+    capturer.dropLatest();
+    DisplayState& state = m_states[display];
+    state.lastCaptureAt = look.now;
+    state.privacySkipAt = look.now;
+    state.privacyClearAt.reset();
+    m_pendingStats.framesSkipped += 1;
+    noteLook(look, display, LookResult::heldBack);
+}
+
+/// The image with everything painted over that must not be kept; nothing where that isn't certain. The next tick then
+/// looks again.
+Image Recorder::safeImage(const Look& look, const Display& display, const LatestImage& latest) {
+    const auto verdicts = m_browserPrivacy.verdicts(latest.latestWindows, latest.previousWindows, m_config, look.now);
+    const WindowPrivacy::Decision decision =
+        WindowPrivacy::decide(latest.previousWindows, latest.latestWindows, verdicts, display.bounds, maskPadding);
+    Image image = decision.masks.empty() ? latest.image : FrameMasker::mask(*latest.image, decision.masks);
+    if (!decision.capture || !image) {
+        m_pendingStats.framesSkipped += 1;
+        CaptureDiagnostics::addSkippedImage();
+        noteLook(look, display.id, decision.capture ? LookResult::failed : LookResult::windowsMoving);
+        return nullptr;
+    }
+    if (!decision.masks.empty()) CaptureDiagnostics::addMaskedImage();
+    return image;
+}
+
+} // namespace nomara

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Quillshade/capture/Recorder.h"
+
+#include <cstdint>
+
+namespace nomara {
+
+/// What one tick has found out before it comes to the displays.
+struct Recorder::Look {
+    double now = 0;
+    Date date;
+    double inputIdle = 0;
+    FrontmostApp app;
+    WindowSnapshot window;
+    std::string contextKey;
+    std::vector<Display> displays;
+    Display display; ///< the active one
+};
+
+/// What may be recorded of the front window's page.
+struct Recorder::FrontPage {
+    std::optional<std::string> url;
+    SkipReason::Kind stop = SkipReason::Kind::none; ///< why nothing of it may be kept
+    bool isBrowser = false;
+};
+
+/// How much of one window's text is kept.
+constexpr std::int64_t maxCaptureCharacters = 40'000, maxCaptureLines = 2'000;
+
+} // namespace nomara

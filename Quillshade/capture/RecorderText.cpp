@@ -1,0 +1,142 @@
+#include "Quillshade/capture/RecorderLook.h"
+#include "core/journal/ProjectInference.h"
+#include "core/privacy/AppCatalog.h"
+#include "core/privacy/PrivacyRules.h"
+#include "core/text/LineSplitter.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace nomara {
+
+namespace {
+
+constexpr double settleSeconds = 1.5; // a window just come up, or a person still typing
+constexpr double rereadSeconds = 5;   // the same window isn't read more often than this
+
+std::optional<RelativeRect> windowRect(const std::optional<Rect>& frame, const Rect& bounds) {
+    if (!frame || bounds.isEmpty()) return std::nullopt;
+    const Rect visible = frame->intersection(bounds);
+    if (visible.isEmpty()) return std::nullopt;
+    return RelativeRect{(visible.x - bounds.x) / bounds.width, (visible.y - bounds.y) / bounds.height,
+                        visible.width / bounds.width, visible.height / bounds.height};
+}
+
+} // namespace
+
+void Recorder::textOnlyTick(const Look& look) {
+    DisplayState& state = m_states[look.display.id];
+    const double sinceLast =
+        state.lastCaptureAt ? look.now - *state.lastCaptureAt : std::numeric_limits<double>::infinity();
+    const bool sameContext = state.capturedContext == look.contextKey;
+    if (sameContext) {
+        const bool pausedAfterInput = look.inputIdle >= settleSeconds && sinceLast > look.inputIdle &&
+                                      sinceLast >= std::max(rereadSeconds, m_policy.minInterval);
+        if (!pausedAfterInput && sinceLast < m_policy.heartbeat) return;
+    } else if (sinceLast < settleSeconds) {
+        return;
+    }
+    const FrontPage page = frontPage(look);
+    if (page.stop != SkipReason::Kind::none) {
+        publishSkip({page.stop, {}});
+        state.lastCaptureAt = look.now;
+        return noteLook(look, look.display.id, LookResult::heldBack);
+    }
+    std::string text;
+    if (look.window.element) text = m_inspector.text(*look.window.element, look.window.frame, TextLimits()).text;
+    state.lastCaptureAt = look.now;
+    if (!isStillShown(look, page)) {
+        if (page.isBrowser) publishSkip({SkipReason::Kind::unverifiedBrowser, {}});
+        return noteLook(look, look.display.id, LookResult::heldBack);
+    }
+    NewFrame frame;
+    frame.lines = m_deduper.newLines(LineSplitter::lines(text, maxCaptureCharacters, maxCaptureLines), look.contextKey,
+                                     look.date);
+    if (sameContext && frame.lines.empty()) return noteLook(look, look.display.id, LookResult::unchanged);
+    frame.timestamp = look.date;
+    frame.displayID = look.display.id;
+    describeFrontWindow(frame, look, page, m_config);
+    frame.width = static_cast<std::int64_t>(look.display.bounds.width);
+    frame.height = static_cast<std::int64_t>(look.display.bounds.height);
+    frame.textSource = text.empty() ? TextSource() : TextSource::accessibility();
+    noteLook(look, look.display.id, saveFrame(frame) ? LookResult::stored : LookResult::failed);
+    state.capturedContext = look.contextKey;
+}
+
+void Recorder::describeFrontWindow(NewFrame& frame, const Look& look, const FrontPage& page,
+                                   const RecorderConfig& config) {
+    frame.appBundleID = look.app.bundleID;
+    frame.appName = look.app.name;
+    frame.windowTitle = look.window.title;
+    frame.url = page.url;
+    frame.project =
+        ProjectInference::infer(look.app.bundleID, look.app.name, look.window.title, page.url, config.projectRules);
+    frame.windowRect = windowRect(look.window.frame, look.display.bounds);
+}
+
+Recorder::FrontPage Recorder::frontPage(const Look& look) {
+    if (look.app.isBrowser || AppCatalog::isBrowser(look.app.bundleID)) return frontBrowserPage(look);
+    FrontPage page;
+    if (look.window.element) page.url = m_inspector.documentAddress(*look.window.element);
+    if (PrivacyRules::isExcludedSite(page.url, m_config.excludedSites)) page.stop = SkipReason::Kind::excludedSite;
+    return page;
+}
+
+// A browser's window proves itself harmless before anything of it is kept.
+Recorder::FrontPage Recorder::frontBrowserPage(const Look& look) {
+    FrontPage page{std::nullopt, SkipReason::Kind::none, true};
+    std::optional<bool> marker;
+    if (AppCatalog::isAlwaysPrivate(look.app.bundleID)) marker = true;
+    // Without an element there is nothing to tell which of several windows this is, so what is known of any counts
+    // for nothing.
+    if (look.window.element && !marker) {
+        const AccessibleElement& element = *look.window.element;
+        const auto number = m_inspector.windowNumber(look.app.pid, look.window);
+        const auto known =
+            number ? m_browserPrivacy.known(*number, element, look.window.title, look.now) : std::nullopt;
+        if (known) {
+            page.url = known->url;
+            marker = known->privateMarker;
+        } else {
+            const BrowserFacts facts = m_inspector.browserFacts(element, true);
+            page.url = facts.url;
+            if (facts.markerKnown) marker = facts.privateMarker;
+            // Windows may have changed places meanwhile.
+            if (number && m_inspector.windowNumber(look.app.pid, look.window) == number)
+                m_browserPrivacy.record(page.url, marker, *number, element, look.window.title, look.now);
+        }
+    }
+    switch (WindowPrivacy::verdict(look.window.title, page.url, marker, m_config.skipPrivateWindows,
+                                   m_config.excludedSites)) {
+    case WindowPrivacy::Verdict::privateWindow:
+        page.stop = SkipReason::Kind::privateWindow;
+        break;
+    case WindowPrivacy::Verdict::excludedSite:
+        page.stop = SkipReason::Kind::excludedSite;
+        break;
+    case WindowPrivacy::Verdict::unknown:
+        page.stop = SkipReason::Kind::unverifiedBrowser;
+        break;
+    case WindowPrivacy::Verdict::allow:
+        break;
+    }
+    return page;
+}
+
+// Another tab may have come to the front, or another page into it, while the text was read; and the title, which was
+// read before the address, may be the last page's. One process may also show several applications, one of which is
+// excluded.
+bool Recorder::isStillShown(const Look& look, const FrontPage& page) {
+    const auto app = m_services.frontmost.current();
+    if (app && app->pid == look.app.pid && app->bundleID != look.app.bundleID) return false;
+    if (m_config.excludedSites.empty() || (!page.isBrowser && !page.url)) return true;
+    if (!look.window.element) return false;
+    const AccessibleElement& element = *look.window.element;
+    const auto url =
+        page.isBrowser ? m_inspector.browserFacts(element, false).url : m_inspector.documentAddress(element);
+    if (url != page.url) return false;
+    const WindowSnapshot now = m_inspector.snapshot(look.app.pid);
+    return now.element == look.window.element && now.title == look.window.title;
+}
+
+} // namespace nomara

@@ -1,0 +1,126 @@
+#include "Quillshade/capture/RecorderLook.h"
+#include "Quillshade/segments/SegmentManager.h"
+#include "Quillshade/store/StoreHub.h"
+#include "core/base/Calendar.h"
+#include "core/base/Log.h"
+#include "core/privacy/PrivacyRules.h"
+
+#include <utility>
+
+namespace nomara {
+
+namespace {
+
+constexpr double flushSeconds = 60;
+constexpr double idleSegmentSeconds = 120;
+
+} // namespace
+
+// What is expensive comes last, and runs only for what the cheap questions let through.
+void Recorder::tick() {
+    m_queue.assertCurrent();
+    if (!m_running || m_holding) return;
+    Look look;
+    look.now = m_services.clock.uptime();
+    look.date = m_services.clock.now();
+    flushStats(false);
+    m_services.segments.closeIdle(idleSegmentSeconds, look.date);
+    const auto app = m_services.frontmost.current();
+    if (!app) return;
+    look.app = *app;
+    if (app->bundleID == m_services.ownBundleID) return recordSkip(look.now, {SkipReason::Kind::ownApp, {}}, false);
+    if (app->bundleID && m_config.excludedApps.contains(*app->bundleID))
+        return recordSkip(look.now, {SkipReason::Kind::excludedApp, app->name.value_or(*app->bundleID)}, true);
+    // Secure input that another program left on doesn't stop capture, as long as the focus can be seen to lie
+    // elsewhere.
+    const SecureInput secure = m_services.input.secureInput();
+    if (secure == SecureInput::certain ||
+        (secure == SecureInput::possible && (!m_inspector.isTrusted() || m_inspector.focusIsSecure())))
+        return recordSkip(look.now, {SkipReason::Kind::secureInput, {}}, true);
+    look.window = m_inspector.snapshot(app->pid);
+    if (m_config.skipPrivateWindows && PrivacyRules::isPrivateTitle(look.window.title))
+        return recordSkip(look.now, {SkipReason::Kind::privateWindow, {}}, true);
+    look.contextKey = contextKey(app->bundleID, look.window.title);
+    look.displays = m_services.windowServer.displays();
+    look.display =
+        look.window.frame ? displayAt(look.displays, look.window.frame->middle()) : mainDisplay(look.displays);
+    followDisplays(look);
+    look.inputIdle = m_services.input.secondsSinceLastInput();
+    publishSkip({});
+    if (m_policy.captureImages)
+        imageTick(look);
+    else
+        textOnlyTick(look);
+}
+
+// Streams are reconciled only when the displays that are wanted may have changed: after a failure they wait for their
+// time.
+void Recorder::followDisplays(const Look& look) {
+    std::set<DisplayID> ids;
+    for (const Display& display : look.displays)
+        ids.insert(display.id);
+    const bool displaysChanged = std::exchange(m_knownDisplays, ids) != ids;
+    const bool activeChanged = std::exchange(m_activeDisplay, look.display.id) != look.display.id;
+    if (m_config.allDisplays ? displaysChanged : activeChanged) m_streams.reconcile(false, false);
+}
+
+void Recorder::recordSkip(double now, const SkipReason& reason, bool dropImages) {
+    publishSkip(reason);
+    for (const auto& [display, capturer] : m_streams.capturers()) {
+        if (!dropImages) {
+            capturer->clearMarks();
+            continue;
+        }
+        capturer->dropLatest();
+        DisplayState& state = m_states[display];
+        state.privacySkipAt = now;
+        state.privacyClearAt.reset();
+    }
+}
+
+void Recorder::noteLook(const Look& look, DisplayID display, LookResult result) {
+    m_lastLooks[display] = {result, look.date};
+}
+
+void Recorder::publishSkip(const SkipReason& reason) {
+    if (reason == m_lastSkip) return;
+    m_lastSkip = reason;
+    post(&Events::skip, reason);
+}
+
+void Recorder::flushStats(bool force) {
+    const double now = m_services.clock.uptime();
+    if (!force && now - m_lastFlush < flushSeconds) return;
+    m_lastFlush = now;
+    if (m_pendingStats.isEmpty()) return;
+    const StatsDelta delta = std::exchange(m_pendingStats, {});
+    const std::string day = Calendar::dayKey(m_services.clock.now());
+    try {
+        m_services.hub.write([&](MemoryStore& store) { store.addStats(day, delta); });
+    } catch (const std::exception&) {
+        // Counters are for display; a lost minute of them isn't worth a second try.
+    }
+}
+
+bool Recorder::saveFrame(const NewFrame& frame) {
+    FrameSummary summary;
+    try {
+        summary.id = m_services.hub.write([&](MemoryStore& store) { return store.insertFrame(frame); });
+    } catch (const std::exception& error) {
+        Log::error(LogCategory::capture, std::string("Frame insert failed: ") + error.what());
+        return false;
+    }
+    m_pendingStats.framesSaved += 1;
+    if (frame.imageState == ImageState::segment) m_lastPicture = {summary.id, frame.displayID, frame.timestamp};
+    summary.timestamp = frame.timestamp;
+    summary.displayID = frame.displayID;
+    summary.appBundleID = frame.appBundleID;
+    summary.appName = frame.appName;
+    summary.windowTitle = frame.windowTitle;
+    summary.url = frame.url;
+    summary.imageState = frame.imageState;
+    post(&Events::saved, summary, frame.project);
+    return true;
+}
+
+} // namespace nomara
