@@ -27,7 +27,7 @@ Examples:
   quillshadectl search invoice march
   quillshadectl search '"exact phrase"' --newest --since 7d
   quillshadectl search site:example.org release --json
-  quillshadectl show 1234
+  quillshadectl show 1234 --image screen.png
 
 Exit codes:
   0  fine
@@ -61,7 +61,10 @@ Exit codes: 0 rows, 1 none, 2 a fault.)";
 
 const char* const showNotes = R"(The number stands in front of each hit of "search" and each row of "recent".
 
-Exit codes: 0 shown, 1 no such frame, 2 a fault.)";
+Example:
+  quillshadectl show 1234 --image screen.png
+
+Exit codes: 0 shown, 1 no such frame or it has no picture, 2 a fault.)";
 
 const char* const statusNotes = R"(Asks the program that runs in this session.
 
@@ -82,7 +85,7 @@ bool readWhole(const std::string& text, Number& number) {
 /// The texts of the options whose values are checked here, so that their faults read like all others.
 struct Raw {
     std::vector<std::string> words;
-    std::string limit, since, until, frame, days, dataDirectory;
+    std::string limit, since, until, frame, image, days, dataDirectory;
     std::string color = "auto";
 };
 
@@ -126,6 +129,7 @@ void check(CommandLine& line, const Raw& raw, Date now) {
     line.since = bound("--since", raw.since, TimePoint::Bound::from, now);
     line.until = bound("--until", raw.until, TimePoint::Bound::until, now);
     if (line.since && line.until && *line.since >= *line.until) throw Fault("--since must lie before --until.");
+    if (!raw.image.empty()) line.imageFile = raw.image;
     if (line.command == Command::show && !readWhole(raw.frame, line.frame))
         throw Fault("show takes the number of a frame, not \"" + raw.frame + "\".");
 }
@@ -164,6 +168,7 @@ public:
 
         CLI::App& show = add(Command::show, "show", "Print all that is known about one frame", showNotes);
         show.add_option("ID", m_raw.frame, "The frame's number")->required()->type_name("");
+        addValue(show, "--image", m_raw.image, "Write the frame's picture to this PNG file", "FILE");
         addCommon(show);
 
         addCommon(add(Command::status, "status", "Tell whether Quillshade runs, and what it does", statusNotes));

@@ -27,6 +27,7 @@ struct CommandLine {
     std::optional<Date> until; ///< exclusive
     std::vector<std::string> applications;
     RowID frame = 0;
+    std::optional<std::filesystem::path> imageFile; ///< where `show` puts the picture
     int days = 7;
 };
 

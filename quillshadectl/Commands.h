@@ -1,6 +1,8 @@
 #pragma once
 
 #include "core/base/Clock.h"
+#include "platform/PictureFiles.h"
+#include "platform/VideoCodec.h"
 #include "quillshadectl/CommandLine.h"
 
 #include <filesystem>
@@ -16,6 +18,8 @@ struct Context {
     bool colored = false;
     std::int64_t columns = 0; ///< of the terminal; 0 where the answer goes elsewhere
     const Clock& clock;
+    VideoCodec& videos;
+    PictureFiles& pictures;
     Date now;
     std::filesystem::path folder; ///< of the memory
 };

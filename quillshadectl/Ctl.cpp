@@ -36,8 +36,8 @@ int run(Context& context) {
 }
 
 int answer(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err, const Terminal& terminal,
-           const Clock& clock) {
-    const Date now = clock.now();
+           const Services& services) {
+    const Date now = services.clock.now();
     const auto parsed = parseArguments(arguments, now);
     if (const auto* notice = std::get_if<Notice>(&parsed)) {
         out << notice->text;
@@ -50,7 +50,9 @@ int answer(const std::vector<std::string>& arguments, std::ostream& out, std::os
                     .line = line,
                     .colored = isColored(line.color, terminal),
                     .columns = terminal.isTerminal ? terminal.columns : 0,
-                    .clock = clock,
+                    .clock = services.clock,
+                    .videos = services.videos,
+                    .pictures = services.pictures,
                     .now = now,
                     .folder = NomaraPaths::dataDirectory()};
     return run(context);
@@ -64,9 +66,9 @@ int complain(std::ostream& err, const std::string& sentence) {
 } // namespace
 
 int runCtl(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err, const Terminal& terminal,
-           const Clock& clock) {
+           const Services& services) {
     try {
-        const int code = answer(arguments, out, err, terminal, clock);
+        const int code = answer(arguments, out, err, terminal, services);
         if (!out.flush()) return complain(err, "The answer can't be written to the standard output.");
         return code;
     } catch (const Fault& fault) {

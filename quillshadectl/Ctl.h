@@ -1,6 +1,8 @@
 #pragma once
 
 #include "core/base/Clock.h"
+#include "platform/PictureFiles.h"
+#include "platform/VideoCodec.h"
 
 #include <cstdint>
 #include <iosfwd>
@@ -16,10 +18,17 @@ struct Terminal {
     std::int64_t columns = 0; ///< of the terminal; 0 where unknown
 };
 
+/// What the commands work with.
+struct Services {
+    const Clock& clock;
+    VideoCodec& videos;
+    PictureFiles& pictures;
+};
+
 /// The terminal companion: carries out one command line (without the program's name) and gives the exit code, one of
 /// ExitCode. Answers go to `out`; a fault leaves exactly one line on `err`. Throws nothing. A --data-dir becomes the
 /// process's NOMARA_DATA_DIR, since the paths of the memory are read from there.
 int runCtl(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err, const Terminal& terminal,
-           const Clock& clock);
+           const Services& services);
 
 } // namespace nomara::ctl

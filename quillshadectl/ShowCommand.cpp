@@ -1,3 +1,4 @@
+#include "core/base/Paths.h"
 #include "quillshadectl/Commands.h"
 #include "quillshadectl/Fault.h"
 #include "quillshadectl/Json.h"
@@ -18,7 +19,7 @@ const char* words(TextSource source) {
     return source.contains(TextSource::ocr()) ? "text recognition" : "none";
 }
 
-const char* words(ImageState state) {
+std::string words(ImageState state) {
     switch (state) {
     case ImageState::segment:
         return "in a video segment";
@@ -64,6 +65,25 @@ std::string applicationText(const FrameRecord& frame) {
     return *frame.appName + " (" + *frame.appBundleID + ")";
 }
 
+std::optional<std::string> imageFile(const Context& context) {
+    if (!context.line.imageFile) return std::nullopt;
+    return context.line.imageFile->string();
+}
+
+/// Reads the frame's picture out of its segment. Throws Fault or VideoError.
+Image picture(const Context& context, const FrameRecord& frame) {
+    const auto notThere = [&](const std::string& why) {
+        return Fault("The picture of frame " + std::to_string(frame.id) + " can't be read: " + why);
+    };
+    const auto file = NomaraPaths::framesFile(*frame.segmentPath);
+    const auto input = context.videos.open(file);
+    // One that was just taken may still be on its way to the disk.
+    if (*frame.segmentIndex >= input->frameCount())
+        throw notThere("it isn't in " + file.string() + " yet; try again in a moment.");
+    if (const Image image = input->frame(*frame.segmentIndex, 0)) return image;
+    throw notThere("the file " + file.string() + " is damaged there.");
+}
+
 void printJson(const Context& context, const FrameRecord& frame, const std::string& text) {
     Json sources = Json::array();
     if (frame.textSource.contains(TextSource::accessibility())) sources.push_back("accessibility");
@@ -80,6 +100,7 @@ void printJson(const Context& context, const FrameRecord& frame, const std::stri
                                         {"height", frame.height},
                                         {"bytes", frame.bytes},
                                         {"imageState", name(frame.imageState)},
+                                        {"imageFile", JsonText::text(imageFile(context))},
                                         {"ocrState", name(frame.ocrState)},
                                         {"textSource", sources},
                                         {"textCharacters", frame.textChars},
@@ -94,7 +115,8 @@ void print(const Context& context, const FrameRecord& frame, const std::string& 
     list.add("Title", frame.windowTitle.value_or(""));
     list.add("Address", frame.url.value_or(""));
     list.add("Project", frame.project.value_or(""));
-    list.add("Picture", words(frame.imageState));
+    const auto file = imageFile(context);
+    list.add("Picture", words(frame.imageState) + (file ? ", written to " + *file : std::string()));
     if (frame.width > 0 && frame.height > 0)
         list.add("Size", std::to_string(frame.width) + "×" + std::to_string(frame.height));
     list.add("Text", FrameText::grouped(frame.textChars) + " characters, from " + words(frame.textSource));
@@ -111,6 +133,19 @@ int show(Context& context) {
     if (!frame) {
         context.err << "There is no frame " << context.line.frame << ".\n";
         return ExitCode::nothing;
+    }
+    if (context.line.imageFile) {
+        if (frame->imageState != ImageState::segment || !frame->segmentPath || !frame->segmentIndex) {
+            context.err << "Frame " << frame->id << " has no picture.\n";
+            return ExitCode::nothing;
+        }
+        try {
+            context.pictures.writePng(*picture(context, *frame), *context.line.imageFile);
+        } catch (const VideoError& error) {
+            throw Fault(error.what());
+        } catch (const PictureFileError& error) {
+            throw Fault(error.what());
+        }
     }
     const std::string text = memory.frameText(frame->id).value_or("");
     if (context.line.json)

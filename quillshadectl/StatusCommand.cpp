@@ -83,6 +83,46 @@ std::string lastSavedText(const Context& context, const Json& saved) {
     return FrameText::heading(bare, lastSavedFrame(saved), 1);
 }
 
+std::string lookSentence(const std::string& result) {
+    if (result == "stored") return "stored";
+    if (result == "unchanged") return "stored nothing, nothing was new";
+    if (result == "noImage") return "stored nothing, there was no picture yet";
+    if (result == "staleImage") return "stored nothing, the picture may still have shown what was held back before";
+    if (result == "heldBack") return "stored nothing, the front window must not be recorded";
+    if (result == "windowsMoving") return "stored nothing, a window that must be hidden had just moved, come or gone";
+    if (result == "failed") return "stored nothing, the log tells why";
+    return "";
+}
+
+/// "HDMI-1, 1920×1080, in use, pictures taken; last look Today 14:03: stored".
+std::string displayText(const Context& context, const Json& display) {
+    const auto whole = [&](const char* member) {
+        return std::to_string(number<std::int64_t>(display, member).value_or(0));
+    };
+    std::string line = text(display, "name") + ", " + whole("width") + "×" + whole("height");
+    if (isTrue(display, "active")) line += ", in use";
+    line += isTrue(display, "streaming") ? ", pictures taken" : ", no pictures taken";
+    const std::string sentence = lookSentence(text(display, "lastLook"));
+    if (const auto at = number<double>(display, "lookedAt"); at && !sentence.empty())
+        line += "; last look " + TimePoint::label({*at}, context.now) + ": " + sentence;
+    return line;
+}
+
+void printPictures(const Context& context, const Listing& list, const Json& report) {
+    const auto displays = report.find("displays");
+    if (displays != report.end() && displays->is_array())
+        for (const Json& display : *displays)
+            if (display.is_object()) list.add("Display", displayText(context, display));
+    const auto segments = report.find("openSegments");
+    if (segments != report.end() && segments->is_array())
+        for (const Json& segment : *segments)
+            if (segment.is_string()) list.add("Being written", segment.get<std::string>());
+    const Json picture = part(report, "lastPicture");
+    if (const auto id = number<RowID>(picture, "id"))
+        list.add("Last picture", "#" + std::to_string(*id) + "  " +
+                                     TimePoint::label({number<double>(picture, "timestamp").value_or(0)}, context.now));
+}
+
 void print(const Context& context, const Json& report) {
     const auto process = number<std::int64_t>(report, "pid");
     context.out << "Quillshade " << TerminalText::singleLine(text(report, "version")) << " is running";
@@ -96,6 +136,7 @@ void print(const Context& context, const Json& report) {
     list.add("In front", applicationText(front));
     list.add("Accessibility", accessibilityText(part(report, "accessibility")));
     list.add("Data folder", text(report, "dataDirectory"));
+    printPictures(context, list, report);
     if (isTrue(report, "databaseDamaged")) list.add("Database", "Damaged; nothing can be stored");
     list.add("Last saved", lastSavedText(context, part(report, "lastSaved")));
 }

@@ -1,3 +1,5 @@
+#include "platform/linux/libav/LibavPictureFiles.h"
+#include "platform/linux/libav/LibavVideoCodec.h"
 #include "quillshadectl/Ctl.h"
 
 #include <cstdlib>
@@ -20,6 +22,9 @@ int main(int argc, char** argv) {
         .wantsColor = variable("NO_COLOR").empty() && variable("TERM") != "dumb",
         .columns = size.ws_col,
     };
+    const nomara::SystemClock clock;
+    nomara::LibavVideoCodec videos;
+    nomara::LibavPictureFiles pictures;
     return nomara::ctl::runCtl({argv + (argc > 0 ? 1 : 0), argv + argc}, std::cout, std::cerr, terminal,
-                               nomara::SystemClock());
+                               {clock, videos, pictures});
 }

@@ -53,6 +53,44 @@ const char* name(SkipReason::Kind kind) {
     return "none";
 }
 
+const char* name(LookResult result) {
+    switch (result) {
+    case LookResult::none:
+        return "none";
+    case LookResult::stored:
+        return "stored";
+    case LookResult::unchanged:
+        return "unchanged";
+    case LookResult::noImage:
+        return "noImage";
+    case LookResult::staleImage:
+        return "staleImage";
+    case LookResult::heldBack:
+        return "heldBack";
+    case LookResult::windowsMoving:
+        return "windowsMoving";
+    case LookResult::failed:
+        return "failed";
+    }
+    return "none";
+}
+
+json displays(const CaptureReport& report) {
+    json list = json::array();
+    for (const auto& display : report.displays)
+        list.push_back({{"id", display.id},
+                        {"name", display.name},
+                        {"x", display.bounds.x},
+                        {"y", display.bounds.y},
+                        {"width", display.bounds.width},
+                        {"height", display.bounds.height},
+                        {"active", display.isActive},
+                        {"streaming", display.isStreaming},
+                        {"lastLook", name(display.lastLook)},
+                        {"lookedAt", display.lookedAt ? json(display.lookedAt->seconds) : json()}});
+    return list;
+}
+
 } // namespace
 
 ControlService::ControlService(AppModel& model) : m_model(model) {}
@@ -103,8 +141,14 @@ QString ControlService::report() const {
         {"accessibility", accessibility},
         {"databaseDamaged", m_model.databaseDamaged()},
         {"frontApplication", json()},
+        {"displays", displays(m_model.captureReport())},
+        {"openSegments", m_model.captureReport().openSegments},
+        {"lastPicture", json()},
         {"lastSaved", json()},
     };
+    if (const auto& picture = m_model.captureReport().lastPicture)
+        report["lastPicture"] = {
+            {"id", picture->frameID}, {"displayID", picture->displayID}, {"timestamp", picture->at.seconds}};
     if (const auto app = m_model.frontmost())
         report["frontApplication"] = {
             {"pid", app->pid}, {"id", optionalText(app->bundleID)}, {"name", optionalText(app->name)}};

@@ -2,6 +2,8 @@
 
 #include "core/store/MemoryStore.h"
 #include "platform/fake/ManualClock.h"
+#include "platform/linux/libav/LibavPictureFiles.h"
+#include "platform/linux/libav/LibavVideoCodec.h"
 #include "quillshadectl/Ctl.h"
 #include "quillshadectl/Fault.h"
 #include "tests/support/TemporaryData.h"
@@ -24,6 +26,8 @@ struct Answer {
 struct CtlTest : ::testing::Test {
     TemporaryData data;
     ManualClock clock;
+    mutable LibavVideoCodec videos;
+    mutable LibavPictureFiles pictures;
 
     CtlTest() {
         setenv("TZ", "UTC", 1);
@@ -32,7 +36,7 @@ struct CtlTest : ::testing::Test {
 
     Answer run(const std::vector<std::string>& arguments, const ctl::Terminal& terminal = {}) const {
         std::ostringstream out, err;
-        const int code = ctl::runCtl(arguments, out, err, terminal, clock);
+        const int code = ctl::runCtl(arguments, out, err, terminal, {clock, videos, pictures});
         return {code, out.str(), err.str()};
     }
 

@@ -115,13 +115,25 @@ TEST_F(CtlStatus, PrintsWhatTheRunningProgramSays) {
     troubled["skipReason"] = "privateWindow";
     troubled["accessibility"] = {{"available", false}, {"reason", "There is no accessibility bus."}};
     troubled["databaseDamaged"] = true;
+    troubled["displays"] = nlohmann::json::parse(R"([
+        {"id":1,"name":"HDMI-1","width":1920,"height":1080,"active":true,"streaming":true,"lastLook":"windowsMoving",
+         "lookedAt":1699999940},
+        {"id":2,"name":"DP-2","width":1280,"height":800.5,"active":false,"streaming":false,"lastLook":"none",
+         "lookedAt":null}, 7])");
+    troubled["openSegments"] = {"segments/2023-11-14/1-1.mp4"};
+    troubled["lastPicture"] = {{"id", 16}, {"displayID", 1}, {"timestamp", 1'699'999'940}};
     troubled["frontApplication"] = troubled["lastSaved"] = nullptr;
     const RunningProgram program(troubled.dump());
     const std::string out = run({"status"}).out;
     for (const char* part :
          {"Detail         Not recording \xEF\xBF\xBD[31mprivate browser windows\n",
           "Last look      Stored nothing: the front window is a private one.\n",
-          "Accessibility  Not available: There is no accessibility bus.\n", "Damaged", "Last saved     Nothing yet"})
+          "Accessibility  Not available: There is no accessibility bus.\n",
+          "Display        HDMI-1, 1920×1080, in use, pictures taken; last look Today 22:12: stored nothing, a window "
+          "that "
+          "must be hidden had just moved, come or gone\n",
+          "Display        DP-2, 1280×800, no pictures taken\n", "Being written  segments/2023-11-14/1-1.mp4\n",
+          "Last picture   #16  Today 22:12\n", "Damaged", "Last saved     Nothing yet"})
         EXPECT_NE(out.find(part), std::string::npos) << part << "\n" << out;
     EXPECT_EQ(out.find("In front"), std::string::npos);
 
