@@ -1,0 +1,126 @@
+#include "Quillshade/reading/OCRService.h"
+
+#include "core/base/Log.h"
+#include "core/reading/ReadingOrder.h"
+#include "core/search/SnippetBuilder.h"
+#include "core/text/Graphemes.h"
+#include "core/text/TextNormalizer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <exception>
+#include <string_view>
+#include <utility>
+
+namespace nomara {
+
+namespace {
+
+// English is on every screen: in names, in code, in what was never translated.
+constexpr std::string_view fallbackLanguage = "en-US";
+// Each language makes reading slower and its guesses wilder.
+constexpr std::size_t mostLanguages = 3;
+constexpr std::int64_t shortestTerm = 2;
+
+std::vector<std::string> supportedLanguages(TextRecognizer& recognizer) {
+    try {
+        return recognizer.supportedLanguages();
+    } catch (const std::exception&) {
+        return {std::string(fallbackLanguage)}; // why is a state of its own, which can be asked for at any time
+    }
+}
+
+bool contains(const std::vector<std::string>& list, std::string_view entry) {
+    return std::find(list.begin(), list.end(), entry) != list.end();
+}
+
+/// The recogniser counts from the bottom, the system from the top.
+std::optional<RelativeRect> regionOfInterest(const std::optional<RelativeRect>& focus) {
+    if (!focus || !focus->isUsableAsFocus() || !std::isfinite(focus->x) || !(focus->y <= 1)) return std::nullopt;
+    const double x = std::clamp(focus->x, 0.0, 1.0), y = std::max(focus->y, 0.0);
+    const double width = std::min(focus->width, 1 - x), height = std::min(focus->height, 1 - y);
+    const RelativeRect region{x, 1 - y - height, width, height};
+    return region.isUsableAsFocus() ? std::optional(region) : std::nullopt;
+}
+
+/// Folded, each once, the longest first.
+std::vector<std::string> foldedTerms(const std::vector<std::string>& terms) {
+    std::vector<std::string> folded;
+    for (const std::string& term : terms) {
+        std::string text = TextNormalizer::normalize(term);
+        if (Graphemes::count(text) >= shortestTerm && !contains(folded, text)) folded.push_back(std::move(text));
+    }
+    std::stable_sort(folded.begin(), folded.end(), [](const std::string& a, const std::string& b) {
+        return Graphemes::count(a) > Graphemes::count(b);
+    });
+    return folded;
+}
+
+void appendBoxes(const TextObservation& observation, const std::vector<std::string>& terms,
+                 std::vector<RelativeRect>& boxes) {
+    const std::string folded = TextNormalizer::normalize(observation.text);
+    const auto isThere = [&](const std::string& term) { return folded.find(term) != std::string::npos; };
+    if (std::none_of(terms.begin(), terms.end(), isThere)) return;
+    const auto characters = Graphemes::split(observation.text);
+    for (const CharacterRange& range : SnippetBuilder::highlightRanges(observation.text, terms)) {
+        if (range.start < 0 || range.end > static_cast<std::int64_t>(characters.size()) || range.start >= range.end)
+            continue;
+        const std::string_view first = characters[static_cast<std::size_t>(range.start)];
+        const std::string_view last = characters[static_cast<std::size_t>(range.end - 1)];
+        const auto offset = static_cast<std::size_t>(first.data() - observation.text.data());
+        const auto length = static_cast<std::size_t>(last.data() + last.size() - first.data());
+        boxes.push_back(observation.boundingBox(offset, length).value_or(observation.box));
+    }
+}
+
+} // namespace
+
+OCRService::OCRService(TextRecognizer& recognizer, const std::vector<std::string>& preferredLanguages)
+    : m_recognizer(recognizer) {
+    const auto supported = supportedLanguages(recognizer);
+    for (const std::string& preferred : preferredLanguages) {
+        if (preferred.size() < 2) continue;
+        const std::string language = preferred.substr(0, 2);
+        const auto match = std::find_if(supported.begin(), supported.end(),
+                                        [&](const std::string& code) { return code.starts_with(language); });
+        if (match == supported.end())
+            m_missingLanguages.push_back(preferred);
+        else if (!contains(m_languages, *match))
+            m_languages.push_back(*match);
+    }
+    if (!contains(m_languages, fallbackLanguage) && contains(supported, fallbackLanguage))
+        m_languages.emplace_back(fallbackLanguage);
+    if (m_languages.size() > mostLanguages) m_languages.resize(mostLanguages);
+}
+
+OCRService::Reading OCRService::recognize(const Image& image, const std::optional<RelativeRect>& focus,
+                                          TextRequest::Urgency urgency, std::function<bool()> shouldStop) const {
+    TextRequest request;
+    request.image = image;
+    request.languages = m_languages;
+    request.regionOfInterest = regionOfInterest(focus);
+    request.urgency = urgency;
+    if (shouldStop) request.shouldStop = std::move(shouldStop);
+    try {
+        TextResult result = m_recognizer.recognize(request);
+        return {std::move(result.observations), result.isComplete, false};
+    } catch (const std::exception& error) {
+        Log::error(LogCategory::ocr, std::string("OCR failed: ") + error.what());
+        return {{}, true, true};
+    }
+}
+
+std::vector<std::string> OCRService::lines(const std::vector<TextObservation>& observations) {
+    return ReadingOrder::lines(observations);
+}
+
+std::vector<RelativeRect> OCRService::boxes(const std::vector<std::string>& terms, const Image& image) const {
+    const auto folded = foldedTerms(terms);
+    if (folded.empty()) return {};
+    std::vector<RelativeRect> boxes;
+    for (const TextObservation& observation : recognize(image, std::nullopt).observations)
+        appendBoxes(observation, folded, boxes);
+    return boxes;
+}
+
+} // namespace nomara

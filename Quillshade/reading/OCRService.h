@@ -1,0 +1,49 @@
+#pragma once
+
+#include "platform/TextRecognizer.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace nomara {
+
+/// Reads the text of images in the user's languages. What it works with is settled at construction; callable from any
+/// thread.
+class OCRService {
+public:
+    struct Reading {
+        std::vector<TextObservation> observations;
+        bool isComplete = true; ///< false where it was stopped before the end
+        bool failed = false;    ///< nothing could be read; the reason has been logged
+    };
+
+    /// `preferredLanguages` are codes such as "tr-TR", the dearest first. `recognizer` outlives the service.
+    OCRService(TextRecognizer& recognizer, const std::vector<std::string>& preferredLanguages);
+
+    /// Waits. Reads the whole image, or the part that `focus` marks as fractions from the top left, where that is large
+    /// enough to be worth it. `shouldStop` is asked between lines, from several threads.
+    Reading recognize(const Image& image, const std::optional<RelativeRect>& focus,
+                      TextRequest::Urgency urgency = TextRequest::Urgency::now,
+                      std::function<bool()> shouldStop = {}) const;
+    /// The texts in reading order, without those too uncertain to be text.
+    static std::vector<std::string> lines(const std::vector<TextObservation>& observations);
+    /// Waits. Where these words stand in the image, compared as search compares, as fractions from the bottom left.
+    /// Words of one character are too many to be shown.
+    std::vector<RelativeRect> boxes(const std::vector<std::string>& terms, const Image& image) const;
+
+    /// What is looked for in images, the most likely first; of the supported ones, at most three.
+    const std::vector<std::string>& languages() const { return m_languages; }
+    /// Those of the preferred ones that can't be read here.
+    const std::vector<std::string>& missingLanguages() const { return m_missingLanguages; }
+    /// Why nothing can be read at all, as a sentence that tells what to do; empty where text can be read.
+    std::string unavailableReason() const { return m_recognizer.unavailableReason(); }
+
+private:
+    TextRecognizer& m_recognizer;
+    std::vector<std::string> m_languages;
+    std::vector<std::string> m_missingLanguages;
+};
+
+} // namespace nomara
