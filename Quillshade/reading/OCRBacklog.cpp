@@ -1,0 +1,227 @@
+#include "Quillshade/reading/OCRBacklog.h"
+
+#include "Quillshade/segments/FrameImageLoader.h"
+#include "Quillshade/store/StoreHub.h"
+#include "core/base/Calendar.h"
+#include "core/base/Log.h"
+#include "core/text/LineDeduper.h"
+#include "core/text/LineSplitter.h"
+
+#include <algorithm>
+#include <chrono>
+#include <exception>
+#include <utility>
+
+namespace nomara {
+
+namespace {
+
+constexpr std::int64_t framesAtOnce = 20;
+constexpr std::int64_t framesPerProgress = 25;
+// A frame just stored may still be changed by those who stored it.
+constexpr double youngestSeconds = 20;
+constexpr std::int64_t maxCharacters = 40'000, maxLines = 2'000;
+
+std::vector<std::string> splitLines(const std::string& text) {
+    return LineSplitter::lines(text, maxCharacters, maxLines);
+}
+
+std::string joined(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const std::string& line : lines) {
+        if (!text.empty()) text += '\n';
+        text += line;
+    }
+    return text;
+}
+
+/// The number of a forgotten frame is given to another one.
+bool isStillQueued(const std::optional<FrameRecord>& stored, const FrameRecord& frame) {
+    return stored && stored->timestamp == frame.timestamp && stored->ocrState == OCRState::queued;
+}
+
+} // namespace
+
+class OCRBacklog::Pass {
+public:
+    explicit Pass(OCRBacklog& backlog) : m_backlog(backlog), m_services(backlog.m_services) {}
+
+    void run() {
+        double failurePause = m_backlog.m_pauses.afterFailures;
+        while (m_backlog.mayGoOn()) {
+            const auto batch = nextBatch();
+            if (batch.empty()) return;
+            bool anySettled = false;
+            for (const FrameRecord& frame : batch) {
+                // Without the data that reading needs everything would be taken for an image without text.
+                if (!m_backlog.mayGoOn() || !m_services.ocr.unavailableReason().empty()) return;
+                if (settle(frame)) anySettled = true;
+            }
+            if (anySettled) {
+                failurePause = m_backlog.m_pauses.afterFailures;
+            } else {
+                m_backlog.pause(failurePause);
+                failurePause = std::min(2 * failurePause, m_backlog.m_pauses.longest);
+            }
+        }
+    }
+
+private:
+    std::vector<FrameRecord> nextBatch() {
+        const Date cutoff = m_services.clock.now() - youngestSeconds;
+        try {
+            return m_services.hub.read([&](MemoryStore& store) { return store.ocrBacklog(cutoff, framesAtOnce); });
+        } catch (const std::exception&) {
+            return {}; // the hub has looked at why; the next pass tries again
+        }
+    }
+
+    /// False where the frame stays queued.
+    bool settle(const FrameRecord& frame) {
+        try {
+            const Image image = picture(frame);
+            if (!image) return markFailed(frame);
+            const auto reading = m_services.ocr.recognize(image, frame.windowRect, TextRequest::Urgency::later,
+                                                          [this] { return m_backlog.isCancelled(); });
+            if (reading.failed && !m_services.ocr.unavailableReason().empty()) return false;
+            if (!reading.isComplete && m_backlog.isCancelled()) return false;
+            const bool isStored = store(frame, OCRService::lines(reading.observations));
+            if (isStored && ++m_settledFrames % framesPerProgress == 0) m_backlog.tellProgress();
+            m_backlog.pause(m_backlog.m_pauses.betweenFrames);
+            return isStored;
+        } catch (const std::exception& error) {
+            Log::error(LogCategory::ocr, std::string("A frame could not be read later: ") + error.what());
+            return false;
+        }
+    }
+
+    Image picture(const FrameRecord& frame) {
+        if (frame.imageState != ImageState::segment || !frame.segmentPath || !frame.segmentIndex) return nullptr;
+        return m_services.images.image(frame, FrameImageLoader::Size::full).result();
+    }
+
+    /// A frame without a picture won't get one, unless its segment was rewritten while it was looked for. Looking and
+    /// marking are one piece of work, so that no rewrite comes in between.
+    bool markFailed(const FrameRecord& frame) {
+        return m_services.hub.write([&](MemoryStore& store) {
+            const auto stored = store.frame(frame.id);
+            if (!isStillQueued(stored, frame)) return true;
+            if (stored->segmentPath != frame.segmentPath || stored->segmentIndex != frame.segmentIndex) return false;
+            store.setOCRState(frame.id, OCRState::failed);
+            return true;
+        });
+    }
+
+    bool store(const FrameRecord& frame, const std::vector<std::string>& recognized) {
+        bool isStored = false;
+        try {
+            const std::string context = frame.contextKey();
+            const std::string body = m_services.hub.read(
+                [&](MemoryStore& store) { return store.frameText(frame.id).value_or(std::string()); });
+            m_deduper.newLines(splitLines(body), context, frame.timestamp);
+            const auto fresh = m_deduper.newLines(splitLines(joined(recognized)), context, frame.timestamp);
+            isStored = write(frame, fresh);
+        } catch (const std::exception& error) {
+            Log::error(LogCategory::ocr, std::string("Text of an image could not be stored: ") + error.what());
+        }
+        // Lines that weren't stored mustn't be taken for known ones when they come again.
+        if (!isStored) m_deduper.reset();
+        return isStored;
+    }
+
+    bool write(const FrameRecord& frame, const std::vector<std::string>& fresh) {
+        const std::string today = Calendar::dayKey(m_services.clock.now());
+        return m_services.hub.write([&](MemoryStore& store) {
+            return store.transaction([&] {
+                const bool isThere = isStillQueued(store.frame(frame.id), frame);
+                if (isThere) store.updateFrameText(frame.id, fresh, TextSource::ocr(), OCRState::done);
+                store.addStats(today, {.ocrRuns = 1});
+                return isThere;
+            });
+        });
+    }
+
+    OCRBacklog& m_backlog;
+    const Services& m_services;
+    LineDeduper m_deduper{12, 4'000, 1'800};
+    std::int64_t m_settledFrames = 0;
+};
+
+OCRBacklog::OCRBacklog(Services services, Pauses pauses) : m_services(std::move(services)), m_pauses(pauses) {}
+
+OCRBacklog::~OCRBacklog() {
+    setAllowed(false);
+    cancel();
+}
+
+void OCRBacklog::setOnProgress(std::function<void()> onProgress) {
+    *m_onProgress = std::move(onProgress);
+}
+
+void OCRBacklog::setAllowed(bool allowed) {
+    {
+        const std::lock_guard lock(m_lock);
+        m_allowed = allowed;
+    }
+    m_interrupted.notify_all();
+}
+
+bool OCRBacklog::kick() {
+    {
+        const std::lock_guard lock(m_lock);
+        if (!m_allowed || m_running) return false;
+        m_running = true;
+        m_cancelled = false;
+    }
+    m_queue.async([this] { run(); });
+    return true;
+}
+
+void OCRBacklog::cancel() {
+    {
+        const std::lock_guard lock(m_lock);
+        m_cancelled = true;
+    }
+    m_interrupted.notify_all();
+}
+
+bool OCRBacklog::isRunning() const {
+    const std::lock_guard lock(m_lock);
+    return m_running;
+}
+
+void OCRBacklog::run() {
+    try {
+        Pass(*this).run();
+    } catch (const std::exception& error) {
+        Log::error(LogCategory::ocr, std::string("Reading images later failed: ") + error.what());
+    }
+    {
+        const std::lock_guard lock(m_lock);
+        m_running = false;
+    }
+    tellProgress();
+}
+
+bool OCRBacklog::mayGoOn() const {
+    const std::lock_guard lock(m_lock);
+    return m_allowed && !m_cancelled;
+}
+
+bool OCRBacklog::isCancelled() const {
+    const std::lock_guard lock(m_lock);
+    return m_cancelled;
+}
+
+void OCRBacklog::pause(double seconds) {
+    std::unique_lock lock(m_lock);
+    m_interrupted.wait_for(lock, std::chrono::duration<double>(seconds), [this] { return !m_allowed || m_cancelled; });
+}
+
+void OCRBacklog::tellProgress() {
+    m_services.mainThread([weak = std::weak_ptr(m_onProgress)] {
+        if (const auto onProgress = weak.lock(); onProgress && *onProgress) (*onProgress)();
+    });
+}
+
+} // namespace nomara
