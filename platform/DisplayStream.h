@@ -72,6 +72,9 @@ public:
     /// Holds for every image that is taken after this has returned.
     virtual void setFilter(DisplayStreamFilter filter) = 0;
     virtual void setInterval(double seconds) = 0;
+    /// Asks for an image of the display as it is then, changed or not, as soon as the interval allows it. From any
+    /// thread while the stream runs.
+    virtual void renew() = 0;
     /// Waits; afterwards there are no callbacks. Nothing where it has ended already.
     virtual void stop() = 0;
     /// What to keep and give to the next stream of this display; empty where nothing needs to be kept.

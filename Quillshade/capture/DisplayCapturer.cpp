@@ -101,7 +101,15 @@ void DisplayCapturer::dropLatest() {
     m_latest.reset();
     m_latestAt = 0;
     m_changed = false;
-    m_dirtyAccumulated = 0;
+    m_dirtyAccumulated = m_owedDirt = 0;
+}
+
+void DisplayCapturer::renew(double dirtyFraction) {
+    {
+        const std::lock_guard lock(m_lock);
+        m_owedDirt += dirtyFraction;
+    }
+    m_stream->renew();
 }
 
 void DisplayCapturer::clearMarks() {
@@ -138,8 +146,8 @@ void DisplayCapturer::keep(DisplaySample sample) {
     m_hasWindowList = true;
     m_latest = std::move(sample.image);
     m_latestAt = m_takenAt;
-    if (fraction > 0) {
-        m_dirtyAccumulated += fraction;
+    if (fraction > 0 || m_owedDirt > 0) {
+        m_dirtyAccumulated += fraction + std::exchange(m_owedDirt, 0.0);
         m_changed = true;
     }
     m_recentDirt.push_back({m_takenAt, fraction});

@@ -66,6 +66,9 @@ public:
     LatestImage takeLatest();
     /// Forgets the image and the marks.
     void dropLatest();
+    /// The image that was taken can't be used, as it is: asks for another one, which then counts as changed by so much
+    /// at least.
+    void renew(double dirtyFraction);
     /// Forgets the marks alone.
     void clearMarks();
     Marks marks() const;
@@ -95,6 +98,7 @@ private:
     bool m_hasWindowList = false;
     double m_dirtyAccumulated = 0;
     bool m_changed = false;
+    double m_owedDirt = 0; ///< changed part of images that were of no use
     std::deque<Dirt> m_recentDirt; // the last samples, the oldest first
     OnStop m_onStop;
     std::optional<DisplayStreamError> m_ended; // told to nobody yet

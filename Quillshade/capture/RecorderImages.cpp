@@ -65,17 +65,23 @@ void Recorder::imageTick(const Look& look) {
 // encoder last.
 void Recorder::captureFrame(const Look& look, const Display& display, DisplayCapturer& capturer, bool isActive) {
     const LatestImage latest = capturer.takeLatest();
-    if (!latest.image) return noteLook(look, display.id, LookResult::noImage);
+    // A display that doesn't change any more hands over nothing by itself.
+    if (!latest.image) {
+        capturer.renew(0);
+        return noteLook(look, display.id, LookResult::noImage);
+    }
     DisplayState& state = m_states[display.id];
-    if (state.privacySkipAt && (!state.privacyClearAt || latest.latestAt <= *state.privacyClearAt))
+    if (state.privacySkipAt && (!state.privacyClearAt || latest.latestAt <= *state.privacyClearAt)) {
+        capturer.renew(latest.dirtyFraction);
         return noteLook(look, display.id, LookResult::staleImage);
+    }
     FrontPage page;
     if (isActive) {
         page = frontPage(look);
         if (page.stop != SkipReason::Kind::none) return holdBack(look, display.id, capturer, page.stop);
     }
     const Image image = safeImage(look, display, latest);
-    if (!image) return;
+    if (!image) return capturer.renew(latest.dirtyFraction);
     const std::uint64_t hash = PerceptualHash::hash(*image);
 
     const std::string key = isActive ? look.contextKey : keyOf(display.id);

@@ -44,6 +44,11 @@ public:
         note("interval");
     }
 
+    void renew() override {
+        const std::lock_guard lock(m_shared->mutex);
+        note("renew");
+    }
+
     void stop() override {
         const std::lock_guard calling(m_state->calling);
         const std::lock_guard lock(m_shared->mutex);

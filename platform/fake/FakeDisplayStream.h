@@ -32,7 +32,7 @@ public:
     std::vector<DisplayID> running() const;
     /// What the running stream of this display was last told; absent where there is none.
     std::optional<DisplayStreamConfiguration> configuration(DisplayID display) const;
-    /// What was asked of all streams, in order: "start 1", "filter 1", "interval 1", "stop 1".
+    /// What was asked of all streams, in order: "start 1", "filter 1", "interval 1", "renew 1", "stop 1".
     std::vector<std::string> takeLog();
 
 private:

@@ -62,7 +62,7 @@ struct ModelHarness {
         QSignalSpy launched(model.get(), &AppModel::statsRefreshed);
         model->start();
         // Answers that are there already don't let the model wait for them.
-        ASSERT_TRUE(!launched.isEmpty() || launched.wait());
+        ASSERT_TRUE(!launched.isEmpty() || launched.wait(60'000));
     }
     /// Lets the recorder and then the main thread do what they were told.
     void settle() {

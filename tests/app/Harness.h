@@ -11,11 +11,14 @@
 #include "platform/fake/FakeWindowServer.h"
 #include "platform/fake/ManualClock.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <deque>
 #include <filesystem>
 #include <mutex>
+#include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace nomara {
@@ -89,8 +92,9 @@ struct RecorderHarness {
     std::vector<SkipReason> skips;
     std::vector<FrameSummary> saved;
     std::vector<CapturePolicy> policies;
-    Recorder recorder{{hub, accessibility, windowServer, input, streams, segments, tracker, clock, mainThread.executor(),
-                       [this](const WindowOwner& owner) { return identities[owner.pid]; }, "com.brindlewick.Quillshade",
+    Recorder recorder{{hub, accessibility, windowServer, input, streams, segments, tracker, clock,
+                       mainThread.executor(), [this](const WindowOwner& owner) { return identities[owner.pid]; },
+                       "com.brindlewick.Quillshade",
                        [this](SerialQueue&, double first, double interval, double leeway, const SerialQueue::Work&) {
                            timers.push_back({first, interval, leeway});
                            return std::make_unique<SerialQueue::Timer>();
@@ -128,6 +132,37 @@ struct RecorderHarness {
         accessibility.setWindows(app.pid, {{title, Rect{0, 0, 800, 600}, text, std::nullopt}});
         applications.activate(app);
         mainThread.drain();
+    }
+    /// Images and text, no block, streams running on the displays that are wanted.
+    void recordImages(RecorderConfig config = {}) {
+        recorder.setConfig(std::move(config));
+        recorder.setBlock(Recorder::Block::stopped, false);
+        settle();
+    }
+    CaptureReport report() {
+        CaptureReport result;
+        recorder.askReport([&](const CaptureReport& report) { result = report; });
+        settle();
+        return result;
+    }
+    /// Until exactly these displays stream.
+    bool awaitStreams(const std::set<DisplayID>& wanted) {
+        for (int i = 0; i < 12'000; ++i) {
+            std::set<DisplayID> streaming;
+            for (const auto& display : report().displays)
+                if (display.isStreaming) streaming.insert(display.id);
+            if (streaming == wanted && streams.running() == std::vector(wanted.begin(), wanted.end())) return true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        return false;
+    }
+    std::vector<FrameRecord> storedFrames() {
+        return hub.read([](MemoryStore& store) {
+            std::vector<FrameRecord> frames;
+            for (const FrameSummary& frame : store.frames({0}, {1e12}, false, 1'000))
+                frames.push_back(*store.frame(frame.id));
+            return frames;
+        });
     }
     std::vector<std::string> storedTexts() {
         return hub.read([](MemoryStore& store) {

@@ -40,7 +40,7 @@ X11Box boxOf(const Rect& rect) {
     return {int(rect.x), int(rect.y), int(rect.x + rect.width), int(rect.y + rect.height)};
 }
 
-/// The work of one stream; everything but the three setters is on its thread.
+/// The work of one stream; everything but those that say otherwise is on its thread.
 class Worker {
 public:
     Worker(IdentityResolver resolver, std::string display, DisplayStreamConfiguration configuration,
@@ -60,6 +60,7 @@ public:
     void end();
     void setFilter(DisplayStreamFilter filter);
     void setInterval(double seconds);
+    void renew();
 
 private:
     void wait(X11ScreenChanges& changes);
@@ -78,6 +79,8 @@ private:
     const DisplayStreamCallbacks m_callbacks;
     const int m_wake; // an event counter that ends the thread's waiting
     std::atomic<bool> m_ending = false;
+    std::atomic<unsigned> m_renewalsAsked = 0;
+    unsigned m_renewalsDone = 0;
 
     std::mutex m_mutex; // guards the four fields below it
     DisplayStreamFilter m_filter;
@@ -172,6 +175,11 @@ void Worker::setInterval(double seconds) {
     wake();
 }
 
+void Worker::renew() {
+    ++m_renewalsAsked;
+    wake();
+}
+
 void Worker::wake() const {
     const std::uint64_t one = 1;
     // The counter can't be full, so the write can't fail.
@@ -202,6 +210,7 @@ void Worker::takeSettings(X11ScreenChanges& changes) {
     const std::lock_guard lock(m_mutex);
     m_dueAt = std::max(m_dueAt, m_lastAt + m_interval);
     if (m_dueAt > uptime() + m_interval) m_dueAt = uptime() + m_interval; // it was longer before
+    m_isPending = m_isPending || m_renewalsAsked != m_renewalsDone;
     if (m_takenVersion == m_filterVersion) return;
     m_takenVersion = m_filterVersion;
     changes.setFilter(m_filter, uptime());
@@ -250,7 +259,8 @@ bool Worker::tryLook(X11ScreenChanges& changes, X11ScreenImage& screen) {
     if (changes.moves() != moves || !isSettingsCurrent()) return false;
     const X11Region hidden = changes.hidden(uptime()).intersection(m_area);
     const X11Region changed = changedPart(hidden);
-    if (changed.isEmpty()) {
+    const unsigned renewals = m_renewalsAsked;
+    if (changed.isEmpty() && renewals == m_renewalsDone) {
         // Only what is hidden has been painted, or the other displays.
         m_dirty = {};
         m_isPending = false;
@@ -275,6 +285,7 @@ bool Worker::tryLook(X11ScreenChanges& changes, X11ScreenImage& screen) {
     m_dirty = {};
     m_lastHidden = hidden;
     m_isPending = false;
+    m_renewalsDone = renewals;
     m_lastAt = m_dueAt = takenAt;
     m_callbacks.sample(sample(std::move(image), changed));
     return true;
@@ -324,6 +335,9 @@ public:
     }
     void setInterval(double seconds) override {
         if (m_worker) m_worker->setInterval(seconds);
+    }
+    void renew() override {
+        if (m_worker) m_worker->renew();
     }
     void stop() override {
         if (!m_thread.joinable()) return;

@@ -78,9 +78,17 @@ TEST_F(X11Stream, GivesNoImageWhileNothingChangesAndNoMoreThanTheIntervalAllows)
         std::this_thread::sleep_for(std::chrono::milliseconds(300));
         return stream.count() == before;
     }));
-    const auto quiet = stream.count();
+    auto quiet = stream.count();
     std::this_thread::sleep_for(std::chrono::seconds(1));
     EXPECT_EQ(stream.count(), quiet);
+
+    // Whoever asks for one gets it all the same, and learns that nothing has changed.
+    stream.take();
+    stream.stream().renew();
+    ASSERT_TRUE(waitUntil([&] { return stream.count() > quiet; }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_EQ(stream.count(), ++quiet) << "once for each request";
+    EXPECT_TRUE(stream.take().at(0).dirty.empty());
 
     stream.stream().setInterval(1);
     const auto start = std::chrono::steady_clock::now();

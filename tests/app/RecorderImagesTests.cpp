@@ -1,0 +1,428 @@
+#include "core/base/Paths.h"
+#include "tests/app/Harness.h"
+
+#include <algorithm>
+
+#include <gtest/gtest.h>
+
+namespace nomara {
+namespace {
+
+using Kind = SkipReason::Kind;
+
+const FrontmostApp editor{10, "org.editor", "Editor"};
+const FrontmostApp keepass{12, "org.keepassxc.keepassxc", "KeePassXC"};
+const FrontmostApp chromium{20, "org.chromium.Chromium", "Chromium"};
+
+/// Stripes whose hash differs from seed to seed.
+Image picture(unsigned seed, int width = 192, int height = 108) {
+    auto image = std::make_shared<PixelBuffer>(width, height);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            const unsigned cell = (static_cast<unsigned>(x) / 21U) * 31U + (static_cast<unsigned>(y) / 13U) * 17U;
+            const auto value = static_cast<std::uint8_t>((cell * (seed * 2U + 1U) * 2'654'435'761U) >> 24U);
+            std::fill_n(image->row(y) + std::ptrdiff_t{4} * x, 4, value);
+        }
+    return image;
+}
+
+std::string words(int characters) {
+    return std::string(static_cast<std::size_t>(characters), 'x');
+}
+
+struct ImageHarness : RecorderHarness {
+    RecorderConfig config;
+
+    /// Display 1 streams, the editor is in front, and its window has settled.
+    void start() {
+        show(editor, "Notes", words(300));
+        recordImages(config);
+        ASSERT_TRUE(awaitStreams({1}));
+        tick();
+    }
+    /// An image of which that part has changed, and a tick a second later.
+    void deliver(const Image& image, double dirty, DisplayID display = 1, double age = 0) {
+        std::vector<Rect> rects;
+        if (dirty > 0) rects.push_back({0, 0, dirty * image->width, double(image->height)});
+        ASSERT_TRUE(streams.deliver(display, {image, rects}, age));
+    }
+    LookResult lastLook(DisplayID display = 1) {
+        for (const auto& each : report().displays)
+            if (each.id == display) return each.lastLook;
+        return LookResult::none;
+    }
+    /// What is in the video of that segment.
+    FakeVideoCodec::Video video(const FrameRecord& frame) {
+        return codec.video(NomaraPaths::framesFile(*frame.segmentPath));
+    }
+    DayStats stats() {
+        recorder.setBlock(Recorder::Block::paused, true); // writes the counters
+        settle();
+        return hub.read([&](MemoryStore& store) { return store.stats("0000", "9999").at(0); });
+    }
+};
+
+TEST(RecorderImages, StoresAPictureWithItsTextOnce) {
+    ImageHarness h;
+    h.start();
+    h.deliver(picture(1), 1);
+    h.tick(1);
+    ASSERT_EQ(h.saved.size(), 1U);
+    const FrameRecord frame = h.storedFrames().at(0);
+    EXPECT_EQ(frame.imageState, ImageState::segment);
+    EXPECT_EQ(frame.segmentIndex, 0);
+    EXPECT_EQ(frame.appBundleID, "org.editor");
+    EXPECT_EQ(frame.windowTitle, "Notes");
+    EXPECT_EQ(frame.width, 192) << "pixels of the image that was taken";
+    EXPECT_EQ(frame.ocrState, OCRState::notNeeded);
+    EXPECT_EQ(frame.textSource, TextSource::accessibility());
+    ASSERT_TRUE(frame.windowRect);
+    EXPECT_EQ(h.report().lastPicture->frameID, frame.id);
+    EXPECT_EQ(h.report().openSegments, std::set{*frame.segmentPath});
+
+    // Five minutes of a still screen: not even the text is read.
+    h.input.setSecondsSinceLastInput(1e6);
+    const int reads = h.accessibility.counts().text;
+    for (int i = 0; i < 300; ++i)
+        h.tick(1);
+    EXPECT_EQ(h.accessibility.counts().text, reads);
+    EXPECT_EQ(h.storedFrames().size(), 1U);
+    EXPECT_TRUE(h.report().openSegments.empty()) << "a segment that got nothing for two minutes is complete";
+
+    // A caret that blinks passes the gate at times, but is no news; a new picture is.
+    h.deliver(picture(1), 0.005);
+    h.tick(1);
+    EXPECT_EQ(h.lastLook(), LookResult::unchanged);
+    h.deliver(picture(1), 0.2);
+    h.tick(2);
+    EXPECT_EQ(h.storedFrames().size(), 2U) << "much was painted anew";
+    h.deliver(picture(2), 0.005);
+    h.tick(2);
+    EXPECT_EQ(h.storedFrames().size(), 3U) << "it looks otherwise";
+    h.accessibility.setText(10, words(300) + "\nnew line");
+    h.deliver(picture(2), 0.005);
+    h.tick(2);
+    EXPECT_EQ(h.storedTexts().back(), "new line");
+    EXPECT_EQ(h.video(h.storedFrames().back()).frames.size(), 3U) << "in a new segment";
+    const DayStats stats = h.stats();
+    EXPECT_EQ(stats.framesSaved, 4);
+    EXPECT_EQ(stats.framesSkipped, 1);
+}
+
+TEST(RecorderImages, ANewWindowSettlesFirst) {
+    ImageHarness h;
+    h.start();
+    h.deliver(picture(1), 1);
+    h.tick(1);
+    ASSERT_EQ(h.storedFrames().size(), 1U);
+    h.show(editor, "Other", words(300));
+    h.deliver(picture(2), 1);
+    h.tick(2);
+    EXPECT_EQ(h.storedFrames().size(), 1U) << "it has only just been seen";
+    h.show(editor, "Notes", words(300));
+    h.tick(0.5);
+    h.show(editor, "Other", words(300));
+    h.tick(0.5);
+    EXPECT_EQ(h.storedFrames().size(), 1U) << "it went and came again";
+    h.tick(0.6);
+    ASSERT_EQ(h.storedFrames().size(), 2U);
+    EXPECT_EQ(h.storedFrames()[1].windowTitle, "Other");
+}
+
+TEST(RecorderImages, SaysWhatIsToBeReadFromThePicture) {
+    const struct {
+        const char* name;
+        std::string bundleID;
+        int characters;
+        bool onBattery, diskFull;
+        ImageState image;
+        OCRState ocr;
+    } rows[] = {
+        {"enough text", "org.editor", 250, true, false, ImageState::segment, OCRState::notNeeded},
+        {"too little", "org.editor", 249, true, false, ImageState::segment, OCRState::queued},
+        {"none", "org.editor", 0, true, false, ImageState::segment, OCRState::queued},
+        {"text that can't be trusted", "org.chromium.Chromium", 400, true, false, ImageState::segment,
+         OCRState::queued},
+        {"no picture to read", "org.editor", 0, true, true, ImageState::none, OCRState::notNeeded},
+    };
+    for (const auto& row : rows) {
+        ImageHarness h;
+        h.config.skipPrivateWindows = false;
+        if (row.diskFull) h.volume.available = 1'000;
+        h.recorder.setPower({row.onBattery, 0.9, false, 0});
+        h.start();
+        h.show({10, row.bundleID, "Name"}, "Title", words(row.characters));
+        h.tick(1);
+        h.deliver(picture(1), 1);
+        h.tick(3);
+        const auto frames = h.storedFrames();
+        ASSERT_EQ(frames.size(), 1U) << row.name;
+        EXPECT_EQ(frames[0].imageState, row.image) << row.name;
+        EXPECT_EQ(frames[0].ocrState, row.ocr) << row.name;
+        EXPECT_EQ(frames[0].textChars, row.characters) << row.name;
+    }
+}
+
+TEST(RecorderImages, AnImageFromBeforeIsNeverStored) {
+    ImageHarness h;
+    h.start();
+    h.deliver(picture(1), 1);
+    h.tick(1);
+    ASSERT_EQ(h.storedFrames().size(), 1U);
+    // The password manager is in front, and an image of it is there.
+    h.show(keepass, "Passwords", "secret");
+    h.deliver(picture(7), 1);
+    h.tick(2);
+    h.deliver(picture(8), 1);
+    h.tick(1);
+    EXPECT_EQ(h.skips.back().kind, Kind::excludedApp);
+
+    h.show(editor, "Other", words(300));
+    h.tick(1);
+    EXPECT_EQ(h.storedFrames().size(), 1U);
+    h.streams.takeLog();
+    h.deliver(picture(9), 1, 1, 1.5); // taken before it was known that it has gone
+    h.tick(1);
+    EXPECT_EQ(h.storedFrames().size(), 1U);
+    EXPECT_EQ(h.lastLook(), LookResult::staleImage);
+    EXPECT_EQ(h.streams.takeLog(), std::vector<std::string>{"renew 1"}) << "a still screen gives no other image";
+    h.deliver(picture(3), 0);
+    h.tick(1);
+    ASSERT_EQ(h.storedFrames().size(), 2U);
+    EXPECT_EQ(h.video(h.storedFrames()[1]).frames.back()->bytes, picture(3)->bytes);
+}
+
+TEST(RecorderImages, EveryReasonToHoldBackDropsTheImagesOfAllDisplays) {
+    ImageHarness h;
+    h.config.allDisplays = true;
+    h.windowServer.setDisplays({{1, "LEFT", {0, 0, 1000, 800}, 1, true}, {2, "RIGHT", {1000, 0, 1000, 800}, 1, false}});
+    h.show(editor, "Notes", words(300));
+    h.recordImages(h.config);
+    ASSERT_TRUE(h.awaitStreams({1, 2}));
+    const auto deliverBoth = [&](unsigned seed) {
+        h.deliver(picture(seed), 1, 1);
+        h.deliver(picture(seed + 50), 1, 2);
+    };
+    deliverBoth(1);
+    h.input.setSecureInput(SecureInput::certain);
+    h.tick(1);
+    h.input.setSecureInput(SecureInput::off);
+    h.tick(1);
+    h.tick(1);
+    EXPECT_TRUE(h.storedFrames().empty());
+    deliverBoth(2);
+    h.tick(1);
+    const auto frames = h.storedFrames();
+    ASSERT_EQ(frames.size(), 2U);
+    const auto& other = frames[frames[0].displayID == 2 ? 0 : 1];
+    EXPECT_EQ(other.displayID, 2U);
+    EXPECT_FALSE(other.appBundleID || other.windowTitle || other.url || other.windowRect || other.project);
+    EXPECT_EQ(other.textChars, 0);
+    EXPECT_EQ(other.ocrState, OCRState::queued);
+
+    // Quillshade's own window: nothing is stored, and nothing is dropped.
+    deliverBoth(3);
+    h.show({1, "com.brindlewick.Quillshade", "Q"}, "Q", "");
+    h.tick(3);
+    EXPECT_EQ(h.storedFrames().size(), 2U);
+    h.show(editor, "Notes", words(300));
+    h.tick(1);
+    h.deliver(picture(4), 0.3, 1);
+    h.tick(20);
+    EXPECT_EQ(h.storedFrames().size(), 3U);
+}
+
+struct BrowserImages : ImageHarness {
+    static FakeAccessibility::Window accessible(const std::string& title, const Rect& frame, bool isPrivate) {
+        FakeAccessibility::Window window;
+        window.title = title;
+        window.frame = frame;
+        window.text = words(300);
+        window.facts = {"https://a.example/" + title, isPrivate, true};
+        return window;
+    }
+    static WindowInfo onScreen(std::uint32_t number, ProcessID pid, const std::string& title, const Rect& frame) {
+        WindowInfo info;
+        info.number = number;
+        info.pid = pid;
+        info.title = title;
+        info.bounds = info.content = frame;
+        return info;
+    }
+    /// The editor in front, a private window of the browser beside it.
+    void showPrivateWindow(const Rect& frame) {
+        identities[chromium.pid] = {"org.chromium.Chromium", "Chromium", "", true};
+        accessibility.setWindows(chromium.pid, {accessible("Secret", frame, true)});
+        windowServer.setWindows(
+            {onScreen(1, editor.pid, "Notes", {0, 0, 800, 600}), onScreen(5, chromium.pid, "Secret", frame)});
+    }
+};
+
+TEST(RecorderImages, APrivateWindowBesideIsPaintedOverOnceItStoodStill) {
+    BrowserImages h;
+    const Rect right{960, 0, 960, 1080};
+    h.showPrivateWindow(right);
+    h.start();
+    h.deliver(picture(1), 1);
+    h.tick(1);
+    EXPECT_TRUE(h.storedFrames().empty()) << "seen once only";
+    EXPECT_EQ(h.lastLook(), LookResult::windowsMoving);
+    h.deliver(picture(1), 0);
+    h.tick(1);
+    ASSERT_EQ(h.storedFrames().size(), 1U);
+    const auto stored = h.video(h.storedFrames()[0]).frames.at(0);
+    const auto original = picture(1);
+    for (int y = 0; y < stored->height; ++y)
+        for (int x = 0; x < stored->width; ++x) {
+            const bool hidden = x >= 95;
+            const std::uint8_t blue = stored->row(y)[4 * x];
+            ASSERT_EQ(blue, hidden ? 0x4A : original->row(y)[4 * x]) << x << " " << y;
+        }
+
+    // It is dragged: no image until it stands still again, and then none is lost.
+    h.showPrivateWindow({900, 0, 960, 1080});
+    h.deliver(picture(2), 0.5);
+    h.tick(2);
+    h.showPrivateWindow({800, 0, 960, 1080});
+    h.deliver(picture(3), 0.5);
+    h.tick(2);
+    EXPECT_EQ(h.storedFrames().size(), 1U);
+    h.streams.takeLog();
+    h.tick(1);
+    h.deliver(picture(3), 0);
+    h.input.setSecondsSinceLastInput(5);
+    h.tick(2);
+    EXPECT_EQ(h.storedFrames().size(), 2U);
+}
+
+TEST(RecorderImages, AFrontWindowThatIsPrivateCostsTheImage) {
+    BrowserImages h;
+    const Rect frame{0, 0, 800, 600};
+    h.identities[chromium.pid] = {"org.chromium.Chromium", "Chromium", "", true};
+    h.accessibility.setWindows(chromium.pid, {h.accessible("Secret", frame, true)});
+    h.windowServer.setWindows({h.onScreen(5, chromium.pid, "Secret", frame)});
+    h.applications.activate(chromium);
+    h.mainThread.drain();
+    h.recordImages();
+    ASSERT_TRUE(h.awaitStreams({1}));
+    h.deliver(picture(1), 1);
+    h.tick();
+    h.tick(1);
+    EXPECT_EQ(h.lastLook(), LookResult::heldBack);
+    EXPECT_EQ(h.skips.back().kind, Kind::privateWindow);
+    EXPECT_EQ(h.accessibility.counts().text, 0);
+
+    // Another page while the text is being read: neither picture nor text is kept.
+    h.config.excludedSites = {"bank.example"};
+    h.recorder.setConfig(h.config);
+    h.accessibility.setWindows(chromium.pid, {h.accessible("Public", frame, false)});
+    h.windowServer.setWindows({h.onScreen(6, chromium.pid, "Public", frame)});
+    h.accessibility.setOnText([&] {
+        auto changed = BrowserImages::accessible("Public", frame, false);
+        changed.facts.url = "https://bank.example/";
+        h.accessibility.setWindows(chromium.pid, {changed});
+    });
+    h.tick(3);
+    h.deliver(picture(2), 1);
+    h.tick(0);
+    h.clock.advance(1);
+    h.deliver(picture(2), 1);
+    h.tick(3);
+    EXPECT_TRUE(h.storedFrames().empty());
+    EXPECT_EQ(h.skips.back().kind, Kind::unverifiedBrowser);
+}
+
+TEST(RecorderLifecycle, StreamsAndSegmentsFollowTheWishes) {
+    ImageHarness h;
+    h.windowServer.setDisplays({{1, "LEFT", {0, 0, 1000, 800}, 1, true}, {2, "RIGHT", {1000, 0, 1000, 800}, 1, false}});
+    h.start();
+    const auto filter = h.streams.configuration(1)->filter.excludedApplications;
+    for (const char* id : {"org.keepassxc.keepassxc", "com.brindlewick.Quillshade"})
+        EXPECT_NE(std::ranges::find(filter, id), filter.end()) << id;
+    const auto store = [&](DisplayID display, unsigned seed) {
+        h.deliver(picture(seed), 1, display);
+        h.tick(40);
+        return h.report().openSegments.size();
+    };
+    ASSERT_EQ(store(1, 1), 1U);
+
+    // The front window moves to the other display: one stream follows it.
+    h.accessibility.setWindows(10, {{"Notes", Rect{1100, 0, 300, 300}, words(300), std::nullopt}});
+    h.tick(1);
+    ASSERT_TRUE(h.awaitStreams({2}));
+    EXPECT_TRUE(h.report().openSegments.empty());
+    h.config.allDisplays = true;
+    h.recorder.setConfig(h.config);
+    ASSERT_TRUE(h.awaitStreams({1, 2}));
+    h.windowServer.setDisplays({{2, "RIGHT", {1000, 0, 1000, 800}, 1, true}});
+    h.tick(1);
+    ASSERT_TRUE(h.awaitStreams({2}));
+
+    // What changes while they run.
+    h.streams.takeLog();
+    h.recorder.setPower({true, 0.9, false, 0});
+    h.config.excludedApps.insert("org.example.Other");
+    h.recorder.setConfig(h.config);
+    h.settle();
+    ASSERT_EQ(store(2, 2), 1U);
+    const auto first = h.report().openSegments;
+    h.config.imageQuality = ImageQuality::sharp;
+    h.recorder.setConfig(h.config);
+    ASSERT_EQ(store(2, 3), 1U);
+    EXPECT_NE(h.report().openSegments, first) << "all pictures of a segment have one quality";
+    EXPECT_EQ(h.streams.configuration(2)->intervalSeconds, 2);
+    const auto now = h.streams.configuration(2)->filter.excludedApplications;
+    EXPECT_NE(std::ranges::find(now, "org.example.Other"), now.end());
+    for (const auto& what : h.streams.takeLog())
+        EXPECT_TRUE(what == "interval 2" || what == "filter 2") << what;
+
+    // A hold closes the segments but leaves the streams; a text-only policy and a block end both.
+    bool held = false;
+    h.recorder.suspendCapture([&] { held = true; });
+    h.settle();
+    EXPECT_TRUE(held);
+    EXPECT_TRUE(h.recorder.openSegmentPaths().empty());
+    h.deliver(picture(4), 1, 2);
+    h.tick(20);
+    EXPECT_TRUE(h.recorder.openSegmentPaths().empty());
+    h.recorder.resumeCapture();
+    h.tick(1);
+    ASSERT_EQ(store(2, 5), 1U);
+    h.config.textOnly = true;
+    h.recorder.setConfig(h.config);
+    ASSERT_TRUE(h.awaitStreams({}));
+    EXPECT_TRUE(h.recorder.openSegmentPaths().empty());
+    h.config.textOnly = false;
+    h.recorder.setConfig(h.config);
+    ASSERT_TRUE(h.awaitStreams({2}));
+    ASSERT_EQ(store(2, 6), 1U);
+    h.recorder.setBlock(Recorder::Block::locked, true);
+    ASSERT_TRUE(h.awaitStreams({}));
+    EXPECT_TRUE(h.recorder.openSegmentPaths().empty());
+    EXPECT_EQ(h.statuses.back().kind, RecorderStatus::Kind::locked);
+}
+
+TEST(RecorderLifecycle, TheUsersWordEndsCaptureAndTroubleDoesnt) {
+    ImageHarness h;
+    h.start();
+    ASSERT_TRUE(h.streams.end(1, {DisplayStreamError::Kind::failed, "Broken."}));
+    ASSERT_TRUE(h.awaitStreams({}));
+    EXPECT_EQ(h.statuses.back().kind, RecorderStatus::Kind::recording) << "it is tried again later";
+    EXPECT_EQ(h.timers.back().first, 3);
+
+    ImageHarness other;
+    other.start();
+    ASSERT_TRUE(other.streams.end(1, {DisplayStreamError::Kind::userEnded, "Ended."}));
+    ASSERT_TRUE(other.awaitStreams({}));
+    EXPECT_EQ(other.statuses.back().kind, RecorderStatus::Kind::paused);
+
+    ImageHarness third;
+    third.start();
+    third.streams.setPermitted(false);
+    ASSERT_TRUE(third.streams.end(1, {DisplayStreamError::Kind::notPermitted, "No."}));
+    ASSERT_TRUE(third.awaitStreams({}));
+    EXPECT_EQ(third.statuses.back().kind, RecorderStatus::Kind::needsPermission);
+}
+
+} // namespace
+} // namespace nomara
