@@ -36,6 +36,11 @@ _quillshadectl() {
         mapfile -t COMPREPLY < <(compgen -W 'today yesterday 90m 24h 7d' -- "$current")
         return
         ;;
+    --image)
+        mapfile -t COMPREPLY < <(compgen -f -- "$current")
+        compopt -o filenames 2>/dev/null
+        return
+        ;;
     --limit | --days | --app)
         return
         ;;
@@ -46,6 +51,7 @@ _quillshadectl() {
     '') words="search recent show status stats --version $common" ;;
     search) words="--newest $bounds $common" ;;
     recent) words="$bounds $common" ;;
+    show) words="--image $common" ;;
     stats) words="--days $common" ;;
     *) words=$common ;;
     esac

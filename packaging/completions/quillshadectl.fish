@@ -22,4 +22,5 @@ complete -c quillshadectl -n $listing -l since -x -a 'today yesterday 90m 24h 7d
 complete -c quillshadectl -n $listing -l until -x -a 'today yesterday 90m 24h 7d' -d 'Not after then'
 complete -c quillshadectl -n $listing -l app -x -d 'Only this application'
 complete -c quillshadectl -n '__fish_seen_subcommand_from search' -l newest -d 'Order by time'
+complete -c quillshadectl -n '__fish_seen_subcommand_from show' -l image -r -F -d 'Write the picture to this PNG file'
 complete -c quillshadectl -n '__fish_seen_subcommand_from stats' -l days -x -d 'So many days'
