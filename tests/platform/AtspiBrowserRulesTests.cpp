@@ -130,6 +130,7 @@ TEST(BrowserRules, AddressIsThatOfTheOnePageOnShow) {
         {"two pages side by side", {"https://a/", "https://b/"}, "a", std::nullopt},
         {"the same twice", {"https://a/", "https://a/"}, "", "https://a/"},
         {"no page, an address without a scheme", {}, "intranet/page", "https://intranet/page"},
+        {"no page, a file, which Chromium shows by its path", {}, "/tmp/page.html", "file:///tmp/page.html"},
         {"no page, an address with one", {std::nullopt}, "ftp://intranet/", "ftp://intranet/"},
         {"nothing", {}, " ", std::nullopt},
     };

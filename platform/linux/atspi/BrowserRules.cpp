@@ -178,7 +178,8 @@ std::optional<std::string> BrowserFindings::address() const {
     if (web) return isOneSilent ? std::nullopt : web;
     if (own) return own;
     if (m_typed.empty()) return std::nullopt;
-    return m_typed.find("://") == std::string::npos ? "https://" + m_typed : m_typed;
+    if (m_typed.find("://") != std::string::npos) return m_typed;
+    return (m_typed.front() == '/' ? "file://" : "https://") + m_typed;
 }
 
 namespace BrowserRules {
