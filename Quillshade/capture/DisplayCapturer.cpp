@@ -123,6 +123,11 @@ DisplayCapturer::Marks DisplayCapturer::marks() const {
     return {m_changed, m_dirtyAccumulated};
 }
 
+std::optional<double> DisplayCapturer::latestAt() const {
+    const std::lock_guard lock(m_lock);
+    return m_latest ? std::optional(m_latestAt) : std::nullopt;
+}
+
 bool DisplayCapturer::looksLikeMotion(double now) const {
     const std::lock_guard lock(m_lock);
     std::size_t recent = 0, moving = 0;

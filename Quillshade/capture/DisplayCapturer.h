@@ -72,6 +72,8 @@ public:
     /// Forgets the marks alone.
     void clearMarks();
     Marks marks() const;
+    /// When the newest image was taken; absent where there is none.
+    std::optional<double> latestAt() const;
     /// Whether the picture has kept moving for the last half minute: a film, or something like it.
     bool looksLikeMotion(double now) const;
 

@@ -134,6 +134,7 @@ private:
 
     // RecorderImages.cpp: the images of the displays.
     void imageTick(const Look& look);
+    bool isWithoutImages(const Look& look);
     void captureFrame(const Look& look, const Display& display, DisplayCapturer& capturer, bool isActive);
     void holdBack(const Look& look, DisplayID display, DisplayCapturer& capturer, SkipReason::Kind reason);
     Image safeImage(const Look& look, const Display& display, const LatestImage& latest);
@@ -165,6 +166,7 @@ private:
     SkipReason m_lastSkip;
     std::optional<RecorderStatus> m_lastStatus;
     std::optional<CaptureReport::Picture> m_lastPicture;
+    std::optional<double> m_imagelessSince; // of the active display
     // Its work has ended before anything that it uses goes, but for the streams, which need it to end.
     SerialQueue m_queue{"com.brindlewick.nomara.recorder", QueueQuality::utility};
     StreamReconciler m_streams;

@@ -17,6 +17,8 @@ namespace nomara {
 namespace {
 
 constexpr double maskPadding = 2;        // points: a window's edge may be drawn softly
+constexpr double imagelessSeconds = 10;  // a stream takes a moment to start, and so does what must not be seen
+constexpr double deafSeconds = 5;        // whoever types sees something change in that time
 constexpr double untouchedSeconds = 8;   // what keeps moving longer than that without a hand moves by itself
 constexpr std::int64_t enoughText = 250; // characters; a window that tells less may show more
 
@@ -43,6 +45,7 @@ std::string keyOf(DisplayID display) {
 } // namespace
 
 void Recorder::imageTick(const Look& look) {
+    const bool withoutImages = isWithoutImages(look);
     const AppCategory category = AppCatalog::category(look.app.bundleID);
     const bool isMedia = category == AppCategory::media || category == AppCategory::call;
     for (const auto& [id, capturer] : m_streams.capturers()) {
@@ -51,6 +54,7 @@ void Recorder::imageTick(const Look& look) {
         if (display == look.displays.end()) continue; // unplugged; its stream is about to end
         DisplayState& state = m_states[id];
         noteContext(state, isActive ? look.contextKey : keyOf(id), look.now);
+        if (isActive && withoutImages) continue;
         const auto [changed, dirty] = capturer->marks();
         const bool mediaLike =
             (isMedia && isActive) || (look.inputIdle > untouchedSeconds && capturer->looksLikeMotion(look.now));
@@ -59,6 +63,21 @@ void Recorder::imageTick(const Look& look) {
                 m_policy))
             captureFrame(look, *display, *capturer, isActive);
     }
+    if (withoutImages) textOnlyTick(look);
+}
+
+// A stream gives no image where it can't be certain that nothing excluded is in it, or can't work at all: the front
+// window's text is kept meanwhile.
+bool Recorder::isWithoutImages(const Look& look) {
+    const auto active = m_streams.capturers().find(m_activeDisplay);
+    const auto latest = active == m_streams.capturers().end() ? std::nullopt : active->second->latestAt();
+    if (latest) {
+        m_imagelessSince.reset();
+        const double age = look.now - *latest;
+        return !active->second->marks().changed && age >= imagelessSeconds && look.inputIdle < age - deafSeconds;
+    }
+    if (!m_imagelessSince) m_imagelessSince = look.now;
+    return look.now - *m_imagelessSince >= imagelessSeconds;
 }
 
 // What is cheap and forbids the image comes before any pixel is touched, the hash before any text is stored, and the

@@ -232,6 +232,36 @@ TEST(RecorderImages, EveryReasonToHoldBackDropsTheImagesOfAllDisplays) {
     EXPECT_EQ(h.storedFrames().size(), 3U);
 }
 
+TEST(RecorderImages, TextGoesOnWhereThereAreNoImages) {
+    ImageHarness h;
+    h.streams.failNextStarts({{DisplayStreamError::Kind::failed, "No shared memory."}});
+    h.show(editor, "Notes", "first");
+    h.recordImages();
+    for (int i = 0; i < 9; ++i)
+        h.tick(1);
+    EXPECT_TRUE(h.storedFrames().empty()) << "it may only take its time";
+    for (int i = 0; i < 3; ++i)
+        h.tick(1);
+    EXPECT_EQ(h.storedTexts(), std::vector<std::string>{"first"});
+
+    // A stream that has fallen silent while somebody types counts as well; a screen that is left alone doesn't.
+    ImageHarness silent;
+    silent.start();
+    silent.deliver(picture(1), 1);
+    silent.tick(1);
+    ASSERT_EQ(silent.storedFrames().size(), 1U);
+    silent.accessibility.setText(10, "more");
+    silent.input.setSecondsSinceLastInput(1e6);
+    for (int i = 0; i < 60; ++i)
+        silent.tick(1);
+    EXPECT_EQ(silent.storedFrames().size(), 1U);
+    silent.input.setSecondsSinceLastInput(2);
+    silent.tick(1);
+    ASSERT_EQ(silent.storedFrames().size(), 2U);
+    EXPECT_EQ(silent.storedTexts().back(), "more");
+    EXPECT_EQ(silent.storedFrames().back().imageState, ImageState::none);
+}
+
 struct BrowserImages : ImageHarness {
     static FakeAccessibility::Window accessible(const std::string& title, const Rect& frame, bool isPrivate) {
         FakeAccessibility::Window window;
