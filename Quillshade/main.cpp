@@ -7,9 +7,11 @@
 #include "Version.h"
 #include "core/base/Paths.h"
 #include "core/privacy/AppCatalog.h"
+#include "platform/MissingTextRecognizer.h"
 #include "platform/PlatformError.h"
 #include "platform/linux/atspi/AtspiAccessibility.h"
 #include "platform/linux/desktop/ApplicationIdentifier.h"
+#include "platform/linux/desktop/PreferredLanguages.h"
 #include "platform/linux/files/DiskVolume.h"
 #include "platform/linux/libav/LibavVideoCodec.h"
 #include "platform/linux/settings/QtPreferencesStore.h"
@@ -128,10 +130,11 @@ int record(AppSettings& settings, const Executor& mainThread) {
     X11DisplayStreams streams(identify);
     LibavVideoCodec codec;
     DiskVolume volume;
+    MissingTextRecognizer recognizer("This version can't read the text of images yet; the images wait for it.");
     StoreHub hub(mainThread, clock);
     AppModel model(hub, settings, clock,
-                   {accessibility, windowServer, input, applications, streams, codec, volume, mainThread, identify,
-                    ownBundleID, std::nullopt});
+                   {accessibility, windowServer, input, applications, streams, codec, volume, recognizer, mainThread,
+                    identify, ownBundleID, PreferredLanguages::current(), std::nullopt});
     ControlService control(model);
     switch (control.registerOnSessionBus()) {
     case ControlService::Registration::done:

@@ -123,6 +123,29 @@ void printPictures(const Context& context, const Listing& list, const Json& repo
                                      TimePoint::label({number<double>(picture, "timestamp").value_or(0)}, context.now));
 }
 
+std::string waitingReason(const Json& reading, const std::string& policy) {
+    if (isTrue(reading, "running")) return "one after another now";
+    if (isTrue(reading, "allowed")) return "soon, once the video is complete";
+    if (policy == "battery" || policy == "lowBattery") return "not while the computer runs on its battery";
+    if (policy == "lowPower") return "not while the power saver is on";
+    if (policy == "thermal") return "not while the computer is hot";
+    if (policy == "textOnly") return "not while text alone is recorded";
+    return "later";
+}
+
+/// "12 pictures wait to be read: not while the computer runs on its battery".
+void printReading(const Listing& list, const Json& report) {
+    const Json reading = part(report, "reading");
+    if (reading.empty()) return;
+    const auto pending = number<std::int64_t>(reading, "pending").value_or(0);
+    const std::string count = pending == 1 ? "1 picture waits" : std::to_string(pending) + " pictures wait";
+    const std::string problem = text(reading, "problem");
+    if (!isTrue(reading, "available")) return list.add("Reading", "Not available (" + count + "): " + problem);
+    list.add("Reading", pending == 0 ? "Nothing waits to be read"
+                                     : count + " to be read: " + waitingReason(reading, text(report, "policy")));
+    list.add("Languages", problem);
+}
+
 void print(const Context& context, const Json& report) {
     const auto process = number<std::int64_t>(report, "pid");
     context.out << "Quillshade " << TerminalText::singleLine(text(report, "version")) << " is running";
@@ -137,6 +160,7 @@ void print(const Context& context, const Json& report) {
     list.add("Accessibility", accessibilityText(part(report, "accessibility")));
     list.add("Data folder", text(report, "dataDirectory"));
     printPictures(context, list, report);
+    printReading(list, report);
     if (isTrue(report, "databaseDamaged")) list.add("Database", "Damaged; nothing can be stored");
     list.add("Last saved", lastSavedText(context, part(report, "lastSaved")));
 }

@@ -6,6 +6,7 @@
 #include <QCoroFuture>
 #include <QCoroTask>
 #include <QPointer>
+#include <QStringList>
 #include <algorithm>
 #include <chrono>
 
@@ -16,6 +17,8 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto statsInterval = 60s, savedFrameDelay = 8s;
+// On battery fewer threads are the gentler ones, though reading takes longer.
+constexpr int mainsWorkers = 2, batteryWorkers = 1;
 constexpr double morningSeconds = 28'800;
 // A timer holds at most the milliseconds of an int, some 24 days; a longer pause is looked at again on the way.
 constexpr double longestTimerSeconds = 86'400;
@@ -67,12 +70,14 @@ struct AppModel::Courses {
             model->m_recorder.setBlock(Recorder::Block::stopped, false);
         }
         model->refreshStats();
+        Q_EMIT model->launched();
     }
 };
 
 AppModel::AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, const Platform& platform)
     : m_settings(settings), m_hub(hub), m_clock(clock), m_tracker(platform.applications, platform.mainThread),
-      m_segments(hub, platform.codec, platform.volume), m_images(platform.codec), m_recorder([&] {
+      m_segments(hub, platform.codec, platform.volume), m_images(platform.codec),
+      m_ocr(platform.recognizer, platform.preferredLanguages), m_recorder([&] {
           Recorder::Services services{hub,
                                       platform.accessibility,
                                       platform.windowServer,
@@ -87,7 +92,7 @@ AppModel::AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, con
           if (platform.startTimer) services.startTimer = *platform.startTimer;
           return services;
       }()),
-      m_policy(m_recorder.policy()) {
+      m_backlog({hub, m_ocr, m_images, clock, platform.mainThread}), m_policy(m_recorder.policy()) {
     m_pauseTimer.setSingleShot(true);
     connect(&m_pauseTimer, &QTimer::timeout, this, [this] {
         if (m_settings.pausedUntil() && *m_settings.pausedUntil() > m_clock.now())
@@ -98,7 +103,10 @@ AppModel::AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, con
     m_savedTimer.setSingleShot(true);
     connect(&m_savedTimer, &QTimer::timeout, this, &AppModel::refreshStats);
     m_statsTimer.setTimerType(Qt::VeryCoarseTimer);
-    connect(&m_statsTimer, &QTimer::timeout, this, &AppModel::refreshStats);
+    connect(&m_statsTimer, &QTimer::timeout, this, [this] {
+        refreshStats();
+        if (m_policy.ocrNow) m_backlog.kick();
+    });
 }
 
 AppModel::~AppModel() {
@@ -126,6 +134,7 @@ void AppModel::start() {
     events.policy = [weak](const CapturePolicy& policy) {
         if (weak.isNull()) return;
         weak->m_policy = policy;
+        weak->readPicturesIfAllowed();
         Q_EMIT weak->changed();
     };
     events.userStopped = [weak] {
@@ -134,10 +143,17 @@ void AppModel::start() {
     m_recorder.setEvents(std::move(events));
     m_tracker.start();
     m_recorder.setPower(m_powerSnapshot);
+    m_ocr.setWorkers(m_powerSnapshot.onBattery ? batteryWorkers : mainsWorkers);
+    // The policy of these settings, before anything acts on that of others.
+    m_recorder.setConfig(m_settings.recorderConfig());
+    m_policy = m_recorder.policy();
     m_hub.setOnDamage([weak] {
         if (weak.isNull()) return;
         weak->m_databaseDamaged = true;
         Q_EMIT weak->changed();
+    });
+    m_backlog.setOnProgress([weak] {
+        if (!weak.isNull()) weak->refreshStats();
     });
     m_settings.onChange = [weak] {
         if (!weak.isNull()) weak->applySettings();
@@ -158,6 +174,8 @@ void AppModel::start() {
 void AppModel::shutdown() {
     m_statsTimer.stop();
     m_pauseTimer.stop();
+    m_backlog.setAllowed(false);
+    m_backlog.cancel();
     m_recorder.shutdown();
 }
 
@@ -169,6 +187,7 @@ void AppModel::applySettings() {
             store.setMeta("mcp_enabled", enabled ? "1" : "0");
         });
     }
+    readPicturesIfAllowed();
 }
 
 void AppModel::pause(const PauseDuration& duration) {
@@ -269,12 +288,27 @@ std::optional<QString> AppModel::pauseText() const {
     return localized("Paused until %1").arg(momentLabel(*until, m_clock.now()));
 }
 
+std::optional<QString> AppModel::readingProblem() const {
+    if (const std::string reason = m_ocr.unavailableReason(); !reason.empty()) return QString::fromStdString(reason);
+    QStringList languages;
+    for (const std::string& code : m_ocr.missingLanguages())
+        if (const QString name = languageName(code); !languages.contains(name)) languages.append(name);
+    if (languages.isEmpty()) return std::nullopt;
+    return localized("Text in images isn't read in these languages, whose data isn't installed: %1")
+        .arg(languages.join(QStringLiteral(", ")));
+}
+
 void AppModel::schedulePauseTimer() {
     m_pauseTimer.stop();
     const auto until = m_settings.pausedUntil();
     if (!until || *until == distantFuture) return;
     const double seconds = std::clamp(*until - m_clock.now(), 0.0, longestTimerSeconds);
     m_pauseTimer.start(std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000) + 1));
+}
+
+void AppModel::readPicturesIfAllowed() {
+    m_backlog.setAllowed(m_policy.ocrNow);
+    if (m_policy.ocrNow) m_backlog.kick();
 }
 
 void AppModel::frameSaved(const FrameSummary& frame) {

@@ -2,6 +2,8 @@
 
 #include "Quillshade/capture/FrontmostTracker.h"
 #include "Quillshade/capture/Recorder.h"
+#include "Quillshade/reading/OCRBacklog.h"
+#include "Quillshade/reading/OCRService.h"
 #include "Quillshade/segments/FrameImageLoader.h"
 #include "Quillshade/segments/SegmentManager.h"
 #include "Quillshade/settings/AppSettings.h"
@@ -39,9 +41,11 @@ public:
         DisplayStreams& streams;
         VideoCodec& codec;
         Volume& volume;
+        TextRecognizer& recognizer;
         Executor mainThread;
         IdentityResolver identify;
         std::optional<std::string> ownBundleID;
+        std::vector<std::string> preferredLanguages;    ///< codes such as "tr-TR", the dearest first
         std::optional<Recorder::StartTimer> startTimer; ///< tests hold the recorder's timer in their own hand
     };
 
@@ -78,7 +82,13 @@ public:
     const std::string& accessibilityReason() const { return m_accessibilityReason; }
     /// What the recorder did with the displays, as of the last `refreshPermissions`.
     const CaptureReport& captureReport() const { return m_captureReport; }
+    /// Frames whose picture waits to be read, as of the last `refreshStats`.
     std::int64_t pendingOCR() const { return m_pendingOCR; }
+    bool isReadingPictures() const { return m_backlog.isRunning(); }
+    const OCRService& ocr() const { return m_ocr; }
+    /// What keeps text in images from being read, or from being read in the user's languages; absent where nothing
+    /// does.
+    std::optional<QString> readingProblem() const;
     bool databaseDamaged() const { return m_databaseDamaged; }
     std::optional<FrontmostApp> frontmost() const { return m_tracker.current(); }
     Recorder& recorder() { return m_recorder; }
@@ -86,6 +96,8 @@ public:
 
 Q_SIGNALS:
     void changed();
+    /// What a crash may have left has been put right, and recording begins where it may.
+    void launched();
     /// `refreshPermissions` and `refreshStats` have their answers.
     void permissionsRefreshed();
     void statsRefreshed();
@@ -95,6 +107,7 @@ private:
 
     void schedulePauseTimer();
     void frameSaved(const FrameSummary& frame);
+    void readPicturesIfAllowed();
 
     AppSettings& m_settings;
     StoreHub& m_hub;
@@ -102,7 +115,9 @@ private:
     FrontmostTracker m_tracker;
     SegmentManager m_segments;
     FrameImageLoader m_images;
+    OCRService m_ocr;
     Recorder m_recorder;
+    OCRBacklog m_backlog;
 
     QTimer m_pauseTimer;
     QTimer m_statsTimer;

@@ -91,6 +91,16 @@ json displays(const CaptureReport& report) {
     return list;
 }
 
+json reading(const AppModel& model) {
+    return {{"available", model.ocr().unavailableReason().empty()},
+            {"problem", optionalText(model.readingProblem())},
+            {"languages", model.ocr().languages()},
+            {"missingLanguages", model.ocr().missingLanguages()},
+            {"allowed", model.policy().ocrNow},
+            {"running", model.isReadingPictures()},
+            {"pending", model.pendingOCR()}};
+}
+
 } // namespace
 
 ControlService::ControlService(AppModel& model) : m_model(model) {}
@@ -144,6 +154,7 @@ QString ControlService::report() const {
         {"displays", displays(m_model.captureReport())},
         {"openSegments", m_model.captureReport().openSegments},
         {"lastPicture", json()},
+        {"reading", reading(m_model)},
         {"lastSaved", json()},
     };
     if (const auto& picture = m_model.captureReport().lastPicture)

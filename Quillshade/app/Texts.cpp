@@ -35,6 +35,12 @@ QString EnglishCatalogue::translate(const char*, const char* key, const char*, i
     return {};
 }
 
+QString languageName(const std::string& code) {
+    const QString text = QString::fromStdString(code);
+    const QLocale::Language language = QLocale(text).language();
+    return language == QLocale::C ? text : QLocale::languageToString(language);
+}
+
 QString momentLabel(Date date, Date now) {
     const QDateTime moment = QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(date.seconds * 1000));
     const QLocale locale;

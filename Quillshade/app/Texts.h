@@ -4,6 +4,7 @@
 
 #include <QString>
 #include <QTranslator>
+#include <string>
 
 namespace nomara {
 
@@ -18,6 +19,9 @@ public:
     QString translate(const char* context, const char* key, const char* disambiguation, int number) const override;
     bool isEmpty() const override { return false; }
 };
+
+/// A language's name by its code, such as "tr-TR"; the code where there is none.
+QString languageName(const std::string& code);
 
 /// "Today {time}", "Yesterday {time}", else day and month, with the year if it isn't the current one, and the time.
 QString momentLabel(Date date, Date now);

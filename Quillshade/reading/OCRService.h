@@ -37,6 +37,8 @@ public:
     const std::vector<std::string>& languages() const { return m_languages; }
     /// Those of the preferred ones that can't be read here.
     const std::vector<std::string>& missingLanguages() const { return m_missingLanguages; }
+    /// How many lines are read side by side.
+    void setWorkers(int count) { m_recognizer.setWorkers(count); }
     /// Why nothing can be read at all, as a sentence that tells what to do; empty where text can be read.
     std::string unavailableReason() const { return m_recognizer.unavailableReason(); }
 

@@ -1,15 +1,21 @@
 #include "Quillshade/app/AppModel.h"
+#include "Quillshade/app/ControlService.h"
 #include "Quillshade/app/InstanceLock.h"
 #include "Quillshade/app/MainThread.h"
 #include "core/base/Calendar.h"
+#include "core/base/Paths.h"
 #include "platform/fake/FakePreferencesStore.h"
+#include "platform/fake/FakeTextRecognizer.h"
 #include "tests/app/Harness.h"
 
 #include <QCoreApplication>
 #include <QSignalSpy>
 #include <QTest>
+#include <atomic>
+#include <thread>
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -35,6 +41,8 @@ struct ModelHarness {
     FakeDisplayStreams streams;
     FakeVideoCodec codec;
     FakeVolume volume;
+    FakeTextRecognizer recognizer;
+    std::vector<std::string> languages;
     FakePreferencesStore preferences;
     AppSettings settings{preferences};
     StoreHub hub{mainThreadExecutor(app), clock};
@@ -50,16 +58,18 @@ struct ModelHarness {
                                                               streams,
                                                               codec,
                                                               volume,
+                                                              recognizer,
                                                               mainThreadExecutor(app),
                                                               {},
                                                               "com.brindlewick.Quillshade",
+                                                              languages,
                                                               never});
         return *model;
     }
     /// Returns when what a crash might have left has been looked at.
     void start() {
         build();
-        QSignalSpy launched(model.get(), &AppModel::statsRefreshed);
+        QSignalSpy launched(model.get(), &AppModel::launched);
         model->start();
         // Answers that are there already don't let the model wait for them.
         ASSERT_TRUE(!launched.isEmpty() || launched.wait(60'000));
@@ -211,6 +221,85 @@ TEST(AppModel, TellsWhetherWindowsCanBeRead) {
     h.model->refreshPermissions();
     ASSERT_TRUE(refreshed.wait(5'000));
     EXPECT_TRUE(h.model->accessibilityPermission());
+}
+
+/// A model with frames whose pictures wait to be read.
+struct ReadingHarness : ModelHarness {
+    explicit ReadingHarness(int frames) {
+        FakeVideoCodec::Video video;
+        for (int i = 0; i < frames; ++i)
+            video.frames.push_back(std::make_shared<PixelBuffer>(8, 8));
+        codec.put(NomaraPaths::framesFile("a.mp4"), video);
+        hub.write([&](MemoryStore& store) {
+            const RowID segment = store.insertOpenSegment("a.mp4", 1, {1}, 8, 8);
+            store.closeSegment(segment, {2}, frames, 1);
+            for (int i = 0; i < frames; ++i) {
+                NewFrame frame{.timestamp = clock.now() - 100 + i, .imageState = ImageState::segment};
+                frame.segmentID = segment;
+                frame.segmentIndex = i;
+                frame.ocrState = OCRState::queued;
+                store.insertFrame(frame);
+            }
+        });
+        recognizer.setText({FakeTextRecognizer::piece("words", {0, 0.5, 0.5, 0.1})});
+    }
+    nlohmann::json reading() { return nlohmann::json::parse(ControlService(*model).Status().toStdString())["reading"]; }
+    std::int64_t queued() {
+        return hub.read([](MemoryStore& store) { return store.queuedOCRCount(); });
+    }
+};
+
+TEST(AppModel, ReadsPicturesWhenThePolicyAllowsIt) {
+    ReadingHarness h(3);
+    h.settings.textOnlyMode.set(true);
+    h.start();
+    h.settle();
+    EXPECT_FALSE(h.model->isReadingPictures());
+    EXPECT_TRUE(h.recognizer.requests().empty()) << "text alone was wanted";
+    ASSERT_TRUE(QTest::qWaitFor([&] { return h.reading()["pending"] == 3; }, 60'000));
+    EXPECT_EQ(h.reading()["allowed"], false);
+    h.settings.textOnlyMode.set(false);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return h.model->pendingOCR() == 0; }, 60'000)) << "nobody tells that it is done";
+    EXPECT_EQ(h.queued(), 0);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return h.model->today() && h.model->today()->ocrRuns == 3; }, 60'000));
+    EXPECT_EQ(h.reading()["allowed"], true);
+    EXPECT_EQ(h.recognizer.workers(), 2) << "on mains power";
+}
+
+TEST(AppModel, TellsWhatKeepsPicturesFromBeingRead) {
+    ReadingHarness h(1);
+    h.languages = {"tr-TR", "en-GB"};
+    h.recognizer.setUnavailable("Install the data.");
+    h.start();
+    h.settle();
+    EXPECT_EQ(h.model->readingProblem(), QStringLiteral("Install the data."));
+    EXPECT_EQ(h.reading()["available"], false);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return h.reading()["pending"] == 1; }, 60'000));
+    // Data that comes later is used at the next occasion, such as a change of the settings.
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !h.model->isReadingPictures(); }, 60'000));
+    h.recognizer.setUnavailable("");
+    h.model->applySettings();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return h.queued() == 0; }, 60'000));
+    h.start();
+    EXPECT_EQ(h.reading()["available"], true);
+    EXPECT_EQ(h.reading()["languages"], nlohmann::json({"en-US"}));
+    EXPECT_TRUE(h.model->readingProblem().value_or(QString()).endsWith(QStringLiteral(": Turkish")));
+}
+
+TEST(AppModel, EndsInTheMiddleOfAPicture) {
+    ReadingHarness h(2);
+    std::atomic<bool> begun = false;
+    h.recognizer.setReading([&](const TextRequest& request) {
+        begun = true;
+        while (!request.shouldStop())
+            std::this_thread::yield();
+        return TextResult{{}, false};
+    });
+    h.start();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return begun.load(); }, 60'000));
+    h.model->shutdown();
+    h.model.reset();
+    EXPECT_EQ(h.queued(), 2);
 }
 
 TEST(AppModel, WritesTheConsentForCompanions) {

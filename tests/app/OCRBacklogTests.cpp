@@ -61,7 +61,6 @@ struct Backlog : ::testing::Test {
     /// A segment of pictures `first` and on.
     RowID segment(const std::string& path, int first, int count, bool closed = true) {
         FakeVideoCodec::Video video;
-        video.frames.reserve(static_cast<std::size_t>(count));
         for (int i = 0; i < count; ++i)
             video.frames.push_back(std::make_shared<PixelBuffer>(firstWidth + first + i, 1));
         codec.put(NomaraPaths::framesFile(path), video);
@@ -86,6 +85,7 @@ struct Backlog : ::testing::Test {
     }
     std::vector<RowID> putFrames(RowID segmentID, int count) {
         std::vector<RowID> ids;
+        ids.reserve(static_cast<std::size_t>(count));
         for (int i = 0; i < count; ++i)
             ids.push_back(put(frame(segmentID, i)));
         return ids;

@@ -130,16 +130,49 @@ TEST_F(CtlStatus, PrintsWhatTheRunningProgramSays) {
           "Last look      Stored nothing: the front window is a private one.\n",
           "Accessibility  Not available: There is no accessibility bus.\n",
           "Display        HDMI-1, 1920×1080, in use, pictures taken; last look Today 22:12: stored nothing, a window "
-          "that "
-          "must be hidden had just moved, come or gone\n",
-          "Display        DP-2, 1280×800, no pictures taken\n", "Being written  segments/2023-11-14/1-1.mp4\n",
-          "Last picture   #16  Today 22:12\n", "Damaged", "Last saved     Nothing yet"})
+          "that",
+          " that must be hidden had just moved, come or gone\n", "Display        DP-2, 1280×800, no pictures taken\n",
+          "Being written  segments/2023-11-14/1-1.mp4\n", "Last picture   #16  Today 22:12\n", "Damaged",
+          "Last saved     Nothing yet"})
         EXPECT_NE(out.find(part), std::string::npos) << part << "\n" << out;
     EXPECT_EQ(out.find("In front"), std::string::npos);
 
     const Answer elsewhere = run({"status", "--data-dir", data.root()});
     EXPECT_EQ(elsewhere.code, 1);
     EXPECT_NE(elsewhere.out.find("is not running on " + data.root().string()), std::string::npos) << elsewhere.out;
+}
+
+TEST_F(CtlStatus, TellsWhyPicturesWaitToBeRead) {
+    const struct {
+        const char* policy;
+        nlohmann::json reading;
+        const char* part;
+    } rows[] = {
+        {"normal", {{"available", true}, {"pending", 0}}, "Reading        Nothing waits to be read\n"},
+        {"normal",
+         {{"available", true}, {"pending", 2}, {"allowed", true}, {"running", true}},
+         "Reading        2 pictures wait to be read: one after another now\n"},
+        {"normal",
+         {{"available", true}, {"pending", 1}, {"allowed", true}},
+         "Reading        1 picture waits to be read: soon, once the video is complete\n"},
+        {"battery",
+         {{"available", true}, {"pending", 12}, {"allowed", false}},
+         "12 pictures wait to be read: not while the computer runs on its battery\n"},
+        {"textOnly", {{"available", true}, {"pending", 12}}, "read: not while text alone is recorded\n"},
+        {"thermal", {{"available", true}, {"pending", 12}}, "read: not while the computer is hot\n"},
+        {"battery",
+         {{"available", false}, {"pending", 12}, {"problem", "Install the data."}},
+         "Reading        Not available (12 pictures wait): Install the data.\n"},
+        {"normal", {{"available", true}, {"problem", "No Turkish."}}, "Languages      No Turkish.\n"},
+    };
+    for (const auto& row : rows) {
+        auto told = report();
+        told["policy"] = row.policy;
+        told["reading"] = row.reading;
+        const RunningProgram program(told.dump());
+        const std::string out = run({"status"}).out;
+        EXPECT_NE(out.find(row.part), std::string::npos) << row.part << "\n" << out;
+    }
 }
 
 TEST_F(CtlStatus, TellsWhyItHasNoAnswer) {
