@@ -84,6 +84,7 @@ AppModel::AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, con
                                       platform.input,
                                       platform.streams,
                                       m_segments,
+                                      m_ocr,
                                       m_tracker,
                                       clock,
                                       platform.mainThread,

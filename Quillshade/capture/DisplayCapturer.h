@@ -100,7 +100,7 @@ private:
     bool m_hasWindowList = false;
     double m_dirtyAccumulated = 0;
     bool m_changed = false;
-    double m_owedDirt = 0; ///< changed part of images that were of no use
+    double m_owedDirt = 0;         ///< changed part of images that were of no use
     std::deque<Dirt> m_recentDirt; // the last samples, the oldest first
     OnStop m_onStop;
     std::optional<DisplayStreamError> m_ended; // told to nobody yet

@@ -19,6 +19,7 @@
 
 namespace nomara {
 
+class OCRService;
 class SegmentManager;
 class StoreHub;
 
@@ -52,6 +53,7 @@ public:
         InputActivity& input;
         DisplayStreams& streams;
         SegmentManager& segments; ///< used on the recorder's queue alone from now on
+        const OCRService& ocr;
         const FrontmostTracker& frontmost;
         const Clock& clock;
         Executor mainThread;
@@ -136,6 +138,7 @@ private:
     void imageTick(const Look& look);
     bool isWithoutImages(const Look& look);
     void captureFrame(const Look& look, const Display& display, DisplayCapturer& capturer, bool isActive);
+    void readImage(NewFrame& frame, const Image& image, const std::string& key);
     void holdBack(const Look& look, DisplayID display, DisplayCapturer& capturer, SkipReason::Kind reason);
     Image safeImage(const Look& look, const Display& display, const LatestImage& latest);
 
@@ -158,6 +161,7 @@ private:
     bool m_holding = false;
     std::unique_ptr<SerialQueue::Timer> m_timer;
     std::map<DisplayID, DisplayState> m_states;
+    double m_readingSecondsLeft = 0; // of the tick under way
     std::map<DisplayID, LastLook> m_lastLooks;
     std::set<DisplayID> m_knownDisplays;
     DisplayID m_activeDisplay = 0;

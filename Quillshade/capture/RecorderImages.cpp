@@ -1,4 +1,5 @@
 #include "Quillshade/capture/RecorderLook.h"
+#include "Quillshade/reading/OCRService.h"
 #include "Quillshade/segments/SegmentManager.h"
 #include "Quillshade/windows/CaptureDiagnostics.h"
 #include "core/imaging/FrameMasker.h"
@@ -16,10 +17,13 @@ namespace nomara {
 
 namespace {
 
-constexpr double maskPadding = 2;        // points: a window's edge may be drawn softly
-constexpr double imagelessSeconds = 10;  // a stream takes a moment to start, and so does what must not be seen
-constexpr double deafSeconds = 5;        // whoever types sees something change in that time
-constexpr double untouchedSeconds = 8;   // what keeps moving longer than that without a hand moves by itself
+constexpr double maskPadding = 2;       // points: a window's edge may be drawn softly
+constexpr double imagelessSeconds = 10; // a stream takes a moment to start, and so does what must not be seen
+constexpr double deafSeconds = 5;       // whoever types sees something change in that time
+constexpr double untouchedSeconds = 8;  // what keeps moving longer than that without a hand moves by itself
+// Less than half of the time between two ticks, for all displays together; a tick overruns it by a line of text at
+// most, some hundredths of a second. What is known from the last image takes none of it.
+constexpr double mostReadingSeconds = 0.4;
 constexpr std::int64_t enoughText = 250; // characters; a window that tells less may show more
 
 std::optional<int> distance(std::optional<std::uint64_t> one, std::uint64_t other) {
@@ -45,6 +49,7 @@ std::string keyOf(DisplayID display) {
 } // namespace
 
 void Recorder::imageTick(const Look& look) {
+    m_readingSecondsLeft = mostReadingSeconds;
     const bool withoutImages = isWithoutImages(look);
     const AppCategory category = AppCatalog::category(look.app.bundleID);
     const bool isMedia = category == AppCategory::media || category == AppCategory::call;
@@ -105,9 +110,12 @@ void Recorder::captureFrame(const Look& look, const Display& display, DisplayCap
 
     const std::string key = isActive ? look.contextKey : keyOf(display.id);
     const AppCategory category = isActive ? AppCatalog::category(look.app.bundleID) : AppCategory::normal;
+    // A picture tells more of such a program than the program does.
+    const bool canReadNow = m_policy.ocrNow && m_services.ocr.unavailableReason().empty();
+    const bool isPictureEnough = category == AppCategory::ocrPreferred && canReadNow;
     std::string text;
     if (isActive && look.window.element) {
-        text = m_inspector.text(*look.window.element, look.window.frame, TextLimits()).text;
+        if (!isPictureEnough) text = m_inspector.text(*look.window.element, look.window.frame, TextLimits()).text;
         if (!isStillShown(look, page))
             return holdBack(look, display.id, capturer,
                             page.isBrowser ? SkipReason::Kind::unverifiedBrowser : SkipReason::Kind::none);
@@ -122,22 +130,41 @@ void Recorder::captureFrame(const Look& look, const Display& display, DisplayCap
         return noteLook(look, display.id, LookResult::unchanged);
     }
     if (!lines.empty()) frame.textSource = TextSource::accessibility();
-    const bool wantsReading = category == AppCategory::ocrPreferred || Graphemes::count(text) < enoughText;
+    frame.timestamp = look.date;
+    frame.displayID = display.id;
+    if (isActive) describeFrontWindow(frame, look, page, m_config);
+    if (category == AppCategory::ocrPreferred || Graphemes::count(text) < enoughText) {
+        frame.ocrState = OCRState::queued;
+        if (canReadNow) readImage(frame, image, key);
+    }
     if (const auto place = m_services.segments.append(image, display.id, look.date, m_config.imageQuality)) {
         frame.imageState = ImageState::segment;
         frame.segmentID = place->segmentID;
         frame.segmentIndex = place->index;
-        // Without a picture there would be nothing to read later.
-        if (wantsReading) frame.ocrState = OCRState::queued;
+    } else if (frame.ocrState == OCRState::queued) {
+        frame.ocrState = OCRState::notNeeded; // nothing is there that could be read later
     }
-    frame.timestamp = look.date;
-    frame.displayID = display.id;
-    if (isActive) describeFrontWindow(frame, look, page, m_config);
     frame.perceptualHash = hash;
     frame.width = static_cast<std::int64_t>(latest.width);
     frame.height = static_cast<std::int64_t>(latest.height);
     noteLook(look, display.id, saveFrame(frame) ? LookResult::stored : LookResult::failed);
     state = {look.now, hash, key, {}, {}, {}, {}};
+}
+
+/// Adds what the image says; what can't be read in this tick's time stays for later, with the rest once more.
+void Recorder::readImage(NewFrame& frame, const Image& image, const std::string& key) {
+    if (m_readingSecondsLeft <= 0) return;
+    const Clock& clock = m_services.clock;
+    const double end = clock.uptime() + m_readingSecondsLeft;
+    const auto reading = m_services.ocr.recognize(image, frame.windowRect, TextRequest::Urgency::now,
+                                                  [&clock, end] { return clock.uptime() >= end; });
+    m_readingSecondsLeft = end - clock.uptime();
+    m_pendingStats.ocrRuns += 1;
+    const auto fresh = m_deduper.newLines(OCRService::textLines(reading.observations), key, frame.timestamp);
+    frame.lines.insert(frame.lines.end(), fresh.begin(), fresh.end());
+    frame.textSource = frame.textSource | TextSource::ocr();
+    const bool isDataGone = reading.failed && !m_services.ocr.unavailableReason().empty();
+    if (reading.isComplete && !isDataGone) frame.ocrState = OCRState::done;
 }
 
 // Images from before this moment won't be stored either.

@@ -22,19 +22,6 @@ constexpr std::int64_t framesPerProgress = 25;
 constexpr double youngestSeconds = 20;
 constexpr std::int64_t maxCharacters = 40'000, maxLines = 2'000;
 
-std::vector<std::string> splitLines(const std::string& text) {
-    return LineSplitter::lines(text, maxCharacters, maxLines);
-}
-
-std::string joined(const std::vector<std::string>& lines) {
-    std::string text;
-    for (const std::string& line : lines) {
-        if (!text.empty()) text += '\n';
-        text += line;
-    }
-    return text;
-}
-
 /// The number of a forgotten frame is given to another one.
 bool isStillQueued(const std::optional<FrameRecord>& stored, const FrameRecord& frame) {
     return stored && stored->timestamp == frame.timestamp && stored->ocrState == OCRState::queued;
@@ -85,7 +72,7 @@ private:
                                                           [this] { return m_backlog.isCancelled(); });
             if (reading.failed && !m_services.ocr.unavailableReason().empty()) return false;
             if (!reading.isComplete && m_backlog.isCancelled()) return false;
-            const bool isStored = store(frame, OCRService::lines(reading.observations));
+            const bool isStored = store(frame, OCRService::textLines(reading.observations));
             if (isStored && ++m_settledFrames % framesPerProgress == 0) m_backlog.tellProgress();
             m_backlog.pause(m_backlog.m_pauses.betweenFrames);
             return isStored;
@@ -118,8 +105,8 @@ private:
             const std::string context = frame.contextKey();
             const std::string body = m_services.hub.read(
                 [&](MemoryStore& store) { return store.frameText(frame.id).value_or(std::string()); });
-            m_deduper.newLines(splitLines(body), context, frame.timestamp);
-            const auto fresh = m_deduper.newLines(splitLines(joined(recognized)), context, frame.timestamp);
+            m_deduper.newLines(LineSplitter::lines(body, maxCharacters, maxLines), context, frame.timestamp);
+            const auto fresh = m_deduper.newLines(recognized, context, frame.timestamp);
             isStored = write(frame, fresh);
         } catch (const std::exception& error) {
             Log::error(LogCategory::ocr, std::string("Text of an image could not be stored: ") + error.what());

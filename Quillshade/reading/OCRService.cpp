@@ -4,6 +4,7 @@
 #include "core/reading/ReadingOrder.h"
 #include "core/search/SnippetBuilder.h"
 #include "core/text/Graphemes.h"
+#include "core/text/LineSplitter.h"
 #include "core/text/TextNormalizer.h"
 
 #include <algorithm>
@@ -21,6 +22,7 @@ constexpr std::string_view fallbackLanguage = "en-US";
 // Each language makes reading slower and its guesses wilder.
 constexpr std::size_t mostLanguages = 3;
 constexpr std::int64_t shortestTerm = 2;
+constexpr std::int64_t maxCharacters = 40'000, maxLines = 2'000; // as of text that is read otherwise
 
 std::vector<std::string> supportedLanguages(TextRecognizer& recognizer) {
     try {
@@ -112,6 +114,13 @@ OCRService::Reading OCRService::recognize(const Image& image, const std::optiona
 
 std::vector<std::string> OCRService::lines(const std::vector<TextObservation>& observations) {
     return ReadingOrder::lines(observations);
+}
+
+std::vector<std::string> OCRService::textLines(const std::vector<TextObservation>& observations) {
+    std::string text;
+    for (const std::string& line : lines(observations))
+        text += line + '\n';
+    return LineSplitter::lines(text, maxCharacters, maxLines);
 }
 
 std::vector<RelativeRect> OCRService::boxes(const std::vector<std::string>& terms, const Image& image) const {

@@ -29,6 +29,8 @@ public:
                       std::function<bool()> shouldStop = {}) const;
     /// The texts in reading order, without those too uncertain to be text.
     static std::vector<std::string> lines(const std::vector<TextObservation>& observations);
+    /// The same as lines of a frame's text: cleaned, each once.
+    static std::vector<std::string> textLines(const std::vector<TextObservation>& observations);
     /// Waits. Where these words stand in the image, compared as search compares, as fractions from the bottom left.
     /// Words of one character are too many to be shown.
     std::vector<RelativeRect> boxes(const std::vector<std::string>& terms, const Image& image) const;

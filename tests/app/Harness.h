@@ -1,11 +1,13 @@
 #pragma once
 
 #include "Quillshade/capture/Recorder.h"
+#include "Quillshade/reading/OCRService.h"
 #include "Quillshade/segments/SegmentManager.h"
 #include "platform/fake/FakeAccessibility.h"
 #include "platform/fake/FakeDisplayStream.h"
 #include "platform/fake/FakeInputActivity.h"
 #include "platform/fake/FakeRunningApplications.h"
+#include "platform/fake/FakeTextRecognizer.h"
 #include "platform/fake/FakeVideoCodec.h"
 #include "platform/fake/FakeVolume.h"
 #include "platform/fake/FakeWindowServer.h"
@@ -83,6 +85,8 @@ struct RecorderHarness {
     FakeDisplayStreams streams;
     FakeVideoCodec codec;
     FakeVolume volume;
+    FakeTextRecognizer recognizer;
+    OCRService ocr{recognizer, {}};
     std::map<ProcessID, ApplicationIdentity> identities;
     StoreHub hub{mainThread.executor(), clock};
     SegmentManager segments{hub, codec, volume};
@@ -92,7 +96,7 @@ struct RecorderHarness {
     std::vector<SkipReason> skips;
     std::vector<FrameSummary> saved;
     std::vector<CapturePolicy> policies;
-    Recorder recorder{{hub, accessibility, windowServer, input, streams, segments, tracker, clock,
+    Recorder recorder{{hub, accessibility, windowServer, input, streams, segments, ocr, tracker, clock,
                        mainThread.executor(), [this](const WindowOwner& owner) { return identities[owner.pid]; },
                        "com.brindlewick.Quillshade",
                        [this](SerialQueue&, double first, double interval, double leeway, const SerialQueue::Work&) {

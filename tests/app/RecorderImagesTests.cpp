@@ -163,6 +163,101 @@ TEST(RecorderImages, SaysWhatIsToBeReadFromThePicture) {
     }
 }
 
+TEST(RecorderImages, ReadsAtOnceWhatItMay) {
+    const TextSource none, seen = TextSource::accessibility(), read = TextSource::ocr();
+    const struct {
+        const char* name;
+        std::string bundleID;
+        int characters;
+        bool diskFull, noData, asksWindow;
+        OCRState ocr;
+        TextSource source;
+    } rows[] = {
+        {"enough text", "org.editor", 250, false, false, true, OCRState::notNeeded, seen},
+        {"too little", "org.editor", 249, false, false, true, OCRState::done, seen | read},
+        {"no text", "org.editor", 0, false, false, true, OCRState::done, read},
+        {"a picture that says more", "org.chromium.Chromium", 400, false, false, false, OCRState::done, read},
+        {"no place for the picture", "org.editor", 0, true, false, true, OCRState::done, read},
+        {"no data", "org.chromium.Chromium", 400, false, true, true, OCRState::queued, seen},
+        {"neither", "org.editor", 0, true, true, true, OCRState::notNeeded, none},
+    };
+    for (const auto& row : rows) {
+        ImageHarness h;
+        h.config.skipPrivateWindows = false;
+        if (row.diskFull) h.volume.available = 1'000;
+        if (row.noData) h.recognizer.setUnavailable("Install the data.");
+        h.recognizer.setText({FakeTextRecognizer::piece("in the picture", {0.1, 0.9, 0.1, 0.02}),
+                              FakeTextRecognizer::piece("in the picture", {0.1, 0.7, 0.1, 0.02}),
+                              FakeTextRecognizer::piece("a guess", {0.1, 0.8, 0.1, 0.02}, 0.29)});
+        h.start();
+        h.show({10, row.bundleID, "Name"}, "Title", words(row.characters));
+        h.tick(1);
+        const int asked = h.accessibility.counts().text;
+        h.deliver(picture(1), 1);
+        h.tick(3);
+        const auto frames = h.storedFrames();
+        ASSERT_EQ(frames.size(), 1U) << row.name;
+        EXPECT_EQ(frames[0].ocrState, row.ocr) << row.name;
+        EXPECT_EQ(frames[0].textSource, row.source) << row.name;
+        EXPECT_EQ(h.accessibility.counts().text > asked, row.asksWindow) << row.name;
+        const bool isRead = frames[0].textSource.contains(read);
+        const std::string text = h.storedTexts().at(0);
+        EXPECT_EQ(text.ends_with("in the picture"), isRead) << row.name << ": " << text;
+        EXPECT_EQ(text.find("guess"), std::string::npos) << row.name;
+        ASSERT_EQ(h.recognizer.requests().size(), isRead ? 1U : 0U) << row.name;
+        if (!isRead) continue;
+        EXPECT_EQ(h.recognizer.requests()[0].image->bytes, picture(1)->bytes) << row.name;
+        EXPECT_TRUE(h.recognizer.requests()[0].regionOfInterest) << row.name << ": the front window alone";
+        EXPECT_EQ(h.stats().ocrRuns, 1) << row.name;
+    }
+}
+
+TEST(RecorderImages, ReadingEndsInTimeAndTheRestWaits) {
+    ImageHarness h;
+    h.config.allDisplays = true;
+    h.windowServer.setDisplays({{1, "LEFT", {0, 0, 1000, 800}, 1, true}, {2, "RIGHT", {1000, 0, 1000, 800}, 1, false}});
+    h.show(editor, "Notes", "");
+    h.recordImages(h.config);
+    ASSERT_TRUE(h.awaitStreams({1, 2}));
+    h.tick();
+    double took = 0;
+    // A line each tenth of a second, without end.
+    h.recognizer.setReading([&](const TextRequest& request) {
+        TextResult result{{}, false};
+        for (int i = 0; !request.shouldStop() && i < 100; ++i) {
+            h.clock.advance(0.1);
+            took += 0.1;
+            result.observations.push_back(FakeTextRecognizer::piece("line " + std::to_string(i), {}));
+        }
+        return result;
+    });
+    h.deliver(picture(1), 1, 1);
+    h.deliver(picture(2), 1, 2);
+    h.tick(2);
+    auto frames = h.storedFrames();
+    ASSERT_EQ(frames.size(), 2U);
+    EXPECT_LE(took, 0.51) << "all displays together";
+    EXPECT_EQ(h.recognizer.requests().size(), 1U);
+    for (const FrameRecord& frame : frames)
+        EXPECT_EQ(frame.ocrState, OCRState::queued) << "what wasn't read is lost";
+    const auto texts = h.storedTexts();
+    EXPECT_TRUE(texts[0].starts_with("line 0\nline 1") || texts[1].starts_with("line 0\nline 1"))
+        << "what was read by then is there at once";
+
+    // The next tick has its own time, and lines that are known aren't stored again.
+    h.recognizer.setReading([](const TextRequest&) {
+        return TextResult{{FakeTextRecognizer::piece("line 0", {}), FakeTextRecognizer::piece("new", {})}, true};
+    });
+    const DisplayID wasRead = frames[texts[0].empty() ? 1 : 0].displayID;
+    h.input.setSecondsSinceLastInput(5);
+    h.deliver(picture(3), 1, wasRead);
+    h.tick(3);
+    frames = h.storedFrames();
+    ASSERT_EQ(frames.size(), 3U);
+    EXPECT_EQ(frames[2].ocrState, OCRState::done);
+    EXPECT_EQ(h.storedTexts()[2], "new");
+}
+
 TEST(RecorderImages, AnImageFromBeforeIsNeverStored) {
     ImageHarness h;
     h.start();
@@ -218,7 +313,7 @@ TEST(RecorderImages, EveryReasonToHoldBackDropsTheImagesOfAllDisplays) {
     EXPECT_EQ(other.displayID, 2U);
     EXPECT_FALSE(other.appBundleID || other.windowTitle || other.url || other.windowRect || other.project);
     EXPECT_EQ(other.textChars, 0);
-    EXPECT_EQ(other.ocrState, OCRState::queued);
+    EXPECT_EQ(other.ocrState, OCRState::done) << "what it shows is known from its image alone";
 
     // Quillshade's own window: nothing is stored, and nothing is dropped.
     deliverBoth(3);
@@ -345,6 +440,7 @@ TEST(RecorderImages, AFrontWindowThatIsPrivateCostsTheImage) {
     // Another page while the text is being read: neither picture nor text is kept.
     h.config.excludedSites = {"bank.example"};
     h.recorder.setConfig(h.config);
+    h.recognizer.setUnavailable("Install the data."); // so it is the window that is read
     h.accessibility.setWindows(chromium.pid, {h.accessible("Public", frame, false)});
     h.windowServer.setWindows({h.onScreen(6, chromium.pid, "Public", frame)});
     h.accessibility.setOnText([&] {
