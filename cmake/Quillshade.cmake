@@ -73,7 +73,7 @@ function(quillshade_test name folder)
   if(ARG_DESKTOP)
     # One desktop for the whole program: starting one for each case would take longer than the cases.
     add_test(NAME ${name} COMMAND ${PROJECT_SOURCE_DIR}/scripts/desktop $<TARGET_FILE:${name}>)
-    set_tests_properties(${name} PROPERTIES LABELS desktop TIMEOUT 300)
+    set_tests_properties(${name} PROPERTIES LABELS desktop TIMEOUT 600)
   else()
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES TIMEOUT 300)

@@ -20,6 +20,8 @@ constexpr std::array<std::string_view, static_cast<std::size_t>(X11Atom::count)>
     "_NET_CLIENT_LIST_STACKING",
     "_NET_WM_CM_S0",
     "_NET_CURRENT_DESKTOP",
+    "_NET_SHOWING_DESKTOP",
+    "_NET_DESKTOP_VIEWPORT",
     "_NET_WM_DESKTOP",
     "_NET_WM_NAME",
     "_NET_WM_WINDOW_OPACITY",

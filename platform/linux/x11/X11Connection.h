@@ -24,6 +24,8 @@ enum class X11Atom : std::uint8_t {
     clientListStacking,
     compositor,
     currentDesktop,
+    showingDesktop,
+    desktopViewport,
     windowDesktop,
     windowName,
     windowOpacity,

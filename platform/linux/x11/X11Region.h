@@ -15,6 +15,7 @@ struct X11Box {
         return {std::max(left, other.left), std::max(top, other.top), std::min(right, other.right),
                 std::min(bottom, other.bottom)};
     }
+    X11Box grown(int by) const { return {left - by, top - by, right + by, bottom + by}; }
     X11Box moved(int x, int y) const { return {left + x, top + y, right + x, bottom + y}; }
 };
 

@@ -3,7 +3,9 @@
 #include "platform/PlatformError.h"
 
 #include <algorithm>
+#include <array>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include <xcb/damage.h>
@@ -16,8 +18,13 @@ namespace {
 
 // A program paints what came to light within this time, unless it hangs.
 constexpr double settleSeconds = 0.2;
-// Compositors let a window fade away after it has closed.
+// Compositors let windows come, go and move softly: most within a quarter of a second, a whole desktop in twice that.
+constexpr double animationSeconds = 1;
+// The same where an excluded window or a desktop is what comes or goes.
 constexpr double compositorSeconds = 2;
+// They draw each window at its place and nowhere else. Those that are window managers as well have overviews, small
+// pictures of windows where one switches between them, or a magnifier, and tell nobody when these are open.
+constexpr std::array<std::string_view, 3> plainCompositors = {"picom", "compton", "xcompmgr"};
 
 // Events are told apart by their first byte, as X11 has it.
 template <typename Event>
@@ -56,6 +63,7 @@ X11ScreenChanges::X11ScreenChanges(const X11Connection& connection, const Identi
         xcb_xfixes_query_version_reply(server, fixes, nullptr));
     if (!damageVersion || !fixesVersion) throw PlatformError("The X server doesn't tell what changes on the screen.");
     m_damageEvent = xcb_get_extension_data(server, &xcb_damage_id)->first_event;
+    m_fixesEvent = xcb_get_extension_data(server, &xcb_xfixes_id)->first_event;
     if (connection.hasExtension(xcb_randr_id)) {
         m_randrEvent = xcb_get_extension_data(server, &xcb_randr_id)->first_event;
         xcb_randr_select_input(server, connection.root(),
@@ -64,9 +72,19 @@ X11ScreenChanges::X11ScreenChanges(const X11Connection& connection, const Identi
     }
     // Notices are asked for before the first look at anything, so that no change falls between the two. Those of the
     // root itself tell of displays that change without a word from RandR.
-    const std::uint32_t mask = XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+    const std::uint32_t mask =
+        XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
     xcb_change_window_attributes(server, connection.root(), XCB_CW_EVENT_MASK, &mask);
-    m_compositor = compositorSelection(connection);
+    const xcb_atom_t compositor = compositorSelection(connection);
+    xcb_xfixes_select_selection_input(server, connection.root(), compositor,
+                                      XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
+                                          XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
+                                          XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
+    const X11Reply<xcb_get_selection_owner_reply_t> owner(
+        xcb_get_selection_owner_reply(server, xcb_get_selection_owner(server, compositor), nullptr));
+    if (!owner) throw PlatformError("The X server doesn't tell whether there is a compositor.");
+    m_compositor = owner->owner;
+    m_stacking.setComposited(m_compositor != XCB_WINDOW_NONE, m_compositorAt);
     m_region = xcb_generate_id(server);
     xcb_xfixes_create_region(server, m_region, 0, nullptr);
     m_damage = xcb_generate_id(server);
@@ -126,12 +144,20 @@ bool X11ScreenChanges::takeScreenChange() {
 }
 
 double X11ScreenChanges::quietUntil(double now) {
-    if (!m_excluded.hasFilter()) return 0;
-    const X11Reply<xcb_get_selection_owner_reply_t> compositor(xcb_get_selection_owner_reply(
-        m_connection.get(), xcb_get_selection_owner(m_connection.get(), m_compositor), nullptr));
-    if ((!compositor || compositor->owner != XCB_WINDOW_NONE) && (m_stacking.hasExcluded() || m_excluded.isAnyOpen()))
-        m_compositedUntil = now + compositorSeconds;
-    return std::max(m_stacking.changedAt() + settleSeconds, m_compositedUntil);
+    double quiet = m_excluded.hasFilter() ? m_stacking.changedAt() + settleSeconds : 0;
+    if (m_compositor == XCB_WINDOW_NONE) return std::max(quiet, m_compositedUntil);
+    quiet = std::max({quiet, m_lastMoveAt + animationSeconds, m_lastSwitchAt + compositorSeconds,
+                      m_compositorAt + compositorSeconds});
+    if (!m_excluded.hasFilter()) return quiet;
+    if (isPlainCompositor()) return std::max(quiet, m_stacking.changedAt() + compositorSeconds);
+    if (m_stacking.hasExcluded() || m_excluded.isAnyOpen()) m_compositedUntil = now + compositorSeconds;
+    return std::max(quiet, m_compositedUntil);
+}
+
+bool X11ScreenChanges::isPlainCompositor() const {
+    const auto windowClass =
+        windowClassOf(m_connection.property(m_connection.requestProperty(m_compositor, XCB_ATOM_WM_CLASS)));
+    return std::ranges::find(plainCompositors, windowClass.instanceName) != plainCompositors.end();
 }
 
 void X11ScreenChanges::handle(const xcb_generic_event_t& event, double now) {
@@ -140,8 +166,9 @@ void X11ScreenChanges::handle(const xcb_generic_event_t& event, double now) {
         const auto& notice = as<xcb_damage_notify_event_t>(event);
         if (notice.damage == m_damage)
             m_hasDamage = true;
-        else if (countsAsPainting(notice.drawable, now))
-            m_stacking.painted(boxOf(notice.geometry.x + notice.area.x, notice.geometry.y + notice.area.y,
+        else if (countsAsPainting(event, now))
+            m_stacking.painted(notice.drawable,
+                               boxOf(notice.geometry.x + notice.area.x, notice.geometry.y + notice.area.y,
                                      notice.area.width, notice.area.height));
         return;
     }
@@ -150,7 +177,12 @@ void X11ScreenChanges::handle(const xcb_generic_event_t& event, double now) {
         m_hasScreenChange = true;
         return;
     }
+    if (kind == m_fixesEvent + XCB_XFIXES_SELECTION_NOTIFY)
+        return handleCompositor(as<xcb_xfixes_selection_notify_event_t>(event).owner, now);
     switch (kind) {
+    case XCB_PROPERTY_NOTIFY:
+        handleProperty(as<xcb_property_notify_event_t>(event), now);
+        break;
     case XCB_CREATE_NOTIFY: {
         const auto& notice = as<xcb_create_notify_event_t>(event);
         X11TopWindow window;
@@ -161,7 +193,7 @@ void X11ScreenChanges::handle(const xcb_generic_event_t& event, double now) {
     }
     case XCB_DESTROY_NOTIFY: {
         const auto window = as<xcb_destroy_notify_event_t>(event).window;
-        if (const auto* known = m_stacking.find(window); known && known->isShown) ++m_moves;
+        if (const auto* known = m_stacking.find(window); known && known->isShown) moved(now);
         m_stacking.remove(window, now);
         break;
     }
@@ -169,13 +201,13 @@ void X11ScreenChanges::handle(const xcb_generic_event_t& event, double now) {
         handleMap(as<xcb_map_notify_event_t>(event).window, now);
         break;
     case XCB_UNMAP_NOTIFY:
-        ++m_moves;
+        moved(now);
         m_stacking.setShown(as<xcb_unmap_notify_event_t>(event).window, false, now);
         break;
     case XCB_REPARENT_NOTIFY: {
         // Into a frame, which becomes another's by it, or out of one.
         const auto& notice = as<xcb_reparent_notify_event_t>(event);
-        ++m_moves;
+        moved(now);
         m_stacking.remove(notice.window, now);
         if (m_stacking.find(notice.parent) && m_excluded.isExcluded(notice.parent))
             m_stacking.setExcluded(notice.parent, now);
@@ -187,7 +219,7 @@ void X11ScreenChanges::handle(const xcb_generic_event_t& event, double now) {
             m_hasScreenChange = true;
             break;
         }
-        if (const auto* known = m_stacking.find(notice.window); !known || known->isShown) ++m_moves;
+        if (const auto* known = m_stacking.find(notice.window); !known || known->isShown) moved(now);
         if (m_strokes.contains(notice.window)) m_movedAt[notice.window] = now;
         m_stacking.configure(notice.window, boxOf(notice.x, notice.y, notice.width, notice.height, notice.border_width),
                              notice.above_sibling, now);
@@ -195,20 +227,42 @@ void X11ScreenChanges::handle(const xcb_generic_event_t& event, double now) {
     }
     case XCB_CIRCULATE_NOTIFY: {
         const auto& notice = as<xcb_circulate_notify_event_t>(event);
-        ++m_moves;
+        moved(now);
         m_stacking.restack(notice.window, notice.place == XCB_PLACE_ON_TOP, now);
         break;
     }
     case XCB_GRAVITY_NOTIFY:
-        ++m_moves;
+        moved(now);
         break;
     default:
         break;
     }
 }
 
-void X11ScreenChanges::handleMap(xcb_window_t window, double now) {
+void X11ScreenChanges::moved(double now) {
     ++m_moves;
+    m_lastMoveAt = now;
+}
+
+// Another desktop, or the bare desktop: which windows one sees changes, and some window managers tell by this alone.
+void X11ScreenChanges::handleProperty(const xcb_property_notify_event_t& notice, double now) {
+    if (notice.window != m_connection.root()) return;
+    for (const X11Atom name : {X11Atom::currentDesktop, X11Atom::showingDesktop, X11Atom::desktopViewport}) {
+        if (notice.atom != m_connection.atom(name)) continue;
+        moved(now);
+        m_lastSwitchAt = now;
+    }
+}
+
+void X11ScreenChanges::handleCompositor(xcb_window_t owner, double now) {
+    m_compositor = owner;
+    m_compositorAt = now;
+    moved(now);
+    m_stacking.setComposited(owner != XCB_WINDOW_NONE, now);
+}
+
+void X11ScreenChanges::handleMap(xcb_window_t window, double now) {
+    moved(now);
     if (!m_excluded.hasFilter()) return;
     // It may be away again by now, so what it is counts and not whether it shows. Nothing tells whose a window was that
     // is gone; then it counts as excluded.
@@ -217,12 +271,16 @@ void X11ScreenChanges::handleMap(xcb_window_t window, double now) {
 }
 
 // The copying that moves a window is told as painting, and further than one sees it. What an excluded window paints
-// says nothing about others.
-bool X11ScreenChanges::countsAsPainting(xcb_window_t window, double now) const {
-    const auto* const known = m_stacking.find(window);
-    const auto moved = m_movedAt.find(window);
-    return known && !known->isExcluded && m_strokes.contains(window) &&
-           (moved == m_movedAt.end() || now > moved->second + settleSeconds);
+// says nothing about others. The first report tells what the window is made of when one begins to ask. A compositor
+// that comes or goes makes the server copy all windows to and fro, which is told as well.
+bool X11ScreenChanges::countsAsPainting(const xcb_generic_event_t& event, double now) const {
+    const auto& notice = as<xcb_damage_notify_event_t>(event);
+    const auto* const known = m_stacking.find(notice.drawable);
+    const auto strokes = m_strokes.find(notice.drawable);
+    const auto movedAt = m_movedAt.find(notice.drawable);
+    return known && !known->isExcluded && strokes != m_strokes.end() && strokes->second.damage == notice.damage &&
+           strokes->second.request != event.full_sequence && now > m_compositorAt + settleSeconds &&
+           (movedAt == m_movedAt.end() || now > movedAt->second + settleSeconds);
 }
 
 // A window that is excluded may leave its pixels behind; that they have been painted over is known only from paintings
@@ -231,19 +289,24 @@ bool X11ScreenChanges::countsAsPainting(xcb_window_t window, double now) const {
 void X11ScreenChanges::followPainting(double now) {
     if (!m_stacking.hasExcluded() && m_stacking.hidden(now).isEmpty()) {
         for (const auto& [window, strokes] : m_strokes)
-            xcb_damage_destroy(m_connection.get(), strokes); // gone with its window, maybe; the error is passed over
+            xcb_damage_destroy(m_connection.get(),
+                               strokes.damage); // gone with its window, maybe; the error is passed over
         m_strokes.clear();
         m_movedAt.clear();
         return;
     }
     std::erase_if(m_strokes, [this](const auto& entry) { return !m_stacking.find(entry.first); });
     std::erase_if(m_movedAt, [&](const auto& entry) { return now > entry.second + settleSeconds; });
+    bool hasNew = false;
     for (const X11TopWindow& window : m_stacking.windows()) {
         if (m_strokes.contains(window.id)) continue;
-        const std::uint32_t strokes = xcb_generate_id(m_connection.get());
-        xcb_damage_create(m_connection.get(), strokes, window.id, XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
-        m_strokes.emplace(window.id, strokes);
+        const std::uint32_t damage = xcb_generate_id(m_connection.get());
+        const auto request =
+            xcb_damage_create(m_connection.get(), damage, window.id, XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
+        m_strokes.emplace(window.id, Strokes{damage, request.sequence});
+        hasNew = true;
     }
+    if (hasNew) xcb_no_operation(m_connection.get()); // what is told after it bears its number, not the last one's
     xcb_flush(m_connection.get());
 }
 

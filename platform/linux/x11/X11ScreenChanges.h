@@ -38,8 +38,10 @@ public:
     void expectScreenChange() { m_hasScreenChange = true; }
     /// What must be hidden at this moment.
     X11Region hidden(double now) { return m_stacking.hidden(now); }
-    /// The moment before which no image may be taken: windows that are excluded have just moved, or there is a
-    /// compositor, which may show pictures of them anywhere, as long as one of them is open.
+    /// The moment before which no image may be taken: windows that are excluded have just moved; or there is a
+    /// compositor, which takes its time to let windows come, go and make room for others. One that may show pictures of
+    /// windows anywhere, in an overview or where one switches between them, means no image at all while an excluded
+    /// program has a window.
     double quietUntil(double now);
     /// True while every stroke is told, of which there may be very many.
     bool isFollowingPainting() const { return !m_strokes.empty(); }
@@ -47,19 +49,30 @@ public:
 private:
     void handle(const xcb_generic_event_t& event, double now);
     void handleMap(xcb_window_t window, double now);
+    void handleProperty(const xcb_property_notify_event_t& notice, double now);
+    void handleCompositor(xcb_window_t owner, double now);
+    void moved(double now);
     void followPainting(double now);
-    bool countsAsPainting(xcb_window_t window, double now) const;
+    bool countsAsPainting(const xcb_generic_event_t& event, double now) const;
+    bool isPlainCompositor() const;
+
+    struct Strokes {
+        std::uint32_t damage = 0;
+        std::uint32_t request = 0; ///< the number of the request that began it
+    };
 
     const X11Connection& m_connection;
     X11ExcludedWindows m_excluded;
     X11Stacking m_stacking;
-    std::uint8_t m_damageEvent = 0, m_randrEvent = 0; // 0 where there is none of the latter
+    std::uint8_t m_damageEvent = 0, m_fixesEvent = 0, m_randrEvent = 0; // 0 where there is none of the latter
     std::uint32_t m_damage = 0, m_region = 0;
-    std::map<xcb_window_t, std::uint32_t> m_strokes; // tell each painting of a window; empty while not needed
-    std::map<xcb_window_t, double> m_movedAt;        // those of them that moved just now
-    xcb_atom_t m_compositor = XCB_ATOM_NONE;
+    std::map<xcb_window_t, Strokes> m_strokes; // tell each painting of a window; empty while not needed
+    std::map<xcb_window_t, double> m_movedAt;  // those of them that moved just now
+    xcb_window_t m_compositor = XCB_WINDOW_NONE;
+    double m_compositorAt = -1e9; // when there was another one, or none
     bool m_hasDamage = true, m_hasScreenChange = false;
     std::uint64_t m_moves = 0;
+    double m_lastMoveAt = -1e9, m_lastSwitchAt = -1e9;
     double m_compositedUntil = 0;
 };
 

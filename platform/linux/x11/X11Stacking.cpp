@@ -9,6 +9,14 @@ namespace {
 
 // Within this time a server has told of the copying that moves a window.
 constexpr double copySeconds = 0.3;
+// What compositors draw around a window or blur: their own settings rarely reach further.
+constexpr int surroundings = 64;
+// Compositors let a window fade away in a fraction of this.
+constexpr double fadeSeconds = 10;
+
+bool haveSameSize(const X11Box& a, const X11Box& b) {
+    return a.right - a.left == b.right - b.left && a.bottom - a.top == b.bottom - b.top;
+}
 
 } // namespace
 
@@ -27,12 +35,14 @@ void X11Stacking::remove(std::uint32_t id, double now) {
     const auto window = place(id);
     if (window == m_windows.end()) return;
     m_windows.erase(window);
+    m_begun.erase(id);
     changed(now);
 }
 
 void X11Stacking::setShown(std::uint32_t id, bool isShown, double now) {
     const auto window = place(id);
     if (window == m_windows.end()) return;
+    if (isShown && !window->isShown) begin(*window, now);
     window->isShown = isShown;
     changed(now);
 }
@@ -49,12 +59,19 @@ void X11Stacking::configure(std::uint32_t id, const X11Box& bounds, std::uint32_
     if (found == m_windows.end()) return;
     X11TopWindow window = *found;
     const bool isCopied = window.isShown && window.bounds != bounds;
-    if (isCopied) carry(window, bounds, now);
+    const bool isResized = !haveSameSize(window.bounds, bounds);
+    if (isCopied && !m_isComposited) carry(window, bounds, now);
     window.bounds = bounds;
+    if (isCopied && isResized) {
+        // Where the pixels of a resized window go is its program's choice.
+        if (const auto begun = m_begun.find(id); begun != m_begun.end() && !begun->second.isEmpty())
+            begun->second = X11Region(bounds.moved(-bounds.left, -bounds.top));
+        begin(window, now);
+    }
     m_windows.erase(found);
     const auto below = place(sibling);
     const auto put = m_windows.insert(below == m_windows.end() ? m_windows.begin() : below + 1, window);
-    if (isCopied) shield(put, now);
+    if (isCopied && !m_isComposited) shield(put, now);
     changed(now);
 }
 
@@ -67,13 +84,35 @@ void X11Stacking::restack(std::uint32_t id, bool onTop, double now) {
     changed(now);
 }
 
-void X11Stacking::painted(const X11Box& box) {
-    m_left.subtract(box);
+void X11Stacking::painted(std::uint32_t id, const X11Box& box) {
+    if (!m_isComposited) return m_left.subtract(box);
+    const auto* const window = find(id);
+    const auto begun = m_begun.find(id);
+    if (window && begun != m_begun.end()) begun->second.subtract(box.moved(-window->bounds.left, -window->bounds.top));
+}
+
+void X11Stacking::setComposited(bool isComposited, double now) {
+    if (m_isComposited == isComposited) return;
+    m_isComposited = isComposited;
+    m_visible = visible();
+    m_changedAt = now;
+    if (isComposited) {
+        for (const X11TopWindow& window : m_windows)
+            if (window.isShown) begin(window, now);
+        m_left = {};
+        m_carried = {};
+    } else {
+        for (const auto& [id, begun] : std::exchange(m_begun, {}))
+            if (const auto* window = find(id); window && window->isShown)
+                m_left.add(begun.moved(window->bounds.left, window->bounds.top));
+    }
 }
 
 void X11Stacking::forget() {
     m_left = {};
     m_carried = {};
+    m_begun.clear();
+    m_faded = {};
 }
 
 X11Region X11Stacking::hidden(double now) {
@@ -81,6 +120,11 @@ X11Region X11Stacking::hidden(double now) {
     X11Region all = m_visible;
     all.add(m_left);
     all.add(m_carried);
+    if (now > m_fadedAt + fadeSeconds) m_faded = {};
+    all.add(m_faded);
+    for (const auto& [id, begun] : m_begun)
+        if (const auto* window = find(id); window && window->isShown)
+            all.add(begun.moved(window->bounds.left, window->bounds.top));
     return all;
 }
 
@@ -100,21 +144,51 @@ X11Stacking::Place X11Stacking::place(std::uint32_t id) {
 void X11Stacking::changed(double now) {
     X11Region before = std::exchange(m_visible, visible());
     if (before.isEmpty() && m_visible.isEmpty()) return;
-    if (!coverTheSame(before, m_visible)) m_changedAt = now;
+    const bool isSame = coverTheSame(before, m_visible);
+    if (!isSame) m_changedAt = now;
+    if (m_isComposited) {
+        before.subtract(m_visible);
+        if (!before.isEmpty()) m_fadedAt = now;
+        m_faded.add(before);
+        std::erase_if(m_begun, [this](const auto& entry) { return entry.second.isEmpty() || !find(entry.first); });
+        return;
+    }
     before.subtract(m_visible);
     m_left.subtract(m_visible);
     m_left.add(before);
     // Below all windows the server paints the background itself, at once.
-    X11Region onWindows;
+    m_left = onWindows(m_left);
+}
+
+X11Region X11Stacking::onWindows(const X11Region& region) const {
+    X11Region parts;
     for (const X11TopWindow& window : m_windows)
-        if (window.isShown) onWindows.add(m_left.intersection(window.bounds));
-    m_left = std::move(onWindows);
+        if (window.isShown) parts.add(region.intersection(window.bounds));
+    return parts;
+}
+
+// The memory of a window is new, and holds what the screen showed there until its program has painted.
+void X11Stacking::begin(const X11TopWindow& window, double now) {
+    if (!m_isComposited || window.isExcluded) return;
+    const X11Box& place = window.bounds;
+    X11Region before = m_visible.intersection(place);
+    before.add(m_left.intersection(place));
+    before.add(m_carried.intersection(place));
+    if (now <= m_fadedAt + fadeSeconds) before.add(m_faded.intersection(place));
+    for (const auto& [id, begun] : m_begun)
+        if (const auto* other = find(id))
+            before.add(begun.moved(other->bounds.left, other->bounds.top).intersection(place));
+    if (!before.isEmpty()) m_begun[window.id].add(before.moved(-place.left, -place.top));
 }
 
 X11Region X11Stacking::visible() const {
     X11Region all;
     for (auto window = m_windows.begin(); window != m_windows.end(); ++window) {
         if (!window->isExcluded || !window->isShown) continue;
+        if (m_isComposited) {
+            all.add(window->bounds.grown(surroundings));
+            continue;
+        }
         X11Region part(window->bounds);
         for (auto above = window + 1; above != m_windows.end(); ++above)
             if (above->isShown && above->isOpaque && !above->isExcluded) part.subtract(above->bounds);
@@ -128,8 +202,7 @@ void X11Stacking::carry(const X11TopWindow& window, const X11Box& bounds, double
     X11Region taken = m_left.intersection(old);
     taken.add(m_carried.intersection(old));
     if (taken.isEmpty()) return;
-    const bool isMove =
-        old.right - old.left == bounds.right - bounds.left && old.bottom - old.top == bounds.bottom - bounds.top;
+    const bool isMove = haveSameSize(old, bounds);
     // Where the pixels of a resized window go is its program's choice.
     m_carried.add(isMove ? taken.moved(bounds.left - old.left, bounds.top - old.top) : X11Region(bounds));
     m_carriedAt = now;

@@ -3,6 +3,7 @@
 #include "platform/linux/x11/X11Region.h"
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <vector>
 
@@ -21,7 +22,12 @@ struct X11TopWindow {
 /// Where excluded windows can be seen on the screen, followed change by change in the server's own order: where they
 /// show, and where they have left their pixels behind. A window that comes to light, or comes up, without a background
 /// shows what was there before until its program paints it, and a program that hangs never does. So what an excluded
-/// window leaves is hidden until it has been painted. Pure; times are monotonic seconds.
+/// window leaves is hidden until it has been painted.
+///
+/// Where a compositor draws the windows, each has memory of its own and leaves nothing on others. But one may shine
+/// through what lies above it, blurred or with a shadow around it, and fade away where it was. So all of its place is
+/// hidden then, and some more around it and after it. A new window's memory begins with what the screen showed there.
+/// Pure; times are monotonic seconds.
 class X11Stacking {
 public:
     /// All windows anew, the lowest first. Fits in after changes that weren't followed.
@@ -34,15 +40,17 @@ public:
     /// Moved, resized, restacked; it lies right above `sibling` then, or lowest without one.
     void configure(std::uint32_t id, const X11Box& bounds, std::uint32_t sibling, double now);
     void restack(std::uint32_t id, bool onTop, double now);
-    /// The program of the window that one sees here has painted, after the changes told before.
-    void painted(const X11Box& box);
+    /// The program of a window has painted here, after the changes told before.
+    void painted(std::uint32_t id, const X11Box& box);
+    /// Whether a compositor draws the windows.
+    void setComposited(bool isComposited, double now);
     /// Forgets what was left behind.
     void forget();
 
     /// All that must be hidden.
     X11Region hidden(double now);
     bool hasExcluded() const;
-    /// When the visible part of the excluded windows last changed.
+    /// When what excluded windows show last changed, or who draws it.
     double changedAt() const { return m_changedAt; }
     const std::vector<X11TopWindow>& windows() const { return m_windows; } ///< the lowest first
     const X11TopWindow* find(std::uint32_t id) const;
@@ -52,6 +60,8 @@ private:
     Place place(std::uint32_t id);
     void changed(double now);
     X11Region visible() const;
+    X11Region onWindows(const X11Region& region) const;
+    void begin(const X11TopWindow& window, double now);
     void carry(const X11TopWindow& window, const X11Box& bounds, double now);
     void shield(Place window, double now);
 
@@ -60,6 +70,10 @@ private:
     X11Region m_left;    ///< where they showed before, until painted
     X11Region m_carried; ///< the part of it that the copying of a moved window took along, or seemed to paint over
     double m_carriedAt = 0;
+    bool m_isComposited = false;
+    std::map<std::uint32_t, X11Region> m_begun; ///< what such a window hasn't painted yet, from its own corner
+    X11Region m_faded;                          ///< where a compositor showed excluded windows until just now
+    double m_fadedAt = -1e9;
     double m_changedAt = -1e9;
 };
 

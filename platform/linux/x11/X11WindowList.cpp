@@ -275,9 +275,12 @@ void placeClients(const X11Connection& connection, const Root& root, std::vector
         if (!frames[i]) continue;
         TopLevel& level = levels[*frames[i]];
         level.isFrame = true;
-        const bool isHere = !root.desktop || !answered.desktop || *answered.desktop == allDesktops ||
-                            *answered.desktop == *root.desktop;
-        const bool isShown = answered.isShaded || (answered.isViewable && !answered.isMinimised);
+        // Without a compositor what is drawn is seen, also while the window manager is about to put it away. With one,
+        // windows of other desktops and minimised ones may be drawn where nobody sees it.
+        const bool isHere = !root.hasCompositor || !root.desktop || !answered.desktop ||
+                            *answered.desktop == allDesktops || *answered.desktop == *root.desktop;
+        const bool isShown =
+            answered.isShaded || (answered.isViewable && !(answered.isMinimised && root.hasCompositor));
         if (level.isViewable && isHere && isShown && !answered.isDesktop)
             placed.push_back({std::move(answered), &level, i});
     }

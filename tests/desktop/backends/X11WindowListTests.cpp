@@ -202,4 +202,32 @@ TEST(X11WindowOfUnknownClient, IsBelievedWhereItCountsAsThisMachineDoes) {
     }
 }
 
+// A window manager tells that it puts a window away before it does so. Only a compositor keeps windows that nobody
+// sees.
+TEST(X11WindowList, NamesWhatIsDrawnThoughItIsSaidToBePutAway) {
+    const OwnServer own;
+    const Connection client(xcb_connect(own.display().c_str(), nullptr));
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(client.get())).data->root;
+    const RawWindow here({0, 0, 100, 100}, false, client.get()), elsewhere({100, 0, 100, 100}, false, client.get()),
+        minimised({200, 0, 100, 100}, false, client.get()), compositor({0, 0, 1, 1}, true, client.get());
+    const auto tell = [&](std::string_view name, xcb_atom_t type, const std::vector<std::uint32_t>& values) {
+        xcb_change_property(client.get(), XCB_PROP_MODE_REPLACE, root, here.atom(name), type, 32,
+                            std::uint32_t(values.size()), values.data());
+    };
+    tell("_NET_CLIENT_LIST_STACKING", XCB_ATOM_WINDOW, {here.number(), elsewhere.number(), minimised.number()});
+    tell("_NET_CURRENT_DESKTOP", XCB_ATOM_CARDINAL, {0});
+    here.setNumbers("_NET_WM_DESKTOP", XCB_ATOM_CARDINAL, {0});
+    elsewhere.setNumbers("_NET_WM_DESKTOP", XCB_ATOM_CARDINAL, {1});
+    minimised.setNumbers("_NET_WM_STATE", XCB_ATOM_ATOM, {minimised.atom("_NET_WM_STATE_HIDDEN")});
+    for (const RawWindow* window : {&here, &elsewhere, &minimised})
+        window->show();
+    X11WindowServer server({}, own.display());
+    EXPECT_TRUE(waitUntil([&] { return server.onScreenWindows().size() == 3; }));
+
+    xcb_set_selection_owner(client.get(), compositor.number(), here.atom("_NET_WM_CM_S0"), XCB_CURRENT_TIME);
+    xcb_flush(client.get());
+    EXPECT_TRUE(waitUntil([&] { return server.onScreenWindows().size() == 1; }));
+    EXPECT_TRUE(find(server.onScreenWindows(), here.number()));
+}
+
 } // namespace nomara
