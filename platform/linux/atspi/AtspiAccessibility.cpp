@@ -77,7 +77,7 @@ bool AtspiAccessibility::focusIsSecure() {
 std::optional<AccessibleWindow> AtspiAccessibility::frontWindow(ProcessID pid) {
     if (!m_parts->bus.ready()) return std::nullopt;
     const auto deadline = SteadyClock::now() + messagingTimeout;
-    const auto windows = m_parts->programs.windows(m_parts->programs.ofProcess(pid, deadline), deadline);
+    const auto windows = m_parts->programs.frontWindows(m_parts->programs.ofProcess(pid, deadline), deadline);
     const ProgramWindow* front = FrontWindow::among(windows);
     if (front == nullptr) return std::nullopt;
     return answerOf(*front);

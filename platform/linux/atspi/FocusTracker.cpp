@@ -71,9 +71,9 @@ FocusTracker::Focus FocusTracker::check(const ObjectRef& object) {
 
 FocusTracker::ActiveWindows FocusTracker::activeWindows(const std::vector<ObjectRef>& programs) {
     ActiveWindows active;
-    const auto windows = m_programs.windows(programs, SteadyClock::now() + messagingTimeout, &active.complete);
-    for (const ProgramWindow& window : windows)
-        if (window.states.isActive() && window.isUsable()) active.windows.push_back(window.object);
+    const auto deadline = SteadyClock::now() + messagingTimeout;
+    for (const ProgramWindow& window : m_programs.activeWindows(programs, deadline, active.complete))
+        if (window.isUsable()) active.windows.push_back(window.object);
     return active;
 }
 

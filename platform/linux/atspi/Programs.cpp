@@ -1,12 +1,27 @@
 #include "platform/linux/atspi/Programs.h"
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 namespace nomara::atspi {
 
 namespace {
 
 const ObjectRef registryRoot{"org.a11y.atspi.Registry", "/org/a11y/atspi/accessible/root"};
+
+template <typename Fits>
+std::vector<ProgramWindow*> those(std::vector<ProgramWindow>& windows, Fits fits) {
+    std::vector<ProgramWindow*> found;
+    for (ProgramWindow& window : windows)
+        if (fits(window)) found.push_back(&window);
+    return found;
+}
+
+std::vector<ProgramWindow> properOnes(std::vector<ProgramWindow> windows) {
+    std::erase_if(windows, [](const ProgramWindow& window) { return !isWindow(window.role); });
+    return windows;
+}
 
 } // namespace
 
@@ -32,8 +47,41 @@ std::vector<ObjectRef> Programs::ofProcess(ProcessID pid, SteadyClock::time_poin
     return programs;
 }
 
-std::vector<ProgramWindow> Programs::windows(const std::vector<ObjectRef>& programs, SteadyClock::time_point deadline,
-                                             bool* complete) {
+std::vector<ProgramWindow> Programs::windows(const std::vector<ObjectRef>& programs, SteadyClock::time_point deadline) {
+    bool complete = false;
+    std::vector<ProgramWindow> all = children(programs, deadline, complete);
+    readWhole(those(all, [](const ProgramWindow&) { return true; }), deadline);
+    return properOnes(std::move(all));
+}
+
+std::vector<ProgramWindow> Programs::activeWindows(const std::vector<ObjectRef>& programs,
+                                                   SteadyClock::time_point deadline, bool& complete) {
+    std::vector<ProgramWindow> all = children(programs, deadline, complete);
+    std::erase_if(all, [](const ProgramWindow& window) { return !window.states.isActive(); });
+    complete = readWhole(those(all, [](const ProgramWindow&) { return true; }), deadline) && complete;
+    return properOnes(std::move(all));
+}
+
+// A browser keeps a dozen windows for pop-ups that aren't open; what each is called and where it lies is asked of none.
+std::vector<ProgramWindow> Programs::frontWindows(const std::vector<ObjectRef>& programs,
+                                                  SteadyClock::time_point deadline) {
+    bool complete = false;
+    std::vector<ProgramWindow> all = children(programs, deadline, complete);
+    std::erase_if(all, [](const ProgramWindow& window) { return !window.states.isShowing(); });
+    const auto active = those(all, [](const ProgramWindow& window) { return window.states.isActive(); });
+    // Where an active one doesn't answer, the others aren't asked: one of them would be taken for it.
+    const bool isRead = readWhole(active, deadline);
+    const bool isFound = std::any_of(active.begin(), active.end(), [](const ProgramWindow* window) {
+        return isWindow(window->role) && window->isUsable();
+    });
+    if (isRead && !isFound)
+        readWhole(those(all, [](const ProgramWindow& window) { return !window.states.isActive(); }), deadline);
+    return properOnes(std::move(all));
+}
+
+/// All windows with their states, and nothing else.
+std::vector<ProgramWindow> Programs::children(const std::vector<ObjectRef>& programs, SteadyClock::time_point deadline,
+                                              bool& complete) {
     // Answers of several programs arrive mixed; each program's windows are kept together.
     std::vector<std::vector<ProgramWindow>> found(programs.size());
     CallPipeline calls(m_bus, deadline);
@@ -46,22 +94,27 @@ std::vector<ProgramWindow> Programs::windows(const std::vector<ObjectRef>& progr
             for (std::size_t j = 0; j < children->size(); ++j) {
                 ProgramWindow& window = windows[j];
                 window.object = (*children)[j];
-                ask::role(calls, window.object,
-                          [&window](std::optional<Role> role) { window.role = role.value_or(Role{}); });
                 ask::states(calls, window.object,
                             [&window](std::optional<States> states) { window.states = states.value_or(States{}); });
-                ask::name(calls, window.object,
-                          [&window](const std::optional<std::string>& name) { window.name = name.value_or(""); });
-                ask::extents(calls, window.object, [&window](std::optional<Rect> rect) { window.extents = rect; });
             }
         });
-    const CallPipeline::Outcome outcome = calls.run();
-    if (complete != nullptr) *complete = outcome == CallPipeline::Outcome::answered;
+    complete = calls.run() == CallPipeline::Outcome::answered;
     std::vector<ProgramWindow> windows;
     for (auto& each : found)
-        std::copy_if(std::make_move_iterator(each.begin()), std::make_move_iterator(each.end()),
-                     std::back_inserter(windows), [](const ProgramWindow& window) { return isWindow(window.role); });
+        std::move(each.begin(), each.end(), std::back_inserter(windows));
     return windows;
+}
+
+/// False where a program didn't answer in time.
+bool Programs::readWhole(const std::vector<ProgramWindow*>& windows, SteadyClock::time_point deadline) {
+    CallPipeline calls(m_bus, deadline);
+    for (ProgramWindow* const window : windows) {
+        ask::role(calls, window->object, [window](std::optional<Role> role) { window->role = role.value_or(Role{}); });
+        ask::name(calls, window->object,
+                  [window](const std::optional<std::string>& name) { window->name = name.value_or(""); });
+        ask::extents(calls, window->object, [window](std::optional<Rect> rect) { window->extents = rect; });
+    }
+    return calls.run() == CallPipeline::Outcome::answered;
 }
 
 Toolkit Programs::toolkit(const std::string& program, SteadyClock::time_point deadline) {

@@ -29,13 +29,19 @@ public:
     /// Root objects of every program; those that hang are left out.
     std::vector<ObjectRef> responsive(SteadyClock::time_point deadline);
     std::vector<ObjectRef> ofProcess(ProcessID pid, SteadyClock::time_point deadline);
-    /// In the programs' own order; those of a program that doesn't answer in time are missing, and `complete` says
-    /// whether that is so.
-    std::vector<ProgramWindow> windows(const std::vector<ObjectRef>& programs, SteadyClock::time_point deadline,
-                                       bool* complete = nullptr);
+    /// In the programs' own order; those of a program that doesn't answer in time are missing.
+    std::vector<ProgramWindow> windows(const std::vector<ObjectRef>& programs, SteadyClock::time_point deadline);
+    /// Those alone that say they have the keyboard. `complete` says whether all programs have answered in time.
+    std::vector<ProgramWindow> activeWindows(const std::vector<ObjectRef>& programs, SteadyClock::time_point deadline,
+                                             bool& complete);
+    /// Those alone that decide which one is in front: active ones, or all that show where there is none.
+    std::vector<ProgramWindow> frontWindows(const std::vector<ObjectRef>& programs, SteadyClock::time_point deadline);
     Toolkit toolkit(const std::string& program, SteadyClock::time_point deadline);
 
 private:
+    std::vector<ProgramWindow> children(const std::vector<ObjectRef>& programs, SteadyClock::time_point deadline,
+                                        bool& complete);
+    bool readWhole(const std::vector<ProgramWindow*>& windows, SteadyClock::time_point deadline);
     std::vector<ObjectRef> all(SteadyClock::time_point deadline);
     void forgetOldConnection();
 
