@@ -55,9 +55,16 @@ void DisplayCapturer::stop() {
     m_stream->stop();
 }
 
-void DisplayCapturer::updateFilter(DisplayStreamFilter filter) {
+void DisplayCapturer::updateFilter(const DisplayStreamFilter& filter) {
     m_lastConfiguration.filter = filter;
-    m_stream->setFilter(std::move(filter));
+    m_stream->setFilter(filter);
+    {
+        const std::lock_guard lock(m_lock);
+        forgetImage();
+        m_filteredFrom = m_clock.uptime();
+        if (m_expectedFilter == filter) m_expectedFilter.reset();
+    }
+    m_stream->renew();
 }
 
 void DisplayCapturer::updateInterval(double streamInterval) {
@@ -104,6 +111,20 @@ void DisplayCapturer::dropLatest() {
     m_dirtyAccumulated = m_owedDirt = 0;
 }
 
+void DisplayCapturer::expectFilter(DisplayStreamFilter filter) {
+    const std::lock_guard lock(m_lock);
+    forgetImage();
+    m_expectedFilter = std::move(filter);
+}
+
+// What has changed in it counts for the next one. Under the lock.
+void DisplayCapturer::forgetImage() {
+    m_latest.reset();
+    m_latestAt = 0;
+    m_changed = false;
+    m_owedDirt += std::exchange(m_dirtyAccumulated, 0.0);
+}
+
 void DisplayCapturer::renew(double dirtyFraction) {
     {
         const std::lock_guard lock(m_lock);
@@ -143,6 +164,10 @@ void DisplayCapturer::keep(DisplaySample sample) {
     if (!sample.image || sample.image->width <= 0 || sample.image->height <= 0) return;
     const double fraction = dirtyFraction(sample);
     const std::lock_guard lock(m_lock);
+    if (m_expectedFilter || m_takenAt < m_filteredFrom) {
+        m_owedDirt += fraction;
+        return;
+    }
     if (m_hasWindowList)
         m_previousWindows = std::move(m_latestWindows);
     else

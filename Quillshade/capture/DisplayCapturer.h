@@ -53,7 +53,8 @@ public:
     void start(DisplayStreamFilter filter, double streamInterval, std::string token, Started started);
     /// Waits; afterwards nothing is called any more.
     void stop();
-    void updateFilter(DisplayStreamFilter filter);
+    /// Forgets the newest image and asks for another one, which this filter holds for.
+    void updateFilter(const DisplayStreamFilter& filter);
     /// The stream goes on, slower or faster.
     void updateInterval(double streamInterval);
     /// What the stream wants kept for the next one; may be empty.
@@ -66,6 +67,8 @@ public:
     LatestImage takeLatest();
     /// Forgets the image and the marks.
     void dropLatest();
+    /// An update to this filter is about to come: no image is kept until then.
+    void expectFilter(DisplayStreamFilter filter);
     /// The image that was taken can't be used, as it is: asks for another one, which then counts as changed by so much
     /// at least.
     void renew(double dirtyFraction);
@@ -83,6 +86,7 @@ private:
     };
 
     void keep(DisplaySample sample);
+    void forgetImage();
     void streamEnded(const DisplayStreamError& error);
 
     const DisplayID m_displayID;
@@ -100,7 +104,9 @@ private:
     bool m_hasWindowList = false;
     double m_dirtyAccumulated = 0;
     bool m_changed = false;
-    double m_owedDirt = 0;         ///< changed part of images that were of no use
+    double m_owedDirt = 0; ///< changed part of images that were of no use
+    std::optional<DisplayStreamFilter> m_expectedFilter;
+    double m_filteredFrom = 0;     ///< images taken earlier are of the filter before
     std::deque<Dirt> m_recentDirt; // the last samples, the oldest first
     OnStop m_onStop;
     std::optional<DisplayStreamError> m_ended; // told to nobody yet

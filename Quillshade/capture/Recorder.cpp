@@ -81,8 +81,7 @@ void Recorder::suspendCapture(std::function<void()> held) {
 void Recorder::resumeCapture() {
     m_queue.async([this] {
         m_holding = false;
-        m_deduper.reset();
-        m_states.clear();
+        forgetWhatWasSeen();
     });
 }
 
@@ -127,14 +126,21 @@ CaptureReport Recorder::report() {
 void Recorder::updateRunning() {
     if (m_blocks.empty() && !m_running) {
         m_running = true;
-        m_states.clear();
-        m_deduper.reset();
+        forgetWhatWasSeen();
         startTimer();
         m_streams.reconcile(false, false);
     } else if (!m_blocks.empty() && m_running) {
         stop();
     }
     publishStatus();
+}
+
+// Nobody asked what may be kept meanwhile, so no image of that time is; a stream may have gone on, or been starting.
+void Recorder::forgetWhatWasSeen() {
+    m_deduper.reset();
+    m_states.clear();
+    m_imagesFrom = m_services.clock.uptime();
+    m_imagelessSince.reset();
 }
 
 void Recorder::startTimer() {

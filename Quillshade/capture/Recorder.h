@@ -103,6 +103,7 @@ private:
 
     // Recorder.cpp: when it runs.
     void updateRunning();
+    void forgetWhatWasSeen();
     void startTimer();
     void stop();
     void publishStatus();
@@ -137,6 +138,7 @@ private:
     // RecorderImages.cpp: the images of the displays.
     void imageTick(const Look& look);
     bool isWithoutImages(const Look& look);
+    bool isStale(const DisplayState& state, double takenAt) const;
     void captureFrame(const Look& look, const Display& display, DisplayCapturer& capturer, bool isActive);
     void readImage(NewFrame& frame, const Image& image, const std::string& key);
     void holdBack(const Look& look, DisplayID display, DisplayCapturer& capturer, SkipReason::Kind reason);
@@ -161,6 +163,7 @@ private:
     bool m_holding = false;
     std::unique_ptr<SerialQueue::Timer> m_timer;
     std::map<DisplayID, DisplayState> m_states;
+    double m_imagesFrom = 0;         // none taken earlier is kept, whichever display it is of
     double m_readingSecondsLeft = 0; // of the tick under way
     std::map<DisplayID, LastLook> m_lastLooks;
     std::set<DisplayID> m_knownDisplays;

@@ -39,7 +39,7 @@ void noteContext(DisplayState& state, const std::string& key, double now) {
         state.pendingContext = key;
         state.contextChangedAt = now;
     }
-    if (state.privacySkipAt && !state.privacyClearAt) state.privacyClearAt = now;
+    if (state.privacySkipAt && !state.privacyClearAt && !state.isPageHeldBack) state.privacyClearAt = now;
 }
 
 std::string keyOf(DisplayID display) {
@@ -58,6 +58,8 @@ void Recorder::imageTick(const Look& look) {
         const auto display = std::ranges::find(look.displays, id, &Display::id);
         if (display == look.displays.end()) continue; // unplugged; its stream is about to end
         DisplayState& state = m_states[id];
+        // On a display without the front window nothing but the windows in the image is asked about.
+        if (!isActive) state.isPageHeldBack = false;
         noteContext(state, isActive ? look.contextKey : keyOf(id), look.now);
         if (isActive && withoutImages) continue;
         const auto [changed, dirty] = capturer->marks();
@@ -85,6 +87,12 @@ bool Recorder::isWithoutImages(const Look& look) {
     return look.now - *m_imagelessSince >= imagelessSeconds;
 }
 
+// An image that may still show what must not be kept.
+bool Recorder::isStale(const DisplayState& state, double takenAt) const {
+    if (takenAt < m_imagesFrom) return true;
+    return state.privacySkipAt && (!state.privacyClearAt || takenAt <= *state.privacyClearAt);
+}
+
 // What is cheap and forbids the image comes before any pixel is touched, the hash before any text is stored, and the
 // encoder last.
 void Recorder::captureFrame(const Look& look, const Display& display, DisplayCapturer& capturer, bool isActive) {
@@ -95,14 +103,15 @@ void Recorder::captureFrame(const Look& look, const Display& display, DisplayCap
         return noteLook(look, display.id, LookResult::noImage);
     }
     DisplayState& state = m_states[display.id];
-    if (state.privacySkipAt && (!state.privacyClearAt || latest.latestAt <= *state.privacyClearAt)) {
-        capturer.renew(latest.dirtyFraction);
-        return noteLook(look, display.id, LookResult::staleImage);
-    }
     FrontPage page;
-    if (isActive) {
+    if (isActive && (state.isPageHeldBack || !isStale(state, latest.latestAt))) {
         page = frontPage(look);
         if (page.stop != SkipReason::Kind::none) return holdBack(look, display.id, capturer, page.stop);
+        if (std::exchange(state.isPageHeldBack, false)) state.privacyClearAt = look.now;
+    }
+    if (isStale(state, latest.latestAt)) {
+        capturer.renew(latest.dirtyFraction);
+        return noteLook(look, display.id, LookResult::staleImage);
     }
     const Image image = safeImage(look, display, latest);
     if (!image) return capturer.renew(latest.dirtyFraction);
@@ -148,7 +157,7 @@ void Recorder::captureFrame(const Look& look, const Display& display, DisplayCap
     frame.width = static_cast<std::int64_t>(latest.width);
     frame.height = static_cast<std::int64_t>(latest.height);
     noteLook(look, display.id, saveFrame(frame) ? LookResult::stored : LookResult::failed);
-    state = {look.now, hash, key, {}, {}, {}, {}};
+    state = {look.now, hash, key, {}, {}, {}, {}, false};
 }
 
 /// Adds what the image says; what can't be read in this tick's time stays for later, with the rest once more.
@@ -175,6 +184,7 @@ void Recorder::holdBack(const Look& look, DisplayID display, DisplayCapturer& ca
     state.lastCaptureAt = look.now;
     state.privacySkipAt = look.now;
     state.privacyClearAt.reset();
+    state.isPageHeldBack = true;
     m_pendingStats.framesSkipped += 1;
     noteLook(look, display, LookResult::heldBack);
 }

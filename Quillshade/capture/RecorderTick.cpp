@@ -61,11 +61,14 @@ void Recorder::followDisplays(const Look& look) {
         ids.insert(display.id);
     const bool displaysChanged = std::exchange(m_knownDisplays, ids) != ids;
     const bool activeChanged = std::exchange(m_activeDisplay, look.display.id) != look.display.id;
+    if (activeChanged) m_imagelessSince.reset();
     if (m_config.allDisplays ? displaysChanged : activeChanged) m_streams.reconcile(false, false);
 }
 
 void Recorder::recordSkip(double now, const SkipReason& reason, bool dropImages) {
     publishSkip(reason);
+    // A stream that is only just starting may have an image by now.
+    if (dropImages) m_imagesFrom = now;
     for (const auto& [display, capturer] : m_streams.capturers()) {
         if (!dropImages) {
             capturer->clearMarks();

@@ -41,6 +41,10 @@ void StreamReconciler::reconcile(bool filterUpdate, bool restart) {
     m_services.queue.assertCurrent();
     const Wishes wishes = m_events.wishes();
     if (wishes.displays.empty()) return stopAll();
+    // At once: the operation may have to wait, and what is excluded from now on must not.
+    if (filterUpdate)
+        for (const auto& [display, capturer] : m_capturers)
+            capturer->expectFilter(wishes.filter);
     if (m_isBusy) {
         m_pendingReconcile = true;
         m_pendingFilterUpdate = m_pendingFilterUpdate || filterUpdate;

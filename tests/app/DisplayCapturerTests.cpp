@@ -156,7 +156,7 @@ TEST_F(Capturer, TellsItsStreamWhatChanges) {
     capturer.updateInterval(1.5);
     capturer.updateInterval(3);
     capturer.updateFilter({{"org.example.Other"}, {4}});
-    EXPECT_EQ(streams.takeLog(), (std::vector<std::string>{"start 1", "interval 1", "filter 1"}));
+    EXPECT_EQ(streams.takeLog(), (std::vector<std::string>{"start 1", "interval 1", "filter 1", "renew 1"}));
     EXPECT_EQ(streams.configuration(1), (DisplayStreamConfiguration{1, {{"org.example.Other"}, {4}}, 3, "kept"}));
     capturer.stop();
     EXPECT_FALSE(streams.deliver(1, {picture(), std::nullopt}));

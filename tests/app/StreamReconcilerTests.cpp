@@ -96,7 +96,8 @@ TEST_F(Reconciler, FollowsTheWantedDisplays) {
     EXPECT_TRUE(eventually([&] { return streams.configuration(2)->filter == wishes.filter; }));
     queue.sync([&] { reconciler.updateInterval(4); });
     EXPECT_TRUE(eventually([&] { return streams.configuration(2)->intervalSeconds == 4; }));
-    EXPECT_EQ(streams.takeLog(), (Log{"stop 1", "filter 2", "interval 2"})) << "nothing is started anew for either";
+    EXPECT_EQ(streams.takeLog(), (Log{"stop 1", "filter 2", "renew 2", "interval 2"}))
+        << "nothing is started anew for either";
     reconcile(false, true);
     ASSERT_TRUE(logs(Log{"stop 2", "start 2"}));
     wishes.displays.clear();
@@ -118,7 +119,7 @@ TEST_F(Reconciler, DoesOneThingAtATime) {
     streams.setStartsWait(false);
     streams.finishStart(1);
     ASSERT_TRUE(runs({1, 2}));
-    EXPECT_EQ(streams.takeLog(), (Log{"filter 1", "start 2"}));
+    EXPECT_EQ(streams.takeLog(), (Log{"filter 1", "renew 1", "start 2"}));
 }
 
 TEST_F(Reconciler, StopsWhatIsNotWantedAnyMoreWhenItHasStarted) {

@@ -1,0 +1,158 @@
+#include "core/base/Paths.h"
+#include "tests/app/Harness.h"
+
+#include <algorithm>
+#include <future>
+
+#include <gtest/gtest.h>
+
+namespace nomara {
+namespace {
+
+const FrontmostApp editor{10, "org.editor", "Editor"}, viewer{11, "org.viewer", "Viewer"};
+
+/// One even grey: what the picture shows is told by its shade.
+Image grey(std::uint8_t shade) {
+    auto image = std::make_shared<PixelBuffer>(64, 36);
+    std::fill_n(image->row(0), std::ptrdiff_t{4} * 64 * 36, shade);
+    return image;
+}
+
+constexpr std::uint8_t secret = 200, harmless = 90;
+
+/// Display 1, where an image may be left from a moment that must not be kept.
+struct ImagesFromBefore : RecorderHarness, testing::Test {
+    RecorderConfig config;
+
+    void start() {
+        show(editor, "Notes", std::string(300, 'x'));
+        recordImages(config);
+        ASSERT_TRUE(awaitStreams({1}));
+        tick();
+    }
+    void deliver(std::uint8_t shade) { ASSERT_TRUE(streams.deliver(1, {grey(shade), std::nullopt})); }
+    /// Ticks until it is certain that the image which is there isn't stored, and then gets a later one.
+    void expectOnlyLaterImages() {
+        for (int i = 0; i < 5; ++i)
+            tick(1);
+        EXPECT_TRUE(storedFrames().empty());
+        const auto log = streams.takeLog();
+        EXPECT_NE(std::ranges::find(log, "renew 1"), log.end()) << "a still screen gives no other image";
+        deliver(harmless);
+        for (int i = 0; i < 3; ++i)
+            tick(1);
+        ASSERT_EQ(storedFrames().size(), 1U);
+        const FrameRecord frame = storedFrames().at(0);
+        EXPECT_EQ(codec.video(NomaraPaths::framesFile(*frame.segmentPath)).frames.at(0)->bytes, grey(harmless)->bytes);
+    }
+    /// Work that the recorder does only once the returned promise is kept, so that a test can choose the order.
+    std::shared_ptr<std::promise<void>> holdQueue() {
+        auto held = std::make_shared<std::promise<void>>();
+        recorder.queue().async([held] { held->get_future().wait(); });
+        return held;
+    }
+};
+
+TEST_F(ImagesFromBefore, APageThatIsHeldBackMayBeInEveryImageUntilAnotherHasProvedItself) {
+    config.excludedSites = {"secret.example"};
+    start();
+    FakeAccessibility::Window document{"Document", Rect{0, 0, 800, 600}, "words", "https://secret.example/report"};
+    accessibility.setWindows(viewer.pid, {document});
+    applications.activate(viewer);
+    mainThread.drain();
+    deliver(secret);
+    tick(1);
+    tick(1);
+    ASSERT_EQ(skips.back().kind, SkipReason::Kind::excludedSite);
+    // It stays in front, longer than the gate looks away, and an image of it comes just before it goes.
+    tick(1);
+    clock.advance(0.4);
+    deliver(secret);
+    show(editor, "Notes", std::string(300, 'x'));
+    streams.takeLog();
+    expectOnlyLaterImages();
+}
+
+TEST_F(ImagesFromBefore, WhatWasSeenDuringAHoldStaysUnseen) {
+    start();
+    bool held = false;
+    recorder.suspendCapture([&] { held = true; });
+    settle();
+    ASSERT_TRUE(held);
+    input.setSecureInput(SecureInput::certain);
+    clock.advance(1);
+    deliver(secret);
+    tick(1);
+    input.setSecureInput(SecureInput::off);
+    recorder.resumeCapture();
+    streams.takeLog();
+    expectOnlyLaterImages();
+}
+
+TEST_F(ImagesFromBefore, WhatAStreamSawWhileItWasPausedStaysUnseen) {
+    streams.setStartsWait(true);
+    show(editor, "Notes", std::string(300, 'x'));
+    recordImages(config);
+    for (int i = 0; i < 12'000 && streams.takeLog().empty(); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    recorder.setBlock(Recorder::Block::paused, true);
+    settle();
+    const auto held = holdQueue();
+    recorder.setBlock(Recorder::Block::paused, false);
+    ASSERT_TRUE(streams.finishStart(1));
+    deliver(secret);
+    clock.advance(1);
+    held->set_value();
+    ASSERT_TRUE(awaitStreams({1}));
+    expectOnlyLaterImages();
+}
+
+TEST_F(ImagesFromBefore, APasswordTypedWhileTheStreamStartsStaysUnseen) {
+    streams.setStartsWait(true);
+    show(editor, "Notes", std::string(300, 'x'));
+    recordImages(config);
+    for (int i = 0; i < 12'000 && streams.takeLog().empty(); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    input.setSecureInput(SecureInput::certain);
+    const auto held = holdQueue();
+    recorder.queue().async([this] { recorder.tick(); });
+    ASSERT_TRUE(streams.finishStart(1));
+    deliver(secret);
+    clock.advance(1);
+    held->set_value();
+    ASSERT_TRUE(awaitStreams({1}));
+    input.setSecureInput(SecureInput::off);
+    expectOnlyLaterImages();
+}
+
+TEST_F(ImagesFromBefore, AStreamHasItsTimeToStartAfterEveryPause) {
+    start();
+    tick(1);
+    recorder.setBlock(Recorder::Block::paused, true);
+    settle();
+    clock.advance(100);
+    recorder.setBlock(Recorder::Block::paused, false);
+    settle();
+    for (int i = 0; i < 5; ++i)
+        tick(1);
+    EXPECT_TRUE(storedFrames().empty()) << "a frame without a picture";
+}
+
+TEST_F(ImagesFromBefore, AnApplicationIsLeftOutAsSoonAsItIsExcluded) {
+    start();
+    deliver(secret); // another window in it
+    config.excludedApps.insert("org.example.Other");
+    recorder.setConfig(config);
+    const auto isTold = [this] {
+        const auto filter = streams.configuration(1)->filter.excludedApplications;
+        return std::ranges::find(filter, "org.example.Other") != filter.end();
+    };
+    for (int i = 0; i < 12'000 && !isTold(); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    ASSERT_TRUE(isTold());
+    streams.takeLog();
+    expectOnlyLaterImages();
+}
+
+} // namespace
+} // namespace nomara
