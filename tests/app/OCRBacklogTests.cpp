@@ -10,11 +10,16 @@
 #include "tests/support/PostedWork.h"
 #include "tests/support/TemporaryData.h"
 
+#include <array>
 #include <atomic>
 #include <chrono>
+#include <csignal>
+#include <random>
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace nomara {
 namespace {
@@ -26,8 +31,7 @@ constexpr OCRBacklog::Pauses endless{1e6, 1e6, 1e6};
 constexpr int firstWidth = 100;
 
 /// Pictures in memory, each of which the recogniser knows by its width.
-struct Backlog : ::testing::Test {
-    testing::TemporaryData data;
+struct Machine {
     ManualClock clock{{1'793'000'000}};
     testing::PostedWork mainThread;
     StoreHub hub{mainThread.executor(), clock};
@@ -41,7 +45,7 @@ struct Backlog : ::testing::Test {
     int progress = 0;
     std::optional<OCRBacklog> backlog;
 
-    Backlog() {
+    Machine() {
         recognizer.setReading([this](const TextRequest& request) {
             onReading(++readings);
             TextResult result;
@@ -58,12 +62,15 @@ struct Backlog : ::testing::Test {
         backlog->setOnProgress([this] { ++progress; });
         backlog->setAllowed(true);
     }
-    /// A segment of pictures `first` and on.
-    RowID segment(const std::string& path, int first, int count, bool closed = true) {
+    /// A file of pictures `first` and on.
+    void film(const std::string& path, int first, int count) {
         FakeVideoCodec::Video video;
         for (int i = 0; i < count; ++i)
             video.frames.push_back(std::make_shared<PixelBuffer>(firstWidth + first + i, 1));
         codec.put(NomaraPaths::framesFile(path), video);
+    }
+    RowID segment(const std::string& path, int first, int count, bool closed = true) {
+        film(path, first, count);
         return hub.write([&](MemoryStore& store) {
             const RowID id = store.insertOpenSegment(path, 1, {1}, 100, 100);
             if (closed) store.closeSegment(id, {2}, count, 1);
@@ -124,6 +131,34 @@ struct Backlog : ::testing::Test {
         });
     }
 };
+
+struct DataFolder {
+    testing::TemporaryData data;
+};
+
+struct Backlog : DataFolder, Machine, ::testing::Test {};
+
+constexpr int killedFrames = 40;
+
+Strings linesOf(int number) {
+    return {"line " + std::to_string(number), "another " + std::to_string(number), "of all"};
+}
+
+/// Reads in this process until it is killed; says so in the pipe before each picture, and gets no further than `most`.
+[[noreturn]] void readUntilKilled(int pipe, int most) {
+    Machine machine;
+    machine.film("a.mp4", 0, killedFrames);
+    for (int i = 0; i < killedFrames; ++i)
+        machine.texts[i] = linesOf(i);
+    machine.onReading = [pipe, most](int reading) {
+        if (write(pipe, "x", 1) != 1) _exit(2);
+        if (reading < most) return;
+        for (;;)
+            pause();
+    };
+    machine.pass();
+    _exit(0);
+}
 
 TEST_F(Backlog, RunsOnceAndOnlyWhenAllowed) {
     putFrames(segment("a.mp4", 0, 1), 1);
@@ -370,6 +405,48 @@ TEST_F(Backlog, WaitsWhereNothingCanBeSettled) {
     // Neither does a picture that can't be marked as failed.
     direct.execute("DROP TABLE frames");
     EXPECT_TRUE(pass()) << "frames that can't be read end the pass";
+}
+
+TEST(KilledBacklog, LosesNothingAndAddsNothingTwice) {
+    const testing::TemporaryData data;
+    {
+        Machine machine;
+        const RowID segmentID = machine.segment("a.mp4", 0, killedFrames);
+        for (int i = 0; i < killedFrames; ++i) {
+            auto frame = machine.frame(segmentID, i);
+            frame.windowTitle = "Window " + std::to_string(i);
+            frame.lines = {"another " + std::to_string(i)};
+            machine.put(frame);
+        }
+    }
+    std::mt19937 random(std::random_device{}());
+    for (int round = 0; round < 5; ++round) {
+        std::array<int, 2> ends{};
+        ASSERT_EQ(pipe(ends.data()), 0);
+        const int readings = static_cast<int>(random() % 5) + 1;
+        const pid_t child = fork();
+        if (child == 0) readUntilKilled(ends[1], readings + 2);
+        close(ends[1]);
+        char mark = 0;
+        for (int i = 0; i < readings; ++i)
+            EXPECT_EQ(read(ends[0], &mark, 1), 1);
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 2'000)); // anywhere in the work on it
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        close(ends[0]);
+    }
+    Machine machine;
+    const auto left = machine.queued();
+    EXPECT_GT(left, 0) << "nobody was killed in the middle";
+    EXPECT_EQ(machine.runs(), killedFrames - left) << "a frame is read and counted, or neither";
+    for (int i = 0; i < killedFrames; ++i)
+        machine.texts[i] = linesOf(i);
+    machine.film("a.mp4", 0, killedFrames);
+    ASSERT_TRUE(machine.pass());
+    EXPECT_EQ(machine.queued(), 0);
+    EXPECT_EQ(machine.runs(), killedFrames);
+    for (int i = 0; i < killedFrames; ++i)
+        EXPECT_EQ(machine.text(i + 1), "another " + std::to_string(i) + "\nline " + std::to_string(i) + "\nof all");
 }
 
 TEST_F(Backlog, WithoutDataEverythingWaits) {
