@@ -205,12 +205,15 @@ bool reading(VideoCodec& codec, const std::vector<Image>& frames) {
 
     const auto input = codec.open(file);
     std::mt19937 random(17);
-    std::vector<double> full, next, program, opening, cached;
+    std::vector<double> full, next, colours, smaller, program, opening, cached;
     FrameImageLoader loader(codec);
     for (int i = 0; i < seeks; ++i) {
         const auto index = static_cast<std::int64_t>(random() % (segmentFrames - 1));
         full.push_back(bench::timed([&] { bench::keep(input->frame(index, 0)); }));
-        next.push_back(bench::timed([&] { bench::keep(input->frame(index + 1, 0)); }));
+        next.push_back(bench::timed([&] { bench::keep(input->frame(index + 1, 0)); }, bench::cpuSeconds));
+        // It is decoded now, so the rest is its way to the screen's colours, and smaller.
+        colours.push_back(bench::timed([&] { bench::keep(input->frame(index + 1, 0)); }, bench::cpuSeconds));
+        smaller.push_back(bench::timed([&] { bench::keep(input->frame(index + 1, 520)); }, bench::cpuSeconds));
         opening.push_back(bench::timed([&] { bench::keep(codec.open(file)); }));
         const std::string command = "ffmpeg -v error -ss " + std::to_string(index) + " -i " + bench::quoted(file) +
                                     " -frames:v 1 -pix_fmt bgra -f rawvideo -y /dev/null";
@@ -224,11 +227,11 @@ bool reading(VideoCodec& codec, const std::vector<Image>& frames) {
     }
     const auto milliseconds = [](const std::vector<double>& times) { return 1e3 * bench::percentile(times, 0.5); };
     std::printf("A segment of %d pictures, medians in milliseconds\n", static_cast<int>(segmentFrames));
-    std::printf(
-        "  any picture %.1f (95th percentile %.1f), the next one %.1f, a thumbnail in memory %.4f, opening %.2f; "
-        "ffmpeg -ss %.1f\n",
-        milliseconds(full), 1e3 * bench::percentile(full, 0.95), milliseconds(next), milliseconds(cached),
-        milliseconds(opening), milliseconds(program));
+    std::printf("  any picture %.1f (95th percentile %.1f), the next one %.1f of CPU time (of which colours %.1f; a "
+                "thumbnail's %.1f),\n"
+                "  a thumbnail in memory %.4f, opening %.2f; ffmpeg -ss %.1f\n",
+                milliseconds(full), 1e3 * bench::percentile(full, 0.95), milliseconds(next), milliseconds(colours),
+                milliseconds(smaller), milliseconds(cached), milliseconds(opening), milliseconds(program));
     return bar("any picture to ffmpeg -ss", milliseconds(full) / milliseconds(program), seekBar);
 }
 

@@ -10,15 +10,19 @@ namespace nomara {
 namespace {
 
 constexpr int side = 12;
-using Pixels = std::bitset<side * side>;
+using Pixels = std::bitset<std::size_t{side} * side>;
+
+std::size_t indexOf(int x, int y) {
+    return std::size_t(y) * side + std::size_t(x);
+}
 
 Pixels pixelsOf(const X11Region& region) {
     Pixels pixels;
     for (const X11Box& box : region.boxes())
         for (int y = box.top; y < box.bottom; ++y)
             for (int x = box.left; x < box.right; ++x) {
-                EXPECT_FALSE(pixels[std::size_t(y * side + x)]) << "boxes overlap at " << x << ", " << y;
-                pixels.set(std::size_t(y * side + x));
+                EXPECT_FALSE(pixels[indexOf(x, y)]) << "boxes overlap at " << x << ", " << y;
+                pixels.set(indexOf(x, y));
             }
     return pixels;
 }
@@ -53,7 +57,7 @@ TEST(X11Region, CountsLikeASetOfPixels) {
         whole.subtract(back);
         ASSERT_TRUE(coverTheSame(whole, a)) << "what isn't in the complement, round " << round;
         const int x = upTo(side - 1), y = upTo(side - 1);
-        ASSERT_EQ(a.contains(x, y), first[std::size_t(y * side + x)]) << round;
+        ASSERT_EQ(a.contains(x, y), first[indexOf(x, y)]) << round;
     }
 }
 

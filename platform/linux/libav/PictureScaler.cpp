@@ -7,16 +7,18 @@ namespace nomara::libav {
 namespace {
 
 // Accurate enough that a text's edges come back as they were; averaging areas where a picture shrinks to less than half
-// keeps thin strokes visible.
-int method(VideoSize from, VideoSize to) {
+// keeps thin strokes visible. On the way back to the screen in its own size only the colours, kept at half of it, are
+// enlarged: smoother curves for them take twice the time, for about 1 dB in colours and none in luma.
+int method(VideoSize from, VideoSize to, AVPixelFormat toFormat) {
     constexpr int exact = SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP;
+    if (toFormat == AV_PIX_FMT_BGRA && from == to) return exact | SWS_BILINEAR;
     return exact | (to.width * 2 < from.width ? SWS_AREA : SWS_BICUBIC);
 }
 
 // The library takes the tables that fit and frees the others.
 bool prepare(Scaler& scaler, VideoSize from, AVPixelFormat fromFormat, VideoSize to, AVPixelFormat toFormat) {
     scaler.reset(sws_getCachedContext(scaler.release(), from.width, from.height, fromFormat, to.width, to.height,
-                                      toFormat, method(from, to), nullptr, nullptr, nullptr));
+                                      toFormat, method(from, to, toFormat), nullptr, nullptr, nullptr));
     if (!scaler) return false;
     const int* const bt709 = sws_getCoefficients(SWS_CS_ITU709);
     constexpr int whole = 1 << 16; // contrast and saturation as they are
