@@ -115,6 +115,8 @@ Cost run(const ServerClock& server, const std::vector<std::string>& command) {
 
 // Taken into shared memory and handed on as it is: neither pointer, decoder, conversion nor encoder, and no statistics.
 std::vector<std::string> rival(int seconds) {
+    const char* const display = std::getenv("DISPLAY");
+    if (!display) std::exit(1);
     return {"ffmpeg",
             "-nostdin",
             "-hide_banner",
@@ -132,7 +134,7 @@ std::vector<std::string> rival(int seconds) {
             "-probesize",
             "32",
             "-i",
-            std::getenv("DISPLAY"),
+            display,
             "-t",
             std::to_string(seconds),
             "-c:v",
