@@ -86,7 +86,7 @@ std::string storeSettings(AppSettings& settings, const std::vector<std::string>&
 
 // A display server that stands still, or a disk, could keep an orderly end waiting for good: it has this long, and a
 // second signal cuts it short.
-constexpr unsigned longestEndSeconds = 10;
+constexpr unsigned longestEndSeconds = 20;
 
 void endInOrder() {
     static bool ending = false;

@@ -4,10 +4,10 @@
 
 #include "Quillshade/capture/DisplayCapturer.h"
 #include "Quillshade/windows/BrowserPrivacy.h"
+#include "bench/ServerClock.h"
 #include "core/privacy/AppCatalog.h"
 #include "platform/linux/atspi/AtspiAccessibility.h"
 #include "platform/linux/desktop/ApplicationIdentifier.h"
-#include "platform/linux/x11/X11Connection.h"
 #include "platform/linux/x11/X11DisplayStream.h"
 #include "platform/linux/x11/X11WindowServer.h"
 #include "tests/desktop/backends/DesktopProgram.h"
@@ -17,13 +17,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -74,27 +72,7 @@ struct Cost {
     int images = 0;             ///< ours tells by its exit code
 };
 
-/// The process at the other end of the connection to the display; its first thread does the drawing and the copying.
-class ServerClock {
-public:
-    ServerClock() {
-        const X11Connection connection(nullptr);
-        ucred owner{};
-        socklen_t size = sizeof owner;
-        getsockopt(xcb_get_file_descriptor(connection.get()), SOL_SOCKET, SO_PEERCRED, &owner, &size);
-        m_file = "/proc/" + std::to_string(owner.pid) + "/schedstat";
-    }
-    double cpuSeconds() const {
-        double nanoseconds = 0;
-        std::ifstream(m_file) >> nanoseconds;
-        return nanoseconds / 1e9;
-    }
-
-private:
-    std::string m_file;
-};
-
-Cost run(const ServerClock& server, const std::vector<std::string>& command) {
+Cost run(const bench::ServerClock& server, const std::vector<std::string>& command) {
     std::vector<char*> words;
     words.reserve(command.size() + 1);
     for (const std::string& word : command)
@@ -149,7 +127,7 @@ struct Result {
 };
 
 // One after the other, so that what the server does can be told apart; what it does without either is taken off.
-Result compare(const ServerClock& server, const std::string& self, int seconds) {
+Result compare(const bench::ServerClock& server, const std::string& self, int seconds) {
     const Cost idle = run(server, {"sleep", std::to_string(seconds)});
     Result result{run(server, {self, streamArgument, std::to_string(seconds)}), run(server, rival(seconds))};
     for (Cost* const cost : {&result.ours, &result.theirs})
@@ -199,7 +177,7 @@ int main(int argc, char** argv) {
     // Carets stop blinking after a while, and programs have settled by then.
     std::this_thread::sleep_for(std::chrono::seconds(15));
 
-    const ServerClock clock;
+    const bench::ServerClock clock;
     const Result still = compare(clock, self, seconds);
     const DesktopProgram ticker({"xterm", "-T", "A clock", "-geometry", "20x2+50+450", "-e", "sh", "-c",
                                  "while :; do printf '\\r%s' \"$(date +%T)\"; sleep 1; done"});

@@ -85,6 +85,7 @@ std::string lastSavedText(const Context& context, const Json& saved) {
 
 std::string lookSentence(const std::string& result) {
     if (result == "stored") return "stored";
+    if (result == "storedText") return "stored without a picture";
     if (result == "unchanged") return "stored nothing, nothing was new";
     if (result == "noImage") return "stored nothing, there was no picture yet";
     if (result == "staleImage") return "stored nothing, the picture may still have shown what was held back before";
@@ -113,6 +114,7 @@ void printPictures(const Context& context, const Listing& list, const Json& repo
     if (displays != report.end() && displays->is_array())
         for (const Json& display : *displays)
             if (display.is_object()) list.add("Display", displayText(context, display));
+    list.add("Trouble", text(report, "streamTrouble"));
     const auto segments = report.find("openSegments");
     if (segments != report.end() && segments->is_array())
         for (const Json& segment : *segments)

@@ -59,6 +59,8 @@ const char* name(LookResult result) {
         return "none";
     case LookResult::stored:
         return "stored";
+    case LookResult::storedText:
+        return "storedText";
     case LookResult::unchanged:
         return "unchanged";
     case LookResult::noImage:
@@ -152,6 +154,8 @@ QString ControlService::report() const {
         {"databaseDamaged", m_model.databaseDamaged()},
         {"frontApplication", json()},
         {"displays", displays(m_model.captureReport())},
+        {"streamTrouble",
+         m_model.captureReport().streamTrouble.empty() ? json() : json(m_model.captureReport().streamTrouble)},
         {"openSegments", m_model.captureReport().openSegments},
         {"lastPicture", json()},
         {"reading", reading(m_model)},

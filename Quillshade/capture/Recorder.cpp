@@ -90,8 +90,8 @@ void Recorder::shutdown() {
         m_timer.reset();
         m_running = false;
         m_streams.stopAll();
+        flushStats(true); // first, as a process that takes too long to end is ended
         m_services.segments.closeAllAndWait();
-        flushStats(true);
     });
 }
 
@@ -112,6 +112,7 @@ CaptureReport Recorder::report() {
     CaptureReport report;
     report.accessibilityTrusted = m_services.accessibility.isTrusted();
     report.accessibilityReason = m_services.accessibility.unavailableReason();
+    report.streamTrouble = m_streams.trouble();
     report.openSegments = m_services.segments.openPaths();
     report.lastPicture = m_lastPicture;
     for (const Display& display : m_services.windowServer.displays()) {

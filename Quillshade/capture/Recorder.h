@@ -174,6 +174,7 @@ private:
     std::optional<RecorderStatus> m_lastStatus;
     std::optional<CaptureReport::Picture> m_lastPicture;
     std::optional<double> m_imagelessSince; // of the active display
+    double m_askedForImageAt = -1;          // of the same, whose stream had fallen silent
     // Its work has ended before anything that it uses goes, but for the streams, which need it to end.
     SerialQueue m_queue{"com.brindlewick.nomara.recorder", QueueQuality::utility};
     StreamReconciler m_streams;

@@ -56,7 +56,8 @@ void Recorder::imageTick(const Look& look) {
     for (const auto& [id, capturer] : m_streams.capturers()) {
         const bool isActive = id == m_activeDisplay;
         const auto display = std::ranges::find(look.displays, id, &Display::id);
-        if (display == look.displays.end()) continue; // unplugged; its stream is about to end
+        // Unplugged, or left a moment ago: its stream is about to end.
+        if (display == look.displays.end() || (!isActive && !m_config.allDisplays)) continue;
         DisplayState& state = m_states[id];
         // On a display without the front window nothing but the windows in the image is asked about.
         if (!isActive) state.isPageHeldBack = false;
@@ -81,7 +82,14 @@ bool Recorder::isWithoutImages(const Look& look) {
     if (latest) {
         m_imagelessSince.reset();
         const double age = look.now - *latest;
-        return !active->second->marks().changed && age >= imagelessSeconds && look.inputIdle < age - deafSeconds;
+        if (active->second->marks().changed || age < imagelessSeconds || look.inputIdle >= age - deafSeconds)
+            return false;
+        // Somebody has done something, and nothing has changed: a stream that works answers when it is asked.
+        if (m_askedForImageAt <= *latest) {
+            active->second->renew(0);
+            m_askedForImageAt = look.now;
+        }
+        return look.now - m_askedForImageAt >= deafSeconds;
     }
     if (!m_imagelessSince) m_imagelessSince = look.now;
     return look.now - *m_imagelessSince >= imagelessSeconds;
@@ -109,7 +117,9 @@ void Recorder::captureFrame(const Look& look, const Display& display, DisplayCap
         if (page.stop != SkipReason::Kind::none) return holdBack(look, display.id, capturer, page.stop);
         if (std::exchange(state.isPageHeldBack, false)) state.privacyClearAt = look.now;
     }
-    if (isStale(state, latest.latestAt)) {
+    // The window before this one isn't to be kept under this one's title.
+    const bool showsFormerWindow = state.contextChangedAt && latest.latestAt < *state.contextChangedAt;
+    if (showsFormerWindow || isStale(state, latest.latestAt)) {
         capturer.renew(latest.dirtyFraction);
         return noteLook(look, display.id, LookResult::staleImage);
     }
@@ -156,7 +166,11 @@ void Recorder::captureFrame(const Look& look, const Display& display, DisplayCap
     frame.perceptualHash = hash;
     frame.width = static_cast<std::int64_t>(latest.width);
     frame.height = static_cast<std::int64_t>(latest.height);
-    noteLook(look, display.id, saveFrame(frame) ? LookResult::stored : LookResult::failed);
+    const bool hasPicture = frame.imageState == ImageState::segment;
+    noteLook(look, display.id,
+             !saveFrame(frame) ? LookResult::failed
+             : hasPicture      ? LookResult::stored
+                               : LookResult::storedText);
     state = {look.now, hash, key, {}, {}, {}, {}, false};
 }
 

@@ -59,7 +59,7 @@ void Recorder::textOnlyTick(const Look& look) {
     frame.width = static_cast<std::int64_t>(look.display.bounds.width);
     frame.height = static_cast<std::int64_t>(look.display.bounds.height);
     frame.textSource = text.empty() ? TextSource() : TextSource::accessibility();
-    noteLook(look, look.display.id, saveFrame(frame) ? LookResult::stored : LookResult::failed);
+    noteLook(look, look.display.id, saveFrame(frame) ? LookResult::storedText : LookResult::failed);
     state.capturedContext = look.contextKey;
 }
 

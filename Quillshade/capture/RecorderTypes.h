@@ -53,6 +53,7 @@ struct DisplayState {
 enum class LookResult {
     none, ///< there hasn't been one
     stored,
+    storedText,    ///< without a picture
     unchanged,     ///< nothing new on it
     noImage,       ///< the display has handed over no image yet
     staleImage,    ///< the image may still show what was held back before
@@ -78,6 +79,7 @@ struct CaptureReport {
         Date at;
     };
     std::vector<DisplayReport> displays;
+    std::string streamTrouble;          ///< why the last stream could not start or ended, until one works
     std::set<std::string> openSegments; ///< relative to the frames folder
     std::optional<Picture> lastPicture; ///< since the start
     bool accessibilityTrusted = false;

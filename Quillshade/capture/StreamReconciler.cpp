@@ -68,6 +68,7 @@ void StreamReconciler::reconcile(bool filterUpdate, bool restart) {
 }
 
 void StreamReconciler::stopAll() {
+    m_trouble.clear();
     if (m_capturers.empty()) return;
     m_tasks.async([capturers = std::exchange(m_capturers, {})] {
         for (const auto& [display, capturer] : capturers)
@@ -125,7 +126,10 @@ std::optional<DisplayStreamError> StreamReconciler::start(DisplayCapturer& captu
 
 void StreamReconciler::taskEnded(Outcome outcome) {
     m_isBusy = false;
-    if (!outcome.error && !outcome.started.empty()) m_retryDelay = firstRetrySeconds;
+    if (!outcome.error && !outcome.started.empty()) {
+        m_retryDelay = firstRetrySeconds;
+        m_trouble.clear();
+    }
     if (!m_events.wishes().displays.empty()) {
         for (const auto& capturer : outcome.started)
             keep(capturer);
@@ -135,7 +139,12 @@ void StreamReconciler::taskEnded(Outcome outcome) {
                 capturer->stop();
         });
     }
-    if (outcome.error) handle(*outcome.error);
+    if (outcome.error) {
+        // It is tried again and again, and told once for as long as the reason stays the same.
+        if (m_trouble != outcome.error->message)
+            Log::error(LogCategory::capture, "Stream couldn't start: " + outcome.error->message);
+        handle(*outcome.error);
+    }
     if (!m_pendingReconcile) return;
     m_pendingReconcile = false;
     reconcile(std::exchange(m_pendingFilterUpdate, false), std::exchange(m_pendingRestart, false));
@@ -164,6 +173,7 @@ void StreamReconciler::streamStopped(const std::shared_ptr<DisplayCapturer>& cap
 }
 
 void StreamReconciler::handle(const DisplayStreamError& error) {
+    m_trouble = error.message;
     using Kind = DisplayStreamError::Kind;
     if (error.kind == Kind::userEnded) return m_events.userEnded();
     if (error.kind == Kind::notPermitted || !m_services.streams.isPermitted()) {

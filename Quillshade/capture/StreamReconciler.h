@@ -59,6 +59,8 @@ public:
     void updateInterval(double seconds);
 
     const Capturers& capturers() const { return m_capturers; }
+    /// Why the last stream could not start, or ended, as a sentence; empty once one works.
+    const std::string& trouble() const { return m_trouble; }
 
 private:
     struct Outcome {
@@ -86,6 +88,7 @@ private:
     bool m_isBusy = false;
     bool m_pendingReconcile = false, m_pendingFilterUpdate = false, m_pendingRestart = false;
     double m_retryDelay = 0;
+    std::string m_trouble;
     std::unique_ptr<SerialQueue::Timer> m_retryTimer;
     std::unique_ptr<SerialQueue::Timer> m_permissionTimer;
     std::atomic<bool> m_isEnding = false;

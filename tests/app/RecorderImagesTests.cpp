@@ -124,7 +124,12 @@ TEST(RecorderImages, ANewWindowSettlesFirst) {
     h.show(editor, "Other", words(300));
     h.tick(0.5);
     EXPECT_EQ(h.storedFrames().size(), 1U) << "it went and came again";
+    h.streams.takeLog();
     h.tick(0.6);
+    EXPECT_EQ(h.storedFrames().size(), 1U) << "the image is of the window before";
+    EXPECT_EQ(h.streams.takeLog(), std::vector<std::string>{"renew 1"});
+    h.deliver(picture(2), 0);
+    h.tick(1);
     ASSERT_EQ(h.storedFrames().size(), 2U);
     EXPECT_EQ(h.storedFrames()[1].windowTitle, "Other");
 }
@@ -351,8 +356,17 @@ TEST(RecorderImages, TextGoesOnWhereThereAreNoImages) {
         silent.tick(1);
     EXPECT_EQ(silent.storedFrames().size(), 1U);
     silent.input.setSecondsSinceLastInput(2);
+    silent.streams.takeLog();
     silent.tick(1);
+    EXPECT_EQ(silent.streams.takeLog(), std::vector<std::string>{"renew 1"});
+    silent.deliver(picture(1), 0);
+    for (int i = 0; i < 8; ++i)
+        silent.tick(1);
+    EXPECT_EQ(silent.storedFrames().size(), 1U) << "a stream that answers isn't silent";
+    for (int i = 0; i < 8; ++i)
+        silent.tick(1);
     ASSERT_EQ(silent.storedFrames().size(), 2U);
+    EXPECT_EQ(silent.lastLook(), LookResult::storedText);
     EXPECT_EQ(silent.storedTexts().back(), "more");
     EXPECT_EQ(silent.storedFrames().back().imageState, ImageState::none);
 }
