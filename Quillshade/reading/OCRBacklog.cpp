@@ -84,7 +84,7 @@ private:
 
     Image picture(const FrameRecord& frame) {
         if (frame.imageState != ImageState::segment || !frame.segmentPath || !frame.segmentIndex) return nullptr;
-        return m_services.images.image(frame, FrameImageLoader::Size::full).result();
+        return m_services.images.passingImage(frame, FrameImageLoader::Size::full).result();
     }
 
     /// A frame without a picture won't get one, unless its segment was rewritten while it was looked for. Looking and

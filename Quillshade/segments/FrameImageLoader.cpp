@@ -53,11 +53,15 @@ FrameImageLoader::FrameImageLoader(VideoCodec& codec, std::int64_t cacheBytes)
 FrameImageLoader::~FrameImageLoader() = default;
 
 QFuture<Image> FrameImageLoader::image(const FrameSummary& frame, Size size) {
-    return image(frame.id, frame.segmentPath, frame.segmentIndex, size);
+    return image(frame.id, frame.segmentPath, frame.segmentIndex, size, true);
 }
 
 QFuture<Image> FrameImageLoader::image(const FrameRecord& frame, Size size) {
-    return image(frame.id, frame.segmentPath, frame.segmentIndex, size);
+    return image(frame.id, frame.segmentPath, frame.segmentIndex, size, true);
+}
+
+QFuture<Image> FrameImageLoader::passingImage(const FrameRecord& frame, Size size) {
+    return image(frame.id, frame.segmentPath, frame.segmentIndex, size, false);
 }
 
 void FrameImageLoader::invalidate(const std::vector<std::string>& paths) {
@@ -80,7 +84,7 @@ void FrameImageLoader::invalidateAll() {
 }
 
 QFuture<Image> FrameImageLoader::image(RowID frameID, const std::optional<std::string>& path,
-                                       std::optional<std::int64_t> index, Size size) {
+                                       std::optional<std::int64_t> index, Size size, bool isKept) {
     const auto promise = std::make_shared<QPromise<Image>>();
     promise->start();
     auto future = promise->future();
@@ -89,7 +93,7 @@ QFuture<Image> FrameImageLoader::image(RowID frameID, const std::optional<std::s
     } else if (const Image known = m_cache.find(cacheKey(frameID, *path, size))) {
         answer(*promise, known);
     } else {
-        m_queue.async([this, promise, request = Request{frameID, *path, *index, size}] {
+        m_queue.async([this, promise, request = Request{frameID, *path, *index, size, isKept}] {
             if (promise->isCanceled())
                 promise->finish();
             else
@@ -113,7 +117,7 @@ Image FrameImageLoader::load(const Request& request) {
     } catch (const VideoError&) {
         return nullptr; // the screens show their placeholder
     }
-    if (image) m_cache.insert(key, request.path, image);
+    if (image && request.isKept) m_cache.insert(key, request.path, image);
     return image;
 }
 

@@ -39,6 +39,8 @@ public:
     /// future that is cancelled before its turn costs nothing.
     QFuture<Image> image(const FrameSummary& frame, Size size);
     QFuture<Image> image(const FrameRecord& frame, Size size);
+    /// The same for whoever goes through many frames once: the picture isn't kept in memory.
+    QFuture<Image> passingImage(const FrameRecord& frame, Size size);
 
     /// Forgets what belongs to these segments, before any picture that is asked for afterwards: an index may mean
     /// another picture now.
@@ -51,12 +53,13 @@ private:
         std::string path;
         std::int64_t index = 0;
         Size size = Size::full;
+        bool isKept = true;
     };
     using Generator = std::shared_ptr<VideoInput>;
     using Order = std::list<std::pair<std::string, Generator>>; // generators and their keys, the last used first
 
     QFuture<Image> image(RowID frameID, const std::optional<std::string>& path, std::optional<std::int64_t> index,
-                         Size size);
+                         Size size, bool isKept);
     Image load(const Request& request);
     Image loadThumbnail(const Request& request, VideoInput& input);
     Generator generator(const Request& request);

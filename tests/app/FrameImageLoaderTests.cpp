@@ -67,6 +67,14 @@ TEST_F(FrameImageLoaderTest, GivesEachFrameAtEachSizeAndKeepsIt) {
         EXPECT_EQ(width(frame(1, "a.mp4", 30), row.size), 130);
         EXPECT_EQ(decoded(), Decoded{}) << "a picture in memory was read again";
     }
+    // Whoever only passes by fills no memory.
+    FrameRecord passed;
+    passed.id = 3;
+    passed.segmentPath = "a.mp4";
+    passed.segmentIndex = 31;
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(loader.passingImage(passed, Size::full).result()->width, 131);
+    EXPECT_EQ(decoded(), (Decoded{{31, 0}, {31, 0}}));
     EXPECT_EQ(width(frame(2, "a.mp4", 39), Size::full), 139);
     EXPECT_EQ(opens(), 1U) << "one decoder is enough for a segment";
 }

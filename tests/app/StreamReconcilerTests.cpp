@@ -83,15 +83,15 @@ TEST_F(Reconciler, FollowsTheWantedDisplays) {
     EXPECT_EQ(streams.configuration(1)->intervalSeconds, 1.5);
     streams.takeLog();
     reconcile();
-    wishes.displays = {2, 1};
+    queue.sync([&] { wishes.displays = {2, 1}; });
     reconcile();
     ASSERT_TRUE(runs({1, 2}));
     EXPECT_EQ(streams.takeLog(), (Log{"start 2"})) << "what runs goes on";
-    wishes.displays = {2};
+    queue.sync([&] { wishes.displays = {2}; });
     reconcile();
     ASSERT_TRUE(runs({2}));
     EXPECT_EQ(gone, Displays{1});
-    wishes.filter.excludedApplications = {"org.example.Other"};
+    queue.sync([&] { wishes.filter.excludedApplications = {"org.example.Other"}; });
     reconcile(true, false);
     EXPECT_TRUE(eventually([&] { return streams.configuration(2)->filter == wishes.filter; }));
     queue.sync([&] { reconciler.updateInterval(4); });
@@ -100,7 +100,7 @@ TEST_F(Reconciler, FollowsTheWantedDisplays) {
         << "nothing is started anew for either";
     reconcile(false, true);
     ASSERT_TRUE(logs(Log{"stop 2", "start 2"}));
-    wishes.displays.clear();
+    queue.sync([&] { wishes.displays.clear(); });
     reconcile();
     ASSERT_TRUE(runs({}));
     EXPECT_TRUE(timers.empty());
@@ -111,7 +111,7 @@ TEST_F(Reconciler, DoesOneThingAtATime) {
     reconcile();
     ASSERT_TRUE(logs(Log{"start 1"}));
     // Three more wishes while the user is asked: one pass follows, with all that they wanted.
-    wishes.displays = {1, 2};
+    queue.sync([&] { wishes.displays = {1, 2}; });
     reconcile();
     reconcile(true, false);
     reconcile(false, false);
@@ -126,7 +126,7 @@ TEST_F(Reconciler, StopsWhatIsNotWantedAnyMoreWhenItHasStarted) {
     streams.setStartsWait(true);
     reconcile();
     ASSERT_TRUE(logs(Log{"start 1"}));
-    wishes.displays.clear();
+    queue.sync([&] { wishes.displays.clear(); });
     reconcile();
     streams.finishStart(1);
     EXPECT_TRUE(logs(Log{"stop 1"}));
@@ -180,7 +180,7 @@ TEST_F(Reconciler, TellsWhatTheUserDecided) {
 }
 
 TEST_F(Reconciler, LeavesOutADisplayThatHasGone) {
-    wishes.displays = {1, 2};
+    queue.sync([&] { wishes.displays = {1, 2}; });
     streams.failNextStarts({{Kind::displayGone, "Gone."}});
     reconcile();
     EXPECT_TRUE(runs({2}));
