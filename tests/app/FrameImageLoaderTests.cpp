@@ -73,7 +73,7 @@ TEST_F(FrameImageLoaderTest, GivesEachFrameAtEachSizeAndKeepsIt) {
     passed.segmentPath = "a.mp4";
     passed.segmentIndex = 31;
     for (int i = 0; i < 2; ++i)
-        EXPECT_EQ(loader.passingImage(passed, Size::full).result()->width, 131);
+        EXPECT_EQ(loader->passingImage(passed, Size::full).result()->width, 131);
     EXPECT_EQ(decoded(), (Decoded{{31, 0}, {31, 0}}));
     EXPECT_EQ(width(frame(2, "a.mp4", 39), Size::full), 139);
     EXPECT_EQ(opens(), 1U) << "one decoder is enough for a segment";
