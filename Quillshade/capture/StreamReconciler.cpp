@@ -64,7 +64,7 @@ void StreamReconciler::reconcile(bool filterUpdate, bool restart) {
         m_capturers.erase(capturer->displayID());
         m_events.streamGone(capturer->displayID());
     }
-    runTask(std::move(toStop), std::move(toStart), std::move(staying), wishes, filterUpdate);
+    runTask(toStop, toStart, staying, wishes, filterUpdate);
 }
 
 void StreamReconciler::stopAll() {
@@ -83,8 +83,9 @@ void StreamReconciler::updateInterval(double seconds) {
     });
 }
 
-void StreamReconciler::runTask(std::vector<std::shared_ptr<DisplayCapturer>> toStop, std::vector<DisplayID> toStart,
-                               std::vector<std::shared_ptr<DisplayCapturer>> staying, const Wishes& wishes,
+void StreamReconciler::runTask(const std::vector<std::shared_ptr<DisplayCapturer>>& toStop,
+                               const std::vector<DisplayID>& toStart,
+                               const std::vector<std::shared_ptr<DisplayCapturer>>& staying, const Wishes& wishes,
                                bool filterUpdate) {
     m_tasks.async([=, this] {
         for (const auto& capturer : toStop) {

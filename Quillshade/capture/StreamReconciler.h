@@ -68,8 +68,8 @@ private:
         std::optional<DisplayStreamError> error;
     };
 
-    void runTask(std::vector<std::shared_ptr<DisplayCapturer>> toStop, std::vector<DisplayID> toStart,
-                 std::vector<std::shared_ptr<DisplayCapturer>> staying, const Wishes& wishes, bool filterUpdate);
+    void runTask(const std::vector<std::shared_ptr<DisplayCapturer>>& toStop, const std::vector<DisplayID>& toStart,
+                 const std::vector<std::shared_ptr<DisplayCapturer>>& staying, const Wishes& wishes, bool filterUpdate);
     std::optional<DisplayStreamError> start(DisplayCapturer& capturer, const Wishes& wishes);
     void taskEnded(Outcome outcome);
     void keep(const std::shared_ptr<DisplayCapturer>& capturer);

@@ -414,8 +414,8 @@ TEST(RecorderImages, APrivateWindowBesideIsPaintedOverOnceItStoodStill) {
     for (int y = 0; y < stored->height; ++y)
         for (int x = 0; x < stored->width; ++x) {
             const bool hidden = x >= 95;
-            const std::uint8_t blue = stored->row(y)[4 * x];
-            ASSERT_EQ(blue, hidden ? 0x4A : original->row(y)[4 * x]) << x << " " << y;
+            const std::uint8_t blue = stored->row(y)[std::ptrdiff_t{4} * x];
+            ASSERT_EQ(blue, hidden ? 0x4A : original->row(y)[std::ptrdiff_t{4} * x]) << x << " " << y;
         }
 
     // It is dragged: no image until it stands still again, and then none is lost.
