@@ -6,7 +6,7 @@
 #include "Quillshade/windows/BrowserPrivacy.h"
 #include "bench/ServerClock.h"
 #include "core/privacy/AppCatalog.h"
-#include "platform/linux/atspi/AtspiAccessibility.h"
+#include "platform/fake/FakeAccessibility.h"
 #include "platform/linux/desktop/ApplicationIdentifier.h"
 #include "platform/linux/x11/X11DisplayStream.h"
 #include "platform/linux/x11/X11WindowServer.h"
@@ -58,7 +58,7 @@ public:
 
 private:
     const SystemClock m_clock;
-    AtspiAccessibility m_accessibility;
+    FakeAccessibility m_accessibility; // listing windows asks it nothing
     X11WindowServer m_server;
     ApplicationIdentifier m_identifier;
     WindowInspector m_inspector{m_accessibility, m_server};
