@@ -68,6 +68,14 @@ std::int64_t sizeOf(const fs::path& file) {
     return error ? 0 : static_cast<std::int64_t>(bytes);
 }
 
+// A new file has another name each time; its folder tells as much, and that the failure is the same.
+std::string namingTheFolder(std::string message, const fs::path& file) {
+    const std::string path = file.string();
+    if (const auto at = message.find(path); at != std::string::npos)
+        message.replace(at, path.size(), file.parent_path().string());
+    return message;
+}
+
 // A file that was cut short may announce more than can be read: from the end back to the first picture that is there.
 // Throws VideoError where that can't be found out now.
 std::int64_t readableFrames(VideoCodec& codec, const fs::path& file) {
@@ -110,14 +118,13 @@ std::optional<SegmentManager::Place> SegmentManager::append(const Image& image, 
         }
         try {
             entry = m_open.emplace(displayID, openSegment(displayID, size, quality, date)).first;
-            m_openFailure.clear();
         } catch (const std::exception& error) {
-            // It is tried again at every frame, and told once for as long as the reason stays the same.
-            if (std::exchange(m_openFailure, error.what()) != error.what())
-                Log::error(LogCategory::storage, std::string("Could not open segment: ") + error.what());
+            m_failures.tell(displayID, std::string("Could not open segment: ") + error.what());
             return std::nullopt;
         }
     }
+    if (entry->second->writer->isWriting() && entry->second->writer->storedFrames() > 0)
+        m_failures.recovered(displayID);
     const auto index = entry->second->writer->append(image, date, encoderSpins);
     if (!index) return std::nullopt;
     return Place{entry->second->id, *index};
@@ -152,17 +159,19 @@ void SegmentManager::close(DisplayID displayID) {
 }
 
 void SegmentManager::closeAll() {
+    m_failures.clear();
     while (!m_open.empty())
         close(m_open.begin()->first);
 }
 
 void SegmentManager::closeAllAndWait() {
+    m_failures.clear();
     const std::chrono::duration<double> limit(m_finishLimitSeconds);
     for (auto& [displayID, entry] : std::exchange(m_open, {})) {
-        const auto finish =
-            std::make_shared<std::packaged_task<std::int64_t()>>([writer = entry] { return writer->writer->finish(); });
-        auto bytes = finish->get_future();
-        m_finishing.async([finish] { (*finish)(); });
+        const auto work =
+            std::make_shared<std::packaged_task<std::int64_t()>>([this, entry] { return finish(*entry); });
+        auto bytes = work->get_future();
+        m_finishing.async([work] { (*work)(); });
         const bool finished = bytes.wait_for(limit) == std::future_status::ready;
         // What is deleted next must not come back by a late hand.
         if (!finished) entry->writer->abandon();
@@ -222,12 +231,17 @@ SegmentManager::Entry SegmentManager::openSegment(DisplayID displayID, VideoSize
     const std::string day = Calendar::dayKey(date);
     const auto milliseconds = static_cast<std::int64_t>(date.seconds * 1000);
     auto entry = std::make_shared<Open>();
+    entry->displayID = displayID;
     entry->path = "segments/" + day + "/" + std::to_string(displayID) + "-" + std::to_string(milliseconds) + ".mp4";
     entry->quality = quality;
     const fs::path file = NomaraPaths::framesFile(entry->path);
     makeDayFolder(file.parent_path());
     const auto [maxWidth, encoderQuality] = encoding(quality);
-    entry->writer = std::make_unique<SegmentWriter>(m_codec, file, size, maxWidth, encoderQuality, date);
+    try {
+        entry->writer = std::make_unique<SegmentWriter>(m_codec, file, size, maxWidth, encoderQuality, date);
+    } catch (const VideoError& error) {
+        throw VideoError(namingTheFolder(error.what(), file));
+    }
     try {
         const VideoSize video = entry->writer->outputSize();
         entry->id = m_hub.write([&](MemoryStore& store) {
@@ -240,8 +254,15 @@ SegmentManager::Entry SegmentManager::openSegment(DisplayID displayID, VideoSize
     return entry;
 }
 
+std::int64_t SegmentManager::finish(const Open& entry) {
+    const std::int64_t bytes = entry.writer->finish();
+    if (const auto failure = entry.writer->finishFailure())
+        m_failures.tell(entry.displayID, "Segment finish failed: " + *failure);
+    return bytes;
+}
+
 void SegmentManager::finishInBackground(Entry entry) {
-    m_finishing.async([this, entry = std::move(entry)] { recordClose(*entry, entry->writer->finish()); });
+    m_finishing.async([this, entry = std::move(entry)] { recordClose(*entry, finish(*entry)); });
 }
 
 // Pictures were given their places before they were in the file; those that never got there are told to the store here.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Quillshade/segments/FailureLog.h"
 #include "Quillshade/segments/SegmentWriter.h"
 #include "Quillshade/settings/RecorderConfig.h"
 #include "Quillshade/store/StoreHub.h"
@@ -55,6 +56,7 @@ public:
 private:
     struct Open {
         RowID id = 0;
+        DisplayID displayID = 0;
         std::string path; ///< relative to the frames folder
         std::unique_ptr<SegmentWriter> writer;
         ImageQuality quality = ImageQuality::balanced;
@@ -65,6 +67,7 @@ private:
     bool isDiskLow(Date date);
     bool waitUntilStored(DisplayID displayID);
     Entry openSegment(DisplayID displayID, VideoSize size, ImageQuality quality, Date date);
+    std::int64_t finish(const Open& entry);
     void finishInBackground(Entry entry);
     void recordClose(const Open& entry, std::int64_t bytes);
     void recover(const SegmentRecord& segment);
@@ -77,8 +80,8 @@ private:
     std::map<DisplayID, std::weak_ptr<Open>> m_closing; ///< the one before the open one
     std::optional<Date> m_diskCheckedAt;
     bool m_diskLow = false;
-    std::string m_openFailure; // the last one told; empty since one could be opened
-    SerialQueue m_finishing;   // last, so that it has run all its work before anything that it uses goes
+    FailureLog m_failures;
+    SerialQueue m_finishing; // last, so that it has run all its work before anything that it uses goes
 };
 
 } // namespace nomara

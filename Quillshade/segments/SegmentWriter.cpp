@@ -50,11 +50,14 @@ std::int64_t SegmentWriter::finish() {
         return 0;
     }
     if (isWriting()) m_output->finish();
-    if (m_output->status() != VideoOutput::Status::completed)
-        Log::error(LogCategory::storage, "Segment finish failed: " + m_output->errorText());
     std::error_code error;
     const auto bytes = fs::file_size(m_url, error);
     return error ? 0 : static_cast<std::int64_t>(bytes);
+}
+
+std::optional<std::string> SegmentWriter::finishFailure() const {
+    if (m_frameCount == 0 || m_output->status() == VideoOutput::Status::completed) return std::nullopt;
+    return m_output->errorText();
 }
 
 void SegmentWriter::removeFile() const {

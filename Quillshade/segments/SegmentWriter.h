@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <string>
 
 namespace nomara {
 
@@ -27,6 +28,8 @@ public:
     std::optional<std::int64_t> append(const Image& image, Date date, int spins);
     /// Completes the file and gives its size in bytes. A file without pictures is removed and gives 0.
     std::int64_t finish();
+    /// After `finish`: why the file isn't complete; absent where it is. What is stored can be read all the same.
+    std::optional<std::string> finishFailure() const;
     /// Nothing is written any more, not even by a `finish` under way. Callable from any thread.
     void abandon() { m_output->cancel(); }
 

@@ -6,6 +6,7 @@
 #include "tests/support/PostedWork.h"
 #include "tests/support/TemporaryData.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -292,6 +293,29 @@ TEST_F(SegmentManagerTest, ANewSegmentTakesOverFromAFailedOne) {
     manager->closeAllAndWait();
     EXPECT_EQ(pictures(1), 1U);
     EXPECT_EQ(pictures(2), 2U);
+}
+
+// On a full disk each picture begins a file in vain.
+TEST_F(SegmentManagerTest, AFailureThatComesWithEveryPictureIsToldOnce) {
+    const auto wholeLog = [&](double first, int count) {
+        return logged([&] {
+            for (int i = 0; i < count; ++i)
+                for (const DisplayID display : {1U, 2U})
+                    manager->append(image, display, start + first + i, ImageQuality::balanced);
+            // Each display's last segment is still open; the others end in the background.
+            while (hub.read([](MemoryStore& store) { return store.openSegments().size(); }) > 2)
+                std::this_thread::yield();
+        });
+    };
+    codec.failFrom(0);
+    const std::string log = wholeLog(0, 10);
+    EXPECT_EQ(std::ranges::count(log, '\n'), 1) << log;
+    EXPECT_NE(log.find("Segment finish failed: The disk is full."), std::string::npos) << log;
+    // Both displays' pictures come back; when they fail again, that is news.
+    codec.failFrom(INT64_MAX);
+    EXPECT_EQ(wholeLog(20, 3), "");
+    codec.failFrom(0);
+    EXPECT_EQ(std::ranges::count(wholeLog(40, 10), '\n'), 1);
 }
 
 // A segment's close that comes late finds another segment under its number.
