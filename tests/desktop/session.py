@@ -67,8 +67,12 @@ def type_text(text):
 class Application:
     """A program with a window, in a configuration folder of its own; ended with the test."""
 
-    def __init__(self, test, *command, title, seconds=30):
+    def __init__(self, test, *command, title, seconds=30, css=""):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="quillshade-app-"))
+        if css:  # of GTK's own kind
+            style = self.folder / "config/gtk-3.0/gtk.css"
+            style.parent.mkdir(parents=True)
+            style.write_text(css)
         self.environment = dict(
             os.environ, XDG_CONFIG_HOME=str(self.folder / "config"), XDG_DATA_HOME=str(self.folder / "data"))
         self.process = subprocess.Popen(
