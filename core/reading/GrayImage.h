@@ -1,0 +1,45 @@
+#pragma once
+
+#include "core/imaging/Image.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace nomara {
+
+/// Pixels of an image with left <= x < right and top <= y < bottom; row 0 is the top.
+struct PixelBox {
+    int left = 0;
+    int top = 0;
+    int right = 0;
+    int bottom = 0;
+
+    int width() const { return right - left; }
+    int height() const { return bottom - top; }
+    bool isEmpty() const { return right <= left || bottom <= top; }
+    friend bool operator==(const PixelBox&, const PixelBox&) = default;
+};
+
+/// Brightness, a byte for each pixel, rows without gaps.
+struct GrayImage {
+    int width = 0;
+    int height = 0;
+    std::vector<std::uint8_t> bytes;
+
+    GrayImage() = default;
+    GrayImage(int pixelWidth, int pixelHeight, std::uint8_t value = 0)
+        : width(pixelWidth), height(pixelHeight),
+          bytes(static_cast<std::size_t>(pixelWidth) * static_cast<std::size_t>(pixelHeight), value) {}
+
+    const std::uint8_t* row(int y) const { return bytes.data() + offset(y); }
+    std::uint8_t* row(int y) { return bytes.data() + offset(y); }
+
+private:
+    std::size_t offset(int y) const { return static_cast<std::size_t>(y) * static_cast<std::size_t>(width); }
+};
+
+/// The brightness of that part of an image, which must lie within it.
+GrayImage grayImage(const PixelBuffer& image, const PixelBox& part);
+
+} // namespace nomara
