@@ -4,6 +4,7 @@
 #include "quillshadectl/Fault.h"
 #include "quillshadectl/TimePoint.h"
 
+#include <array>
 #include <charconv>
 #include <map>
 
@@ -76,6 +77,15 @@ const char* const statsNotes = R"(Examples:
 
 Exit codes: 0 fine, 2 a fault.)";
 
+const char* const ocrNotes = R"(Reads any picture, a screenshot for example; the memory isn't touched.
+
+Examples:
+  quillshadectl ocr screen.png
+  quillshadectl ocr screen.png --region 0,0,800,600 --language de
+  quillshadectl ocr screen.png --json | jq -r '.[].text'
+
+Exit codes: 0 text found, 1 none, 2 a fault.)";
+
 template <typename Number>
 bool readWhole(const std::string& text, Number& number) {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -85,7 +95,7 @@ bool readWhole(const std::string& text, Number& number) {
 /// The texts of the options whose values are checked here, so that their faults read like all others.
 struct Raw {
     std::vector<std::string> words;
-    std::string limit, since, until, frame, image, days, dataDirectory;
+    std::string limit, since, until, frame, image, days, dataDirectory, picture, region;
     std::string color = "auto";
 };
 
@@ -120,6 +130,21 @@ ColorMode colorMode(const std::string& text) {
     throw Fault("--color takes auto, always or never, not \"" + text + "\".");
 }
 
+Rect region(const std::string& text) {
+    std::array<int, 4> numbers{};
+    const char* at = text.data();
+    const char* const end = text.data() + text.size();
+    std::size_t count = 0;
+    for (; count < numbers.size(); ++count) {
+        const auto [next, error] = std::from_chars(at, end, numbers[count]);
+        if (error != std::errc() || (next != end) != (count < 3) || (next != end && *next != ',')) break;
+        at = next == end ? end : next + 1;
+    }
+    if (count < 4 || numbers[0] < 0 || numbers[1] < 0 || numbers[2] < 1 || numbers[3] < 1)
+        throw Fault("--region takes pixels as X,Y,WIDTH,HEIGHT, such as 0,0,800,600, not \"" + text + "\".");
+    return {double(numbers[0]), double(numbers[1]), double(numbers[2]), double(numbers[3])};
+}
+
 void check(CommandLine& line, const Raw& raw, Date now) {
     line.query = joined(raw.words);
     line.color = colorMode(raw.color);
@@ -130,6 +155,8 @@ void check(CommandLine& line, const Raw& raw, Date now) {
     line.until = bound("--until", raw.until, TimePoint::Bound::until, now);
     if (line.since && line.until && *line.since >= *line.until) throw Fault("--since must lie before --until.");
     if (!raw.image.empty()) line.imageFile = raw.image;
+    line.picture = raw.picture;
+    if (!raw.region.empty()) line.region = region(raw.region);
     if (line.command == Command::show && !readWhole(raw.frame, line.frame))
         throw Fault("show takes the number of a frame, not \"" + raw.frame + "\".");
 }
@@ -176,6 +203,16 @@ public:
         CLI::App& stats = add(Command::stats, "stats", "Print daily counters and disk use", statsNotes);
         addValue(stats, "--days", m_raw.days, "So many days, today included (7)", "N");
         addCommon(stats);
+
+        CLI::App& ocr = add(Command::ocr, "ocr", "Read the text in a picture", ocrNotes);
+        ocr.add_option("FILE", m_raw.picture, "The picture: PNG, JPEG, WebP")->required()->type_name("");
+        ocr.add_option("--language", m_line.languages, "Its language, such as en-US or de; may be given several times")
+            ->type_name("CODE")
+            ->expected(1)
+            ->allow_extra_args(false)
+            ->take_all();
+        addValue(ocr, "--region", m_raw.region, "Only this part, in pixels from the top left", "X,Y,W,H");
+        addCommon(ocr);
     }
 
     std::variant<CommandLine, Notice> parse(std::vector<std::string> arguments, Date now) {
@@ -229,7 +266,7 @@ private:
         const std::string unknown = joined(m_app.remaining(true));
         if (m_app.get_subcommands().empty() && (unknown.empty() || unknown.front() != '-'))
             return (unknown.empty() ? "A command is missing" : "There is no command \"" + unknown + "\"") +
-                   ": it is search, recent, show, status or stats" + help;
+                   ": it is search, recent, show, status, stats or ocr" + help;
         if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr)
             return "Unknown argument \"" + unknown + "\"" + help;
         const std::string text = error.what();

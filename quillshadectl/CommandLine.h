@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/base/Geometry.h"
 #include "core/records/Frames.h"
 
 #include <filesystem>
@@ -10,7 +11,7 @@
 
 namespace nomara::ctl {
 
-enum class Command { search, recent, show, status, stats };
+enum class Command { search, recent, show, status, stats, ocr };
 enum class ColorMode { automatic, always, never };
 
 /// What was asked for, checked and in the units of the store. Each command reads the fields that are its own.
@@ -29,6 +30,9 @@ struct CommandLine {
     RowID frame = 0;
     std::optional<std::filesystem::path> imageFile; ///< where `show` puts the picture
     int days = 7;
+    std::filesystem::path picture;
+    std::vector<std::string> languages;
+    std::optional<Rect> region; ///< in pixels, from the top left
 };
 
 /// A text that was asked for instead of a command: help or the version.

@@ -2,6 +2,7 @@
 
 #include "core/base/Clock.h"
 #include "platform/PictureFiles.h"
+#include "platform/TextRecognizer.h"
 #include "platform/VideoCodec.h"
 #include "quillshadectl/CommandLine.h"
 
@@ -20,6 +21,7 @@ struct Context {
     const Clock& clock;
     VideoCodec& videos;
     PictureFiles& pictures;
+    TextRecognizer& recognizer;
     Date now;
     std::filesystem::path folder; ///< of the memory
 };
@@ -30,5 +32,6 @@ int recent(Context& context);
 int show(Context& context);
 int status(Context& context);
 int stats(Context& context);
+int ocr(Context& context);
 
 } // namespace nomara::ctl

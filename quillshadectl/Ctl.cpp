@@ -31,6 +31,8 @@ int run(Context& context) {
         return status(context);
     case Command::stats:
         return stats(context);
+    case Command::ocr:
+        return ocr(context);
     }
     return ExitCode::fault;
 }
@@ -53,6 +55,7 @@ int answer(const std::vector<std::string>& arguments, std::ostream& out, std::os
                     .clock = services.clock,
                     .videos = services.videos,
                     .pictures = services.pictures,
+                    .recognizer = services.recognizer,
                     .now = now,
                     .folder = NomaraPaths::dataDirectory()};
     return run(context);

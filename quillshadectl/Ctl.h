@@ -2,6 +2,7 @@
 
 #include "core/base/Clock.h"
 #include "platform/PictureFiles.h"
+#include "platform/TextRecognizer.h"
 #include "platform/VideoCodec.h"
 
 #include <cstdint>
@@ -23,6 +24,7 @@ struct Services {
     const Clock& clock;
     VideoCodec& videos;
     PictureFiles& pictures;
+    TextRecognizer& recognizer;
 };
 
 /// The terminal companion: carries out one command line (without the program's name) and gives the exit code, one of

@@ -1,5 +1,6 @@
 #include "platform/linux/libav/LibavPictureFiles.h"
 #include "platform/linux/libav/LibavVideoCodec.h"
+#include "platform/linux/tesseract/TesseractRecognizer.h"
 #include "quillshadectl/Ctl.h"
 
 #include <cstdlib>
@@ -25,6 +26,7 @@ int main(int argc, char** argv) {
     const nomara::SystemClock clock;
     nomara::LibavVideoCodec videos;
     nomara::LibavPictureFiles pictures;
+    nomara::TesseractRecognizer recognizer;
     return nomara::ctl::runCtl({argv + (argc > 0 ? 1 : 0), argv + argc}, std::cout, std::cerr, terminal,
-                               {clock, videos, pictures});
+                               {clock, videos, pictures, recognizer});
 }

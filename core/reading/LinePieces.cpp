@@ -244,6 +244,7 @@ void LinePieces::dropFrames(BitImage& strokes, const MarkComponents& components,
         for (const Upright& line : uprights(strokes, component, leastFrame * strokeScale, widestSide * strokeScale))
             sides.push_back(takeSide(strokes, line, cornerSize * strokeScale));
         std::vector<bool> isKept;
+        isKept.reserve(sides.size());
         for (const Side& side : sides)
             isKept.push_back(!isFrame(strokes, side.line, frameReach * strokeScale));
         for (std::size_t i = 0; i < sides.size(); ++i)

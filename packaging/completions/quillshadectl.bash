@@ -15,7 +15,7 @@ _quillshadectl() {
 
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         case $word in
-        search | recent | show | status | stats)
+        search | recent | show | status | stats | ocr)
             command=$word
             break
             ;;
@@ -41,20 +41,26 @@ _quillshadectl() {
         compopt -o filenames 2>/dev/null
         return
         ;;
-    --limit | --days | --app)
+    --limit | --days | --app | --language | --region)
         return
         ;;
     esac
 
     local words
     case $command in
-    '') words="search recent show status stats --version $common" ;;
+    '') words="search recent show status stats ocr --version $common" ;;
     search) words="--newest $bounds $common" ;;
     recent) words="$bounds $common" ;;
     show) words="--image $common" ;;
     stats) words="--days $common" ;;
+    ocr) words="--language --region $common" ;;
     *) words=$common ;;
     esac
+    if [[ $command = ocr && $current != -* ]]; then
+        mapfile -t COMPREPLY < <(compgen -f -- "$current")
+        compopt -o filenames 2>/dev/null
+        return
+    fi
     [[ -n $command && $current != -* ]] && return
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
 }

@@ -1,6 +1,6 @@
 # fish completion for quillshadectl
 
-set -l commands search recent show status stats
+set -l commands search recent show status stats ocr
 set -l none "not __fish_seen_subcommand_from $commands"
 set -l listing "__fish_seen_subcommand_from search recent"
 
@@ -10,6 +10,7 @@ complete -c quillshadectl -n $none -a recent -d 'List what was seen last, newest
 complete -c quillshadectl -n $none -a show -d 'Print all that is known about one frame'
 complete -c quillshadectl -n $none -a status -d 'Tell whether Quillshade runs, and what it does'
 complete -c quillshadectl -n $none -a stats -d 'Print daily counters and disk use'
+complete -c quillshadectl -n $none -a ocr -d 'Read the text in a picture'
 complete -c quillshadectl -n $none -l version -d 'Print the version'
 
 complete -c quillshadectl -s h -l help -d 'Print help'
@@ -24,3 +25,6 @@ complete -c quillshadectl -n $listing -l app -x -d 'Only this application'
 complete -c quillshadectl -n '__fish_seen_subcommand_from search' -l newest -d 'Order by time'
 complete -c quillshadectl -n '__fish_seen_subcommand_from show' -l image -r -F -d 'Write the picture to this PNG file'
 complete -c quillshadectl -n '__fish_seen_subcommand_from stats' -l days -x -d 'So many days'
+complete -c quillshadectl -n '__fish_seen_subcommand_from ocr' -F
+complete -c quillshadectl -n '__fish_seen_subcommand_from ocr' -l language -x -d 'Its language'
+complete -c quillshadectl -n '__fish_seen_subcommand_from ocr' -l region -x -d 'Only this part: X,Y,WIDTH,HEIGHT'

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/store/MemoryStore.h"
+#include "platform/fake/FakeTextRecognizer.h"
 #include "platform/fake/ManualClock.h"
 #include "platform/linux/libav/LibavPictureFiles.h"
 #include "platform/linux/libav/LibavVideoCodec.h"
@@ -28,6 +29,7 @@ struct CtlTest : ::testing::Test {
     ManualClock clock;
     mutable LibavVideoCodec videos;
     mutable LibavPictureFiles pictures;
+    mutable FakeTextRecognizer recognizer;
 
     CtlTest() {
         setenv("TZ", "UTC", 1);
@@ -36,7 +38,7 @@ struct CtlTest : ::testing::Test {
 
     Answer run(const std::vector<std::string>& arguments, const ctl::Terminal& terminal = {}) const {
         std::ostringstream out, err;
-        const int code = ctl::runCtl(arguments, out, err, terminal, {clock, videos, pictures});
+        const int code = ctl::runCtl(arguments, out, err, terminal, {clock, videos, pictures, recognizer});
         return {code, out.str(), err.str()};
     }
 

@@ -247,7 +247,8 @@ TEST_F(CtlMemoryTest, TellsThatItsAnswerCantBeWritten) {
     insert(60, "Title", {"word"});
     std::ofstream full("/dev/full");
     std::ostringstream err;
-    EXPECT_EQ(ctl::runCtl({"search", "word"}, full, err, {}, {clock, videos, pictures}), ctl::ExitCode::fault);
+    EXPECT_EQ(ctl::runCtl({"search", "word"}, full, err, {}, {clock, videos, pictures, recognizer}),
+              ctl::ExitCode::fault);
     EXPECT_NE(err.str().find("can't be written"), std::string::npos) << err.str();
 }
 

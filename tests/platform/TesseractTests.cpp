@@ -176,6 +176,7 @@ TEST(TesseractRecognizer, ServesSeveralCallersAtOnce) {
     shared.setWorkers(2);
     std::vector<std::string> texts(4);
     std::vector<std::thread> threads;
+    threads.reserve(texts.size());
     for (std::string& mine : texts)
         threads.emplace_back([&] { mine = text(shared.recognize(request())); });
     shared.setWorkers(1);

@@ -83,7 +83,7 @@ ReadLine Engine::read(const LineCrop& line, LineCrop::Size size) {
     }
     do {
         const std::unique_ptr<const char[]> text(at->GetUTF8Text(::tesseract::RIL_SYMBOL));
-        if (!text || *text.get() == 0) continue;
+        if (!text || text[0] == 0) continue;
         if (at->IsAtBeginningOf(::tesseract::RIL_WORD) && !result.text.empty()) result.text += ' ';
         const std::string symbol = text.get();
         if (result.text.size() + symbol.size() > std::numeric_limits<std::uint16_t>::max()) break;
