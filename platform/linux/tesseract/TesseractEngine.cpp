@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <mutex>
 
 #include <tesseract/baseapi.h>
 #include <tesseract/resultiterator.h>
@@ -21,8 +22,8 @@ struct Variable {
 // Names, codes and commands are the text of a screen: a dictionary would make other words of them. The matrix of all
 // readings that were thought of takes more memory than everything else, and nobody asks for it.
 constexpr Variable atStart[] = {
-    {"debug_file", "/dev/null"}, {"lstm_use_matrix", "0"}, {"load_system_dawg", "0"},
-    {"load_freq_dawg", "0"},     {"load_punc_dawg", "0"},  {"load_number_dawg", "0"},
+    {"lstm_use_matrix", "0"}, {"load_system_dawg", "0"}, {"load_freq_dawg", "0"},
+    {"load_punc_dawg", "0"},  {"load_number_dawg", "0"},
 };
 
 // Below this confidence three words of four are wrong. Where a line has more of them than that share, a second look at
@@ -34,6 +35,12 @@ std::uint16_t small(double value) {
         std::clamp<double>(std::round(value), 0, std::numeric_limits<std::uint16_t>::max()));
 }
 
+// Where messages go is a variable of the whole process, and no other session may be starting or reading when it is set.
+void silence() {
+    static std::once_flag once;
+    std::call_once(once, [] { ::tesseract::TessBaseAPI().SetVariable("debug_file", "/dev/null"); });
+}
+
 } // namespace
 
 class Engine::Session {
@@ -43,11 +50,14 @@ public:
 
 Engine::Engine(const std::filesystem::path& folder, const std::string& languages)
     : m_session(std::make_unique<Session>()) {
+    silence();
     std::vector<std::string> names, values;
     for (const Variable& variable : atStart) {
         names.emplace_back(variable.name);
         values.emplace_back(variable.value);
     }
+    static std::mutex starting; // Tesseract keeps a list of the whole process's variables
+    const std::lock_guard lock(starting);
     if (m_session->api.Init(folder.c_str(), languages.c_str(), ::tesseract::OEM_LSTM_ONLY, nullptr, 0, &names, &values,
                             false) != 0)
         throw PlatformError("Tesseract can't read its data \"" + languages + "\" in " + folder.string() + ".");
