@@ -145,15 +145,14 @@ private:
         look(display);
         pollfd waiting[] = {{m_wake, POLLIN, 0}, {display.descriptor(), POLLIN, 0}};
         for (;;) {
-            if (display.takeDamage()) {
+            const bool hasLooked = display.takeDamage();
+            if (hasLooked) {
                 look(display);
-                continue;
-            }
-            {
+            } else {
                 const std::lock_guard lock(m_mutex);
                 if (!m_spans.empty()) m_spans.back().to = wallClock();
             }
-            poll(waiting, 2, 100);
+            poll(waiting, 2, hasLooked ? 0 : 100);
             if ((waiting[0].revents & POLLIN) != 0) return;
         }
     }
