@@ -23,7 +23,7 @@ std::vector<std::string> codes(const std::vector<std::string>& wanted, const std
         if (found == supported.end()) {
             std::string all;
             for (const std::string& code : supported)
-                all += (all.empty() ? "" : ", ") + code;
+                all.append(all.empty() ? "" : ", ").append(code);
             throw Fault("The language \"" + language + "\" isn't installed; there is " + all + ".");
         }
         codes.push_back(*found);
@@ -64,6 +64,7 @@ int ocr(Context& context) {
             ReadingOrder::ordered(context.recognizer.recognize(request).observations);
         if (context.line.json) {
             std::vector<Json> elements;
+            elements.reserve(pieces.size());
             for (const TextObservation& piece : pieces)
                 elements.push_back(described(piece, *image));
             JsonText::printArray(context.out, elements);
