@@ -7,7 +7,6 @@
 #include "Version.h"
 #include "core/base/Paths.h"
 #include "core/privacy/AppCatalog.h"
-#include "platform/MissingTextRecognizer.h"
 #include "platform/PlatformError.h"
 #include "platform/linux/atspi/AtspiAccessibility.h"
 #include "platform/linux/desktop/ApplicationIdentifier.h"
@@ -15,6 +14,7 @@
 #include "platform/linux/files/DiskVolume.h"
 #include "platform/linux/libav/LibavVideoCodec.h"
 #include "platform/linux/settings/QtPreferencesStore.h"
+#include "platform/linux/tesseract/TesseractRecognizer.h"
 #include "platform/linux/x11/X11DisplayStream.h"
 #include "platform/linux/x11/X11InputActivity.h"
 #include "platform/linux/x11/X11RunningApplications.h"
@@ -130,7 +130,7 @@ int record(AppSettings& settings, const Executor& mainThread) {
     X11DisplayStreams streams(identify);
     LibavVideoCodec codec;
     DiskVolume volume;
-    MissingTextRecognizer recognizer("This version can't read the text of images yet; the images wait for it.");
+    TesseractRecognizer recognizer;
     StoreHub hub(mainThread, clock);
     AppModel model(hub, settings, clock,
                    {accessibility, windowServer, input, applications, streams, codec, volume, recognizer, mainThread,

@@ -77,7 +77,8 @@ struct AppModel::Courses {
 AppModel::AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, const Platform& platform)
     : m_settings(settings), m_hub(hub), m_clock(clock), m_tracker(platform.applications, platform.mainThread),
       m_segments(hub, platform.codec, platform.volume), m_images(platform.codec),
-      m_ocr(platform.recognizer, platform.preferredLanguages), m_recorder([&] {
+      m_ocr(platform.recognizer, platform.preferredLanguages),
+      m_backlog({hub, m_ocr, m_images, clock, platform.mainThread}), m_recorder([&] {
           Recorder::Services services{hub,
                                       platform.accessibility,
                                       platform.windowServer,
@@ -85,6 +86,7 @@ AppModel::AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, con
                                       platform.streams,
                                       m_segments,
                                       m_ocr,
+                                      [this](RowID id, Image image) { m_backlog.readSoon(id, std::move(image)); },
                                       m_tracker,
                                       clock,
                                       platform.mainThread,
@@ -93,7 +95,7 @@ AppModel::AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, con
           if (platform.startTimer) services.startTimer = *platform.startTimer;
           return services;
       }()),
-      m_backlog({hub, m_ocr, m_images, clock, platform.mainThread}), m_policy(m_recorder.policy()) {
+      m_policy(m_recorder.policy()) {
     m_pauseTimer.setSingleShot(true);
     connect(&m_pauseTimer, &QTimer::timeout, this, [this] {
         if (m_settings.pausedUntil() && *m_settings.pausedUntil() > m_clock.now())

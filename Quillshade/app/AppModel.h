@@ -116,8 +116,8 @@ private:
     SegmentManager m_segments;
     FrameImageLoader m_images;
     OCRService m_ocr;
+    OCRBacklog m_backlog; ///< the recorder hands it pictures
     Recorder m_recorder;
-    OCRBacklog m_backlog;
 
     QTimer m_pauseTimer;
     QTimer m_statsTimer;

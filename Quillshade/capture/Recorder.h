@@ -54,6 +54,8 @@ public:
         DisplayStreams& streams;
         SegmentManager& segments; ///< used on the recorder's queue alone from now on
         const OCRService& ocr;
+        /// Takes a stored frame's image that could not be read in the tick's time; on the recorder's queue.
+        std::function<void(RowID, Image)> readSoon;
         const FrontmostTracker& frontmost;
         const Clock& clock;
         Executor mainThread;
@@ -119,7 +121,7 @@ private:
     void publishSkip(const SkipReason& reason);
     void noteLook(const Look& look, DisplayID display, LookResult result);
     void flushStats(bool force);
-    bool saveFrame(const NewFrame& frame);
+    std::optional<RowID> saveFrame(const NewFrame& frame);
     template <typename... Arguments, typename... Values>
     void post(std::function<void(Arguments...)> Events::*callback, Values... values) {
         m_services.mainThread([weak = std::weak_ptr(m_events), callback, ... held = std::move(values)] {

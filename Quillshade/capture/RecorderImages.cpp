@@ -167,10 +167,9 @@ void Recorder::captureFrame(const Look& look, const Display& display, DisplayCap
     frame.width = static_cast<std::int64_t>(latest.width);
     frame.height = static_cast<std::int64_t>(latest.height);
     const bool hasPicture = frame.imageState == ImageState::segment;
-    noteLook(look, display.id,
-             !saveFrame(frame) ? LookResult::failed
-             : hasPicture      ? LookResult::stored
-                               : LookResult::storedText);
+    const auto id = saveFrame(frame);
+    if (id && canReadNow && frame.ocrState == OCRState::queued) m_services.readSoon(*id, image);
+    noteLook(look, display.id, !id ? LookResult::failed : hasPicture ? LookResult::stored : LookResult::storedText);
     state = {look.now, hash, key, {}, {}, {}, {}, false};
 }
 

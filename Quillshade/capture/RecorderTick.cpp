@@ -105,13 +105,13 @@ void Recorder::flushStats(bool force) {
     }
 }
 
-bool Recorder::saveFrame(const NewFrame& frame) {
+std::optional<RowID> Recorder::saveFrame(const NewFrame& frame) {
     FrameSummary summary;
     try {
         summary.id = m_services.hub.write([&](MemoryStore& store) { return store.insertFrame(frame); });
     } catch (const std::exception& error) {
         Log::error(LogCategory::capture, std::string("Frame insert failed: ") + error.what());
-        return false;
+        return std::nullopt;
     }
     m_pendingStats.framesSaved += 1;
     if (frame.imageState == ImageState::segment) m_lastPicture = {summary.id, frame.displayID, frame.timestamp};
@@ -123,7 +123,7 @@ bool Recorder::saveFrame(const NewFrame& frame) {
     summary.url = frame.url;
     summary.imageState = frame.imageState;
     post(&Events::saved, summary, frame.project);
-    return true;
+    return summary.id;
 }
 
 } // namespace nomara

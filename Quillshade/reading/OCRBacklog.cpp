@@ -18,6 +18,7 @@ namespace {
 
 constexpr std::int64_t framesAtOnce = 20;
 constexpr std::int64_t framesPerProgress = 25;
+constexpr std::size_t mostFresh = 2; // pictures in memory, 8 to 33 MB each
 // A frame just stored may still be changed by those who stored it.
 constexpr double youngestSeconds = 20;
 constexpr std::int64_t maxCharacters = 40'000, maxLines = 2'000;
@@ -36,12 +37,14 @@ public:
     void run() {
         double failurePause = m_backlog.m_pauses.afterFailures;
         while (m_backlog.mayGoOn()) {
+            readFresh();
             const auto batch = nextBatch();
             if (batch.empty()) return;
             bool anySettled = false;
             for (const FrameRecord& frame : batch) {
                 // Without the data that reading needs everything would be taken for an image without text.
                 if (!m_backlog.mayGoOn() || !m_services.ocr.unavailableReason().empty()) return;
+                readFresh();
                 if (settle(frame)) anySettled = true;
             }
             if (anySettled) {
@@ -68,18 +71,37 @@ private:
         try {
             const Image image = picture(frame);
             if (!image) return markFailed(frame);
-            const auto reading = m_services.ocr.recognize(image, frame.windowRect, TextRequest::Urgency::later,
-                                                          [this] { return m_backlog.isCancelled(); });
-            if (reading.failed && !m_services.ocr.unavailableReason().empty()) return false;
-            if (!reading.isComplete && m_backlog.isCancelled()) return false;
-            const bool isStored = store(frame, OCRService::textLines(reading.observations));
-            if (isStored && ++m_settledFrames % framesPerProgress == 0) m_backlog.tellProgress();
+            const bool isStored = read(frame, image);
             m_backlog.pause(m_backlog.m_pauses.betweenFrames);
             return isStored;
         } catch (const std::exception& error) {
             Log::error(LogCategory::ocr, std::string("A frame could not be read later: ") + error.what());
             return false;
         }
+    }
+
+    /// What somebody has just seen and may look for at once.
+    void readFresh() {
+        while (m_backlog.mayGoOn()) {
+            const auto fresh = m_backlog.takeFresh();
+            if (!fresh) return;
+            try {
+                const auto frame = m_services.hub.read([&](MemoryStore& store) { return store.frame(fresh->first); });
+                if (frame && frame->ocrState == OCRState::queued) read(*frame, fresh->second);
+            } catch (const std::exception& error) {
+                Log::error(LogCategory::ocr, std::string("A new frame could not be read: ") + error.what());
+            }
+        }
+    }
+
+    bool read(const FrameRecord& frame, const Image& image) {
+        const auto reading = m_services.ocr.recognize(image, frame.windowRect, TextRequest::Urgency::later,
+                                                      [this] { return m_backlog.isCancelled(); });
+        if (reading.failed && !m_services.ocr.unavailableReason().empty()) return false;
+        if (!reading.isComplete && m_backlog.isCancelled()) return false;
+        const bool isStored = store(frame, OCRService::textLines(reading.observations));
+        if (isStored && ++m_settledFrames % framesPerProgress == 0) m_backlog.tellProgress();
+        return isStored;
     }
 
     Image picture(const FrameRecord& frame) {
@@ -149,6 +171,7 @@ void OCRBacklog::setAllowed(bool allowed) {
     {
         const std::lock_guard lock(m_lock);
         m_allowed = allowed;
+        if (!allowed) m_fresh.clear();
     }
     m_interrupted.notify_all();
 }
@@ -164,10 +187,22 @@ bool OCRBacklog::kick() {
     return true;
 }
 
+void OCRBacklog::readSoon(RowID frameID, Image image) {
+    {
+        const std::lock_guard lock(m_lock);
+        if (!m_allowed) return;
+        m_fresh.emplace_back(frameID, std::move(image));
+        if (m_fresh.size() > mostFresh) m_fresh.pop_front();
+    }
+    m_interrupted.notify_all();
+    kick();
+}
+
 void OCRBacklog::cancel() {
     {
         const std::lock_guard lock(m_lock);
         m_cancelled = true;
+        m_fresh.clear();
     }
     m_interrupted.notify_all();
 }
@@ -183,11 +218,14 @@ void OCRBacklog::run() {
     } catch (const std::exception& error) {
         Log::error(LogCategory::ocr, std::string("Reading images later failed: ") + error.what());
     }
+    bool hasFresh = false;
     {
         const std::lock_guard lock(m_lock);
         m_running = false;
+        hasFresh = !m_fresh.empty(); // it came when the pass had already looked
     }
     tellProgress();
+    if (hasFresh) kick();
 }
 
 bool OCRBacklog::mayGoOn() const {
@@ -202,7 +240,16 @@ bool OCRBacklog::isCancelled() const {
 
 void OCRBacklog::pause(double seconds) {
     std::unique_lock lock(m_lock);
-    m_interrupted.wait_for(lock, std::chrono::duration<double>(seconds), [this] { return !m_allowed || m_cancelled; });
+    m_interrupted.wait_for(lock, std::chrono::duration<double>(seconds),
+                           [this] { return !m_allowed || m_cancelled || !m_fresh.empty(); });
+}
+
+std::optional<std::pair<RowID, Image>> OCRBacklog::takeFresh() {
+    const std::lock_guard lock(m_lock);
+    if (m_fresh.empty()) return std::nullopt;
+    auto fresh = std::move(m_fresh.front());
+    m_fresh.pop_front();
+    return fresh;
 }
 
 void OCRBacklog::tellProgress() {

@@ -6,9 +6,12 @@
 #include "core/base/SerialQueue.h"
 
 #include <condition_variable>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <utility>
 
 namespace nomara {
 
@@ -50,6 +53,10 @@ public:
     void setAllowed(bool allowed);
     /// Starts a pass, unless there is one or none may run; tells whether it did.
     bool kick();
+    /// A frame just stored, whose picture is still at hand and couldn't be read in time: it is read before all others,
+    /// its segment open or not. Of several that wait the last two count, the others come in their turn. Nothing
+    /// happens where passes may not run.
+    void readSoon(RowID frameID, Image image);
     /// Ends a pass under way without waiting for it; a picture that is being read stays queued.
     void cancel();
     bool isRunning() const;
@@ -61,16 +68,18 @@ private:
     bool mayGoOn() const;
     bool isCancelled() const;
     void pause(double seconds);
+    std::optional<std::pair<RowID, Image>> takeFresh();
     void tellProgress();
 
     const Services m_services;
     const Pauses m_pauses;
     // Shared only so that a callback on its way to the main thread can tell that the backlog is gone.
     const std::shared_ptr<std::function<void()>> m_onProgress = std::make_shared<std::function<void()>>();
-    mutable std::mutex m_lock; // guards the three fields below it
+    mutable std::mutex m_lock; // guards the four fields below it
     bool m_allowed = false;
     bool m_running = false;
     bool m_cancelled = false;
+    std::deque<std::pair<RowID, Image>> m_fresh;
     std::condition_variable m_interrupted;
     // Last, so that its work has ended before anything that it uses goes.
     SerialQueue m_queue{"com.brindlewick.nomara.ocr", QueueQuality::background};

@@ -123,7 +123,9 @@ std::optional<SegmentManager::Place> SegmentManager::append(const Image& image, 
             return std::nullopt;
         }
     }
-    if (entry->second->writer->isWriting() && entry->second->writer->storedFrames() > 0)
+    // What an earlier segment failed with is told only when it has been finished.
+    if (entry->second->writer->isWriting() && entry->second->writer->storedFrames() > 0 &&
+        m_closing[displayID].expired())
         m_failures.recovered(displayID);
     const auto index = entry->second->writer->append(image, date, encoderSpins);
     if (!index) return std::nullopt;

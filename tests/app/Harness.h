@@ -96,7 +96,9 @@ struct RecorderHarness {
     std::vector<SkipReason> skips;
     std::vector<FrameSummary> saved;
     std::vector<CapturePolicy> policies;
-    Recorder recorder{{hub, accessibility, windowServer, input, streams, segments, ocr, tracker, clock,
+    std::vector<RowID> readSoon; ///< frames whose images were handed on to be read
+    Recorder recorder{{hub, accessibility, windowServer, input, streams, segments, ocr,
+                       [this](RowID id, const Image&) { readSoon.push_back(id); }, tracker, clock,
                        mainThread.executor(), [this](const WindowOwner& owner) { return identities[owner.pid]; },
                        "com.brindlewick.Quillshade",
                        [this](SerialQueue&, double first, double interval, double leeway, const SerialQueue::Work&) {

@@ -174,6 +174,47 @@ TEST_F(Backlog, RunsOnceAndOnlyWhenAllowed) {
     EXPECT_TRUE(pass()) << "nothing left: a pass that ends at once";
 }
 
+TEST_F(Backlog, ReadsWhatWasJustSeenBeforeAllOther) {
+    const auto picture = [](int number) { return std::make_shared<PixelBuffer>(firstWidth + number, 1); };
+    const RowID open = segment("open.mp4", 50, 4, false), closed = segment("a.mp4", 0, 3);
+    const auto old = putFrames(closed, 3);
+    std::vector<RowID> fresh;
+    for (int i = 0; i < 4; ++i) {
+        auto made = frame(open, i, 1);
+        made.lines = {"read in time"};
+        fresh.push_back(put(made));
+        texts[50 + i] = {"read in time", "fresh " + std::to_string(i)};
+    }
+    // While an old frame is being read three come: the first of them has to wait for its turn.
+    onReading = [&](int reading) {
+        if (reading != 1) return;
+        for (int i = 0; i < 3; ++i)
+            backlog->readSoon(fresh[static_cast<std::size_t>(i)], picture(50 + i));
+    };
+    ASSERT_TRUE(pass());
+    std::vector<int> order;
+    for (const TextRequest& request : recognizer.requests())
+        order.push_back(request.image->width - firstWidth);
+    EXPECT_EQ(order, (std::vector{0, 51, 52, 1, 2}));
+    EXPECT_EQ(text(fresh[1]), "read in time\nfresh 1") << "a line that was there already came twice";
+    EXPECT_EQ(state(fresh[1]), OCRState::done);
+    EXPECT_EQ(state(fresh[0]), OCRState::queued);
+    EXPECT_EQ(state(old[2]), OCRState::done);
+
+    // One that comes while nothing is read starts a pass; one that was forgotten meanwhile is left alone.
+    backlog->readSoon(fresh[3], picture(53));
+    EXPECT_TRUE(eventually([&] { return state(fresh[3]) == OCRState::done; }));
+    ASSERT_TRUE(eventually([&] { return !backlog->isRunning(); }));
+    backlog->readSoon(9'999, picture(50));
+    backlog->setAllowed(false);
+    ASSERT_TRUE(eventually([&] { return !backlog->isRunning(); }));
+    const auto before = recognizer.requests().size();
+    backlog->readSoon(fresh[0], picture(50));
+    backlog->setAllowed(true);
+    ASSERT_TRUE(pass());
+    EXPECT_EQ(recognizer.requests().size(), before) << "power didn't allow it";
+}
+
 TEST_F(Backlog, ReadsTheOldestFirstInBatchesAndTellsOfItsProgress) {
     const RowID segmentID = segment("a.mp4", 0, 60);
     std::vector<RowID> ids;
