@@ -28,6 +28,7 @@ using namespace nomara;
 namespace {
 
 constexpr double recallBar = 0.97, timeBar = 0.8, replayBar = 0.1, keptBar = 0.995;
+constexpr double tickSeconds = 0.4; // the recorder's own limit
 constexpr std::size_t mostFrames = 120, rivalEvery = 10;
 
 double processSeconds() {
@@ -152,6 +153,33 @@ bool replay(const std::string& video) {
     return met;
 }
 
+/// A reader with a time limit, as the recorder's tick has one: how long it is held at worst, with nothing known before
+/// and the engines still closed.
+void limits(const std::filesystem::path& folder) {
+    std::printf("Stopped after %.1f s, each page for the first time: seconds until it answered, share of its lines\n",
+                tickSeconds);
+    double longest = 0;
+    for (const bench::TextPage& page : bench::textPages(folder)) {
+        TesseractRecognizer whole, recognizer;
+        recognizer.setWorkers(2);
+        const double all = static_cast<double>(
+            whole.recognize({.image = page.image, .languages = page.languages}).observations.size());
+        std::size_t count = 0;
+        const double end = bench::seconds() + tickSeconds;
+        const double time = bench::timed([&] {
+            count = recognizer
+                        .recognize({.image = page.image,
+                                    .languages = page.languages,
+                                    .regionOfInterest = std::nullopt,
+                                    .shouldStop = [end] { return bench::seconds() >= end; }})
+                        .observations.size();
+        });
+        std::printf("  %-24s %6.2f %6.2f\n", page.name.c_str(), time, static_cast<double>(count) / all);
+        longest = std::max(longest, time);
+    }
+    std::printf("  longest %.2f s\n", longest);
+}
+
 double residentMegabytes() {
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);)
@@ -205,6 +233,7 @@ int main(int argc, char** argv) {
     };
     const std::string pages = given(1, "QUILLSHADE_PAGES");
     memories(pages);
+    limits(pages);
     bool met = pagesOf(pages);
     met &= replay(given(2, "QUILLSHADE_SCREENS"));
     return met ? 0 : 1;
