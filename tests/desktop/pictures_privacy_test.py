@@ -112,7 +112,7 @@ class Excluded(Hidden):
         picture = self.memory.pictures(display=LEFT)[-1]
         self.assertGreater(self.witness.part(picture, (10, 30, 480, 740), "000000"), 0.99)
         self.assertGreater(self.witness.part(picture, (540, 200, 400, 300), OPEN), 0.99)
-        for _ in range(6):
+        for _ in range(4):
             activate(self.moments.choice([meadow, *self.tickers]))
             self.somewhere(window)
             self.pause()
@@ -166,7 +166,7 @@ class Private:
         began = time.time()
         self.painted_over(LEFT, (740, 80, 220, 660), began)
         # Moved by programs, and dragged by hand.
-        for number in range(8):
+        for number in range(5):
             activate(self.moments.choice([normal, *self.tickers, secret]))
             self.pause(1)
             self.somewhere(secret)
@@ -209,7 +209,7 @@ class Private:
         for front in (normal, self.tickers[1]):
             activate(front)
             self.painted_over(RIGHT, (1070, 40, 760, 660), time.time())
-        for _ in range(6):
+        for _ in range(4):
             activate(self.moments.choice([normal, *self.tickers, secret]))
             self.somewhere(secret)
             self.pause()
