@@ -65,6 +65,26 @@ TEST_F(VideoTest, PicturesFitTheVideoAndTheVideoFitsThePicture) {
     }
 }
 
+// What converts many pixels at once must neither leave the last ones out nor write past them.
+TEST_F(VideoTest, AnyWidthReadsBackToItsLastPixel) {
+    for (const int wide : {482, 488, 496, 918, 1'000, 1'008}) {
+        auto image = std::make_shared<PixelBuffer>(wide, 102);
+        testing::fillRect(*image, 0, 0, wide, 102, 0x44464A);
+        testing::fillRect(*image, wide - 8, 0, 8, 102, 0xE8A33D);
+        const auto output = codec.create({file, {wide, 102}, 0.5});
+        ASSERT_TRUE(output->append(image));
+        output->finish();
+        const auto input = codec.open(file);
+        for (int i = 0; i < 3; ++i) { // a heap that was written over is noticed by the next ones
+            const Image read = input->frame(0, 0);
+            ASSERT_TRUE(read) << wide;
+            const std::uint8_t* const last = read->row(101) + static_cast<std::size_t>(wide - 1) * 4;
+            EXPECT_NEAR(last[2], 0xE8, 12) << wide;
+            EXPECT_NEAR(last[0], 0x3D, 12) << wide;
+        }
+    }
+}
+
 // Colours that a wrong matrix or range would shift.
 TEST_F(VideoTest, ColoursStayTheSame) {
     const std::uint32_t colours[] = {0xFF0000, 0x00FF00, 0x0000FF, 0xFFFFFF, 0x000000, 0x44464A, 0xE8A33D, 0x808080};

@@ -7,11 +7,13 @@ namespace nomara::libav {
 namespace {
 
 // Accurate enough that a text's edges come back as they were; averaging areas where a picture shrinks to less than half
-// keeps thin strokes visible. On the way back to the screen in its own size only the colours, kept at half of it, are
-// enlarged: smoother curves for them take twice the time, for about 1 dB in colours and none in luma.
+// keeps thin strokes visible. On the way back to the screen in its own size the library's quick way takes a sixth of
+// the time for less than 1 dB of what the encoder left; whoever writes pictures anew does better without that way.
 int method(VideoSize from, VideoSize to, AVPixelFormat toFormat) {
     constexpr int exact = SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP;
-    if (toFormat == AV_PIX_FMT_BGRA && from == to) return exact | SWS_BILINEAR;
+    // The quick way writes sixteen pixels at a time, over the end of a row that isn't made of as many.
+    if (toFormat == AV_PIX_FMT_BGRA && from == to)
+        return from.width % 16 == 0 && from.height % 2 == 0 ? SWS_BILINEAR : exact | SWS_BILINEAR;
     return exact | (to.width * 2 < from.width ? SWS_AREA : SWS_BICUBIC);
 }
 
