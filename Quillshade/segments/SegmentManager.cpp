@@ -124,8 +124,9 @@ std::optional<SegmentManager::Place> SegmentManager::append(const Image& image, 
         }
     }
     // What an earlier segment failed with is told only when it has been finished.
+    const auto closing = m_closing[displayID].lock();
     if (entry->second->writer->isWriting() && entry->second->writer->storedFrames() > 0 &&
-        m_closing[displayID].expired())
+        (!closing || closing->isFinished))
         m_failures.recovered(displayID);
     const auto index = entry->second->writer->append(image, date, encoderSpins);
     if (!index) return std::nullopt;
@@ -167,7 +168,6 @@ void SegmentManager::closeAll() {
 }
 
 void SegmentManager::closeAllAndWait() {
-    m_failures.clear();
     const std::chrono::duration<double> limit(m_finishLimitSeconds);
     for (auto& [displayID, entry] : std::exchange(m_open, {})) {
         const auto work =
@@ -183,6 +183,7 @@ void SegmentManager::closeAllAndWait() {
     auto done = others->get_future();
     m_finishing.async([others] { others->set_value(); });
     done.wait_for(limit);
+    m_failures.clear(); // last: what was closed before may have failed only now, as the others did
 }
 
 std::set<std::string> SegmentManager::openPaths() const {
@@ -256,10 +257,11 @@ SegmentManager::Entry SegmentManager::openSegment(DisplayID displayID, VideoSize
     return entry;
 }
 
-std::int64_t SegmentManager::finish(const Open& entry) {
+std::int64_t SegmentManager::finish(Open& entry) {
     const std::int64_t bytes = entry.writer->finish();
     if (const auto failure = entry.writer->finishFailure())
         m_failures.tell(entry.displayID, "Segment finish failed: " + *failure);
+    entry.isFinished = true;
     return bytes;
 }
 

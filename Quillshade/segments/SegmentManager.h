@@ -8,6 +8,7 @@
 #include "platform/Volume.h"
 
 #include <QFuture>
+#include <atomic>
 #include <map>
 #include <memory>
 #include <optional>
@@ -60,6 +61,7 @@ private:
         std::string path; ///< relative to the frames folder
         std::unique_ptr<SegmentWriter> writer;
         ImageQuality quality = ImageQuality::balanced;
+        std::atomic<bool> isFinished = false; ///< and has told why it failed, if it did
     };
     using Entry = std::shared_ptr<Open>;
 
@@ -67,7 +69,7 @@ private:
     bool isDiskLow(Date date);
     bool waitUntilStored(DisplayID displayID);
     Entry openSegment(DisplayID displayID, VideoSize size, ImageQuality quality, Date date);
-    std::int64_t finish(const Open& entry);
+    std::int64_t finish(Open& entry);
     void finishInBackground(Entry entry);
     void recordClose(const Open& entry, std::int64_t bytes);
     void recover(const SegmentRecord& segment);
