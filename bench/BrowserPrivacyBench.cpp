@@ -118,7 +118,7 @@ int main() {
     // What every look at any front window costs, proved or not.
     const Cost front = measure(desk, rounds, [&] {
         desk.inspector.focusIsSecure();
-        desk.inspector.snapshot(browser.front().pid());
+        desk.inspector.snapshot(browser.front().pid(), desk.inspector.onScreen());
     });
     browser.emplace_back(open("another", false));
     const bool tabShown = waitUntil([&] {

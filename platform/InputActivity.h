@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/WindowServer.h"
+
 namespace nomara {
 
 /// Whether what is being typed may be a secret.
@@ -16,7 +18,8 @@ public:
 
     /// Seconds since the last keyboard or pointer event in the session; 0 where that can't be told.
     virtual double secondsSinceLastInput() = 0;
-    virtual SecureInput secureInput() = 0;
+    /// `windows`: what is on the screen now.
+    virtual SecureInput secureInput(const WindowList& windows) = 0;
 };
 
 } // namespace nomara

@@ -40,6 +40,8 @@ struct WindowInfo {
     friend bool operator==(const WindowInfo&, const WindowInfo&) = default;
 };
 
+using WindowList = std::vector<WindowInfo>; ///< the frontmost first
+
 /// Displays and windows. Callable from any thread; each call asks the server anew.
 /// After the connection is lost all answers are empty.
 class WindowServer {
@@ -49,7 +51,7 @@ public:
     /// Every active display; exactly one of them is the main one, unless there is none.
     virtual std::vector<Display> displays() = 0;
     /// Visible windows, the frontmost first; the desktop's own background is left out.
-    virtual std::vector<WindowInfo> onScreenWindows() = 0;
+    virtual WindowList onScreenWindows() = 0;
 };
 
 /// The main display, or an empty one with the id 0.

@@ -58,12 +58,6 @@ void DisplayCapturer::stop() {
 void DisplayCapturer::updateFilter(const DisplayStreamFilter& filter) {
     m_lastConfiguration.filter = filter;
     m_stream->setFilter(filter);
-    {
-        const std::lock_guard lock(m_lock);
-        forgetImage();
-        m_filteredFrom = m_clock.uptime();
-        if (m_expectedFilter == filter) m_expectedFilter.reset();
-    }
     m_stream->renew();
 }
 
@@ -111,20 +105,6 @@ void DisplayCapturer::dropLatest() {
     m_dirtyAccumulated = m_owedDirt = 0;
 }
 
-void DisplayCapturer::expectFilter(DisplayStreamFilter filter) {
-    const std::lock_guard lock(m_lock);
-    forgetImage();
-    m_expectedFilter = std::move(filter);
-}
-
-// What has changed in it counts for the next one. Under the lock.
-void DisplayCapturer::forgetImage() {
-    m_latest.reset();
-    m_latestAt = 0;
-    m_changed = false;
-    m_owedDirt += std::exchange(m_dirtyAccumulated, 0.0);
-}
-
 void DisplayCapturer::renew(double dirtyFraction) {
     {
         const std::lock_guard lock(m_lock);
@@ -164,10 +144,6 @@ void DisplayCapturer::keep(DisplaySample sample) {
     if (!sample.image || sample.image->width <= 0 || sample.image->height <= 0) return;
     const double fraction = dirtyFraction(sample);
     const std::lock_guard lock(m_lock);
-    if (m_expectedFilter || m_takenAt < m_filteredFrom) {
-        m_owedDirt += fraction;
-        return;
-    }
     if (m_hasWindowList)
         m_previousWindows = std::move(m_latestWindows);
     else

@@ -53,7 +53,7 @@ public:
     void start(DisplayStreamFilter filter, double streamInterval, std::string token, Started started);
     /// Waits; afterwards nothing is called any more.
     void stop();
-    /// Forgets the newest image and asks for another one, which this filter holds for.
+    /// Holds for every image that is taken after this has returned; asks for one.
     void updateFilter(const DisplayStreamFilter& filter);
     /// The stream goes on, slower or faster.
     void updateInterval(double streamInterval);
@@ -67,8 +67,6 @@ public:
     LatestImage takeLatest();
     /// Forgets the image and the marks.
     void dropLatest();
-    /// An update to this filter is about to come: no image is kept until then.
-    void expectFilter(DisplayStreamFilter filter);
     /// The image that was taken can't be used, as it is: asks for another one, which then counts as changed by so much
     /// at least.
     void renew(double dirtyFraction);
@@ -86,7 +84,6 @@ private:
     };
 
     void keep(DisplaySample sample);
-    void forgetImage();
     void streamEnded(const DisplayStreamError& error);
 
     const DisplayID m_displayID;
@@ -104,9 +101,7 @@ private:
     bool m_hasWindowList = false;
     double m_dirtyAccumulated = 0;
     bool m_changed = false;
-    double m_owedDirt = 0; ///< changed part of images that were of no use
-    std::optional<DisplayStreamFilter> m_expectedFilter;
-    double m_filteredFrom = 0;     ///< images taken earlier are of the filter before
+    double m_owedDirt = 0;         ///< changed part of images that were of no use
     std::deque<Dirt> m_recentDirt; // the last samples, the oldest first
     OnStop m_onStop;
     std::optional<DisplayStreamError> m_ended; // told to nobody yet

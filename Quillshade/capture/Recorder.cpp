@@ -26,7 +26,9 @@ Recorder::Recorder(Services services)
                      updateRunning();
                      post(&Events::userStopped);
                  },
-                 [this](bool permitted) { permissionChanged(permitted); }}) {}
+                 [this](bool permitted) { permissionChanged(permitted); },
+                 [this] { holdImages(ImageValidity::Hold::filter); },
+                 [this](double since) { releaseImages(ImageValidity::Hold::filter, since); }}) {}
 
 Recorder::~Recorder() {
     m_queue.sync([this] {
@@ -140,7 +142,7 @@ void Recorder::updateRunning() {
 void Recorder::forgetWhatWasSeen() {
     m_deduper.reset();
     m_states.clear();
-    m_imagesFrom = m_services.clock.uptime();
+    holdImages(ImageValidity::Hold::notClear);
     m_imagelessSince.reset();
 }
 

@@ -9,6 +9,7 @@
 #include "core/base/Clock.h"
 #include "core/base/Executor.h"
 #include "core/base/SerialQueue.h"
+#include "core/policy/ImageValidity.h"
 #include "core/records/Statistics.h"
 #include "core/text/LineDeduper.h"
 #include "platform/InputActivity.h"
@@ -117,7 +118,9 @@ private:
 
     // RecorderTick.cpp: what every look begins and ends with.
     void followDisplays(const Look& look);
-    void recordSkip(double now, const SkipReason& reason, bool dropImages);
+    void recordSkip(const SkipReason& reason, bool dropImages);
+    void holdImages(ImageValidity::Hold reason);
+    void releaseImages(ImageValidity::Hold reason, double now);
     void publishSkip(const SkipReason& reason);
     void noteLook(const Look& look, DisplayID display, LookResult result);
     void flushStats(bool force);
@@ -140,7 +143,6 @@ private:
     // RecorderImages.cpp: the images of the displays.
     void imageTick(const Look& look);
     bool isWithoutImages(const Look& look);
-    bool isStale(const DisplayState& state, double takenAt) const;
     void captureFrame(const Look& look, const Display& display, DisplayCapturer& capturer, bool isActive);
     void readImage(NewFrame& frame, const Image& image, const std::string& key);
     void holdBack(const Look& look, DisplayID display, DisplayCapturer& capturer, SkipReason::Kind reason);
@@ -165,8 +167,8 @@ private:
     bool m_holding = false;
     std::unique_ptr<SerialQueue::Timer> m_timer;
     std::map<DisplayID, DisplayState> m_states;
-    double m_imagesFrom = 0;         // none taken earlier is kept, whichever display it is of
-    double m_readingSecondsLeft = 0; // of the tick under way
+    std::map<DisplayID, ImageValidity> m_validity; // of every display that there is, with a stream or without
+    double m_readingSecondsLeft = 0;               // of the tick under way
     std::map<DisplayID, LastLook> m_lastLooks;
     std::set<DisplayID> m_knownDisplays;
     DisplayID m_activeDisplay = 0;

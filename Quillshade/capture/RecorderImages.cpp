@@ -31,15 +31,17 @@ std::optional<int> distance(std::optional<std::uint64_t> one, std::uint64_t othe
     return std::popcount(*one ^ other);
 }
 
-void noteContext(DisplayState& state, const std::string& key, double now) {
+// The window before this one isn't to be kept under this one's title.
+void noteContext(DisplayState& state, ImageValidity& validity, const std::string& key, double now) {
     if (state.capturedContext == key) {
+        if (state.pendingContext) validity.contextChanged(now);
         state.pendingContext.reset();
         state.contextChangedAt.reset();
     } else if (state.pendingContext != key) {
+        validity.contextChanged(now);
         state.pendingContext = key;
         state.contextChangedAt = now;
     }
-    if (state.privacySkipAt && !state.privacyClearAt && !state.isPageHeldBack) state.privacyClearAt = now;
 }
 
 std::string keyOf(DisplayID display) {
@@ -59,10 +61,11 @@ void Recorder::imageTick(const Look& look) {
         // Unplugged, or left a moment ago: its stream is about to end.
         if (display == look.displays.end() || (!isActive && !m_config.allDisplays)) continue;
         DisplayState& state = m_states[id];
+        ImageValidity& validity = m_validity[id];
         // On a display without the front window nothing but the windows in the image is asked about.
-        if (!isActive) state.isPageHeldBack = false;
-        noteContext(state, isActive ? look.contextKey : keyOf(id), look.now);
-        if (isActive && withoutImages) continue;
+        if (!isActive) validity.release(ImageValidity::Hold::page, look.now);
+        noteContext(state, validity, isActive ? look.contextKey : keyOf(id), look.now);
+        if ((isActive && withoutImages) || validity.isHeld(ImageValidity::Hold::filter)) continue;
         const auto [changed, dirty] = capturer->marks();
         const bool mediaLike =
             (isMedia && isActive) || (look.inputIdle > untouchedSeconds && capturer->looksLikeMotion(look.now));
@@ -95,12 +98,6 @@ bool Recorder::isWithoutImages(const Look& look) {
     return look.now - *m_imagelessSince >= imagelessSeconds;
 }
 
-// An image that may still show what must not be kept.
-bool Recorder::isStale(const DisplayState& state, double takenAt) const {
-    if (takenAt < m_imagesFrom) return true;
-    return state.privacySkipAt && (!state.privacyClearAt || takenAt <= *state.privacyClearAt);
-}
-
 // What is cheap and forbids the image comes before any pixel is touched, the hash before any text is stored, and the
 // encoder last.
 void Recorder::captureFrame(const Look& look, const Display& display, DisplayCapturer& capturer, bool isActive) {
@@ -111,15 +108,14 @@ void Recorder::captureFrame(const Look& look, const Display& display, DisplayCap
         return noteLook(look, display.id, LookResult::noImage);
     }
     DisplayState& state = m_states[display.id];
+    ImageValidity& validity = m_validity[display.id];
     FrontPage page;
-    if (isActive && (state.isPageHeldBack || !isStale(state, latest.latestAt))) {
+    if (isActive) {
         page = frontPage(look);
         if (page.stop != SkipReason::Kind::none) return holdBack(look, display.id, capturer, page.stop);
-        if (std::exchange(state.isPageHeldBack, false)) state.privacyClearAt = look.now;
+        validity.release(ImageValidity::Hold::page, look.now);
     }
-    // The window before this one isn't to be kept under this one's title.
-    const bool showsFormerWindow = state.contextChangedAt && latest.latestAt < *state.contextChangedAt;
-    if (showsFormerWindow || isStale(state, latest.latestAt)) {
+    if (!validity.allows(latest.latestAt)) {
         capturer.renew(latest.dirtyFraction);
         return noteLook(look, display.id, LookResult::staleImage);
     }
@@ -170,7 +166,7 @@ void Recorder::captureFrame(const Look& look, const Display& display, DisplayCap
     const auto id = saveFrame(frame);
     if (id && canReadNow && frame.ocrState == OCRState::queued) m_services.readSoon(*id, image);
     noteLook(look, display.id, !id ? LookResult::failed : hasPicture ? LookResult::stored : LookResult::storedText);
-    state = {look.now, hash, key, {}, {}, {}, {}, false};
+    state = {look.now, hash, key, {}, {}};
 }
 
 /// Adds what the image says; what can't be read in this tick's time stays for later, with the rest once more.
@@ -193,11 +189,8 @@ void Recorder::readImage(NewFrame& frame, const Image& image, const std::string&
 void Recorder::holdBack(const Look& look, DisplayID display, DisplayCapturer& capturer, SkipReason::Kind reason) {
     if (reason != SkipReason::Kind::none) publishSkip({reason, {}});
     capturer.dropLatest();
-    DisplayState& state = m_states[display];
-    state.lastCaptureAt = look.now;
-    state.privacySkipAt = look.now;
-    state.privacyClearAt.reset();
-    state.isPageHeldBack = true;
+    m_states[display].lastCaptureAt = look.now;
+    m_validity[display].hold(ImageValidity::Hold::page);
     m_pendingStats.framesSkipped += 1;
     noteLook(look, display, LookResult::heldBack);
 }

@@ -12,6 +12,7 @@ struct Recorder::Look {
     Date date;
     double inputIdle = 0;
     FrontmostApp app;
+    WindowList windows; ///< on the screen, read once, so that all decisions of a tick are about the same screen
     WindowSnapshot window;
     std::string contextKey;
     std::vector<Display> displays;

@@ -91,7 +91,7 @@ Recorder::FrontPage Recorder::frontBrowserPage(const Look& look) {
     // for nothing.
     if (look.window.element && !marker) {
         const AccessibleElement& element = *look.window.element;
-        const auto number = m_inspector.windowNumber(look.app.pid, look.window);
+        const auto number = m_inspector.windowNumber(look.app.pid, look.window, look.windows);
         const auto known =
             number ? m_browserPrivacy.known(*number, element, look.window.title, look.now) : std::nullopt;
         if (known) {
@@ -101,8 +101,10 @@ Recorder::FrontPage Recorder::frontBrowserPage(const Look& look) {
             const BrowserFacts facts = m_inspector.browserFacts(element, true);
             page.url = facts.url;
             if (facts.markerKnown) marker = facts.privateMarker;
-            // Windows may have changed places meanwhile.
-            if (number && m_inspector.windowNumber(look.app.pid, look.window) == number)
+            // Windows may have changed places while they were asked.
+            const auto numberNow =
+                number ? m_inspector.windowNumber(look.app.pid, look.window, m_inspector.onScreen()) : std::nullopt;
+            if (number && numberNow == number)
                 m_browserPrivacy.record(page.url, marker, *number, element, look.window.title, look.now);
         }
     }
@@ -135,7 +137,7 @@ bool Recorder::isStillShown(const Look& look, const FrontPage& page) {
     const auto url =
         page.isBrowser ? m_inspector.browserFacts(element, false).url : m_inspector.documentAddress(element);
     if (url != page.url) return false;
-    const WindowSnapshot now = m_inspector.snapshot(look.app.pid);
+    const WindowSnapshot now = m_inspector.snapshot(look.app.pid, look.windows);
     return now.element == look.window.element && now.title == look.window.title;
 }
 

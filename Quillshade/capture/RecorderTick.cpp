@@ -26,20 +26,22 @@ void Recorder::tick() {
     flushStats(false);
     m_services.segments.closeIdle(idleSegmentSeconds, look.date);
     const auto app = m_services.frontmost.current();
-    if (!app) return;
+    // Whatever has the keyboard then, nobody asks about it.
+    if (!app) return holdImages(ImageValidity::Hold::notClear);
     look.app = *app;
-    if (app->bundleID == m_services.ownBundleID) return recordSkip(look.now, {SkipReason::Kind::ownApp, {}}, false);
+    if (app->bundleID == m_services.ownBundleID) return recordSkip({SkipReason::Kind::ownApp, {}}, false);
     if (app->bundleID && m_config.excludedApps.contains(*app->bundleID))
-        return recordSkip(look.now, {SkipReason::Kind::excludedApp, app->name.value_or(*app->bundleID)}, true);
+        return recordSkip({SkipReason::Kind::excludedApp, app->name.value_or(*app->bundleID)}, true);
+    look.windows = m_services.windowServer.onScreenWindows();
     // Secure input that another program left on doesn't stop capture, as long as the focus can be seen to lie
     // elsewhere.
-    const SecureInput secure = m_services.input.secureInput();
+    const SecureInput secure = m_services.input.secureInput(look.windows);
     if (secure == SecureInput::certain ||
         (secure == SecureInput::possible && (!m_inspector.isTrusted() || m_inspector.focusIsSecure())))
-        return recordSkip(look.now, {SkipReason::Kind::secureInput, {}}, true);
-    look.window = m_inspector.snapshot(app->pid);
+        return recordSkip({SkipReason::Kind::secureInput, {}}, true);
+    look.window = m_inspector.snapshot(app->pid, look.windows);
     if (m_config.skipPrivateWindows && PrivacyRules::isPrivateTitle(look.window.title))
-        return recordSkip(look.now, {SkipReason::Kind::privateWindow, {}}, true);
+        return recordSkip({SkipReason::Kind::privateWindow, {}}, true);
     look.contextKey = contextKey(app->bundleID, look.window.title);
     look.displays = m_services.windowServer.displays();
     look.display =
@@ -59,26 +61,35 @@ void Recorder::followDisplays(const Look& look) {
     std::set<DisplayID> ids;
     for (const Display& display : look.displays)
         ids.insert(display.id);
+    std::erase_if(m_validity, [&](const auto& entry) { return !ids.contains(entry.first); });
+    // Also of those whose stream is only just starting.
+    for (const DisplayID id : ids)
+        m_validity[id].release(ImageValidity::Hold::notClear, look.now);
     const bool displaysChanged = std::exchange(m_knownDisplays, ids) != ids;
     const bool activeChanged = std::exchange(m_activeDisplay, look.display.id) != look.display.id;
     if (activeChanged) m_imagelessSince.reset();
     if (m_config.allDisplays ? displaysChanged : activeChanged) m_streams.reconcile(false, false);
 }
 
-void Recorder::recordSkip(double now, const SkipReason& reason, bool dropImages) {
+void Recorder::recordSkip(const SkipReason& reason, bool dropImages) {
     publishSkip(reason);
-    // A stream that is only just starting may have an image by now.
-    if (dropImages) m_imagesFrom = now;
+    if (dropImages) holdImages(ImageValidity::Hold::notClear);
     for (const auto& [display, capturer] : m_streams.capturers()) {
-        if (!dropImages) {
+        if (dropImages)
+            capturer->dropLatest();
+        else
             capturer->clearMarks();
-            continue;
-        }
-        capturer->dropLatest();
-        DisplayState& state = m_states[display];
-        state.privacySkipAt = now;
-        state.privacyClearAt.reset();
     }
+}
+
+void Recorder::holdImages(ImageValidity::Hold reason) {
+    for (auto& [display, validity] : m_validity)
+        validity.hold(reason);
+}
+
+void Recorder::releaseImages(ImageValidity::Hold reason, double now) {
+    for (auto& [display, validity] : m_validity)
+        validity.release(reason, now);
 }
 
 void Recorder::noteLook(const Look& look, DisplayID display, LookResult result) {

@@ -42,11 +42,6 @@ struct DisplayState {
     std::optional<std::string> capturedContext; ///< context key of the last stored frame
     std::optional<std::string> pendingContext;  ///< a new context key that waits for the screen to settle
     std::optional<double> contextChangedAt;
-    std::optional<double> privacySkipAt;
-    std::optional<double> privacyClearAt;
-    /// The skip was for the page in front, which is asked about only where an image passes the gate: until a page has
-    /// proved harmless, the reason isn't known to be gone.
-    bool isPageHeldBack = false;
 };
 
 /// What came of a look at a display that was worth more than a glance.

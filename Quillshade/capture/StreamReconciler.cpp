@@ -40,11 +40,12 @@ StreamReconciler::~StreamReconciler() {
 void StreamReconciler::reconcile(bool filterUpdate, bool restart) {
     m_services.queue.assertCurrent();
     const Wishes wishes = m_events.wishes();
-    if (wishes.displays.empty()) return stopAll();
     // At once: the operation may have to wait, and what is excluded from now on must not.
-    if (filterUpdate)
-        for (const auto& [display, capturer] : m_capturers)
-            capturer->expectFilter(wishes.filter);
+    if (filterUpdate) {
+        ++m_filterVersion;
+        m_events.filterWanted();
+    }
+    if (wishes.displays.empty()) return stopAll();
     if (m_isBusy) {
         m_pendingReconcile = true;
         m_pendingFilterUpdate = m_pendingFilterUpdate || filterUpdate;
@@ -87,7 +88,7 @@ void StreamReconciler::runTask(const std::vector<std::shared_ptr<DisplayCapturer
                                const std::vector<DisplayID>& toStart,
                                const std::vector<std::shared_ptr<DisplayCapturer>>& staying, const Wishes& wishes,
                                bool filterUpdate) {
-    m_tasks.async([=, this] {
+    m_tasks.async([=, this, version = m_filterVersion] {
         for (const auto& capturer : toStop) {
             m_tokens[capturer->displayID()] = capturer->token();
             capturer->stop();
@@ -95,7 +96,7 @@ void StreamReconciler::runTask(const std::vector<std::shared_ptr<DisplayCapturer
         if (filterUpdate)
             for (const auto& capturer : staying)
                 capturer->updateFilter(wishes.filter);
-        Outcome outcome;
+        Outcome outcome{{}, std::nullopt, version, m_services.clock.uptime()};
         for (const DisplayID display : toStart) {
             if (m_isEnding) return;
             auto capturer = std::make_shared<DisplayCapturer>(display, m_services.streams.make(), m_services.clock,
@@ -127,6 +128,7 @@ std::optional<DisplayStreamError> StreamReconciler::start(DisplayCapturer& captu
 
 void StreamReconciler::taskEnded(Outcome outcome) {
     m_isBusy = false;
+    if (outcome.filterVersion == m_filterVersion) m_events.filterInForce(outcome.filteredSince);
     if (!outcome.error && !outcome.started.empty()) {
         m_retryDelay = firstRetrySeconds;
         m_trouble.clear();

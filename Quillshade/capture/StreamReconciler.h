@@ -29,6 +29,10 @@ public:
         std::function<void(DisplayID)> streamGone;   ///< its segment is to be closed
         std::function<void()> userEnded;             ///< in the system's own control: the user wants a pause
         std::function<void(bool)> permissionChanged; ///< false: images may not be taken; true: they may again
+        /// Something else is to be left out of the images from now on: no stream does that yet.
+        std::function<void()> filterWanted = [] {};
+        /// All streams leave it out of what they take after that moment, in monotonic seconds.
+        std::function<void(double)> filterInForce = [](double) {};
     };
     using StartTimer = std::function<std::unique_ptr<SerialQueue::Timer>(
         SerialQueue& queue, double firstSeconds, double intervalSeconds, double leewaySeconds, SerialQueue::Work work)>;
@@ -66,6 +70,8 @@ private:
     struct Outcome {
         std::vector<std::shared_ptr<DisplayCapturer>> started;
         std::optional<DisplayStreamError> error;
+        int filterVersion = 0;
+        double filteredSince = 0; ///< when the last stream that goes on had the filter of that version
     };
 
     void runTask(const std::vector<std::shared_ptr<DisplayCapturer>>& toStop, const std::vector<DisplayID>& toStart,
@@ -87,6 +93,7 @@ private:
     std::map<DisplayID, std::string> m_tokens; // used by tasks alone
     bool m_isBusy = false;
     bool m_pendingReconcile = false, m_pendingFilterUpdate = false, m_pendingRestart = false;
+    int m_filterVersion = 0; // of the filter that is wanted
     double m_retryDelay = 0;
     std::string m_trouble;
     std::unique_ptr<SerialQueue::Timer> m_retryTimer;

@@ -13,6 +13,21 @@ namespace {
 // Smaller windows are tips and helpers without a life of their own.
 constexpr double smallestWidth = 80, smallestHeight = 60;
 
+WindowList ofProcess(WindowList windows, ProcessID pid) {
+    std::erase_if(windows, [pid](const WindowInfo& window) { return window.pid != pid; });
+    return windows;
+}
+
+/// What the window server knows of a process's foremost window.
+WindowSnapshot withoutElement(ProcessID pid, const WindowList& windows) {
+    for (const WindowInfo& window : windows) {
+        if (window.pid != pid || window.layer != 0) continue;
+        if (window.bounds && (window.bounds->width < smallestWidth || window.bounds->height < smallestHeight)) continue;
+        return {window.title, window.bounds, std::nullopt};
+    }
+    return {};
+}
+
 } // namespace
 
 WindowInspector::WindowInspector(Accessibility& accessibility, WindowServer& windowServer)
@@ -26,13 +41,13 @@ bool WindowInspector::focusIsSecure() {
     return m_accessibility.isTrusted() && m_accessibility.focusIsSecure();
 }
 
-WindowSnapshot WindowInspector::snapshot(ProcessID pid) {
-    if (!m_accessibility.isTrusted()) return fromWindowServer(pid);
+WindowSnapshot WindowInspector::snapshot(ProcessID pid, const WindowList& windows) {
+    if (!m_accessibility.isTrusted()) return withoutElement(pid, windows);
     const auto window = m_accessibility.frontWindow(pid);
-    if (!window) return fromWindowServer(pid);
+    if (!window) return withoutElement(pid, windows);
     WindowSnapshot snapshot{window->title, window->frame, window->element};
     if (snapshot.title && snapshot.frame) return snapshot;
-    const WindowSnapshot known = fromWindowServer(pid);
+    const WindowSnapshot known = withoutElement(pid, windows);
     if (!snapshot.title) snapshot.title = known.title;
     if (!snapshot.frame) snapshot.frame = known.frame;
     return snapshot;
@@ -60,10 +75,11 @@ std::vector<InspectedWindow> WindowInspector::windows(ProcessID pid) {
     return answer;
 }
 
-std::optional<std::uint32_t> WindowInspector::windowNumber(ProcessID pid, const WindowSnapshot& snapshot) {
+std::optional<std::uint32_t> WindowInspector::windowNumber(ProcessID pid, const WindowSnapshot& snapshot,
+                                                           const WindowList& windows) {
     if (!snapshot.element) return std::nullopt;
     const AccessibleWindow accessible{*snapshot.element, snapshot.title, snapshot.frame, false};
-    const auto numbers = WindowMatcher::match({accessible}, onScreen(pid)).front();
+    const auto numbers = WindowMatcher::match({accessible}, ofProcess(windows, pid)).front();
     return numbers.size() == 1 ? std::optional(numbers.front()) : std::nullopt;
 }
 
@@ -82,19 +98,8 @@ WindowText WindowInspector::text(const AccessibleElement& element, const std::op
     return m_accessibility.text(element, frame, limits);
 }
 
-std::vector<WindowInfo> WindowInspector::onScreen(ProcessID pid) {
-    auto windows = m_windowServer.onScreenWindows();
-    std::erase_if(windows, [pid](const WindowInfo& window) { return window.pid != pid; });
-    return windows;
-}
-
-WindowSnapshot WindowInspector::fromWindowServer(ProcessID pid) {
-    for (const WindowInfo& window : m_windowServer.onScreenWindows()) {
-        if (window.pid != pid || window.layer != 0) continue;
-        if (window.bounds && (window.bounds->width < smallestWidth || window.bounds->height < smallestHeight)) continue;
-        return {window.title, window.bounds, std::nullopt};
-    }
-    return {};
+WindowList WindowInspector::onScreen(ProcessID pid) {
+    return ofProcess(onScreen(), pid);
 }
 
 } // namespace nomara

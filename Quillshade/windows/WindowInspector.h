@@ -36,18 +36,20 @@ public:
 
     bool isTrusted();
     bool focusIsSecure();
-    WindowSnapshot snapshot(ProcessID pid);
+    /// `windows`: what is on the screen.
+    WindowSnapshot snapshot(ProcessID pid, const WindowList& windows);
     std::vector<InspectedWindow> windows(ProcessID pid);
-    /// The window server's number of the window in a snapshot of this process; absent where it isn't certain.
-    std::optional<std::uint32_t> windowNumber(ProcessID pid, const WindowSnapshot& snapshot);
+    /// Which of these windows a snapshot of this process shows; absent where it isn't certain.
+    std::optional<std::uint32_t> windowNumber(ProcessID pid, const WindowSnapshot& snapshot, const WindowList& windows);
+    /// What is on the screen at this moment.
+    WindowList onScreen() { return m_windowServer.onScreenWindows(); }
     BrowserFacts browserFacts(const AccessibleElement& element, bool deep);
     /// The address of the document in a window; absent when only white space would be left.
     std::optional<std::string> documentAddress(const AccessibleElement& element);
     WindowText text(const AccessibleElement& element, const std::optional<Rect>& frame, const TextLimits& limits);
 
 private:
-    std::vector<WindowInfo> onScreen(ProcessID pid);
-    WindowSnapshot fromWindowServer(ProcessID pid);
+    WindowList onScreen(ProcessID pid);
 
     Accessibility& m_accessibility;
     WindowServer& m_windowServer;

@@ -10,7 +10,7 @@ namespace nomara {
 class FakeInputActivity final : public InputActivity {
 public:
     double secondsSinceLastInput() override { return m_idleSeconds; }
-    SecureInput secureInput() override { return m_secure; }
+    SecureInput secureInput(const WindowList& /*windows*/) override { return m_secure; }
 
     void setSecondsSinceLastInput(double seconds) { m_idleSeconds = seconds; }
     void setSecureInput(SecureInput secure) { m_secure = secure; }

@@ -2,6 +2,7 @@
 
 #include "platform/WindowServer.h"
 
+#include <atomic>
 #include <mutex>
 #include <utility>
 
@@ -17,10 +18,12 @@ public:
         const std::lock_guard lock(m_mutex);
         return m_displays;
     }
-    std::vector<WindowInfo> onScreenWindows() override {
+    WindowList onScreenWindows() override {
         const std::lock_guard lock(m_mutex);
+        ++m_readings;
         return m_windows;
     }
+    int readings() const { return m_readings; } ///< of the window list so far
 
     void setDisplays(std::vector<Display> displays) {
         const std::lock_guard lock(m_mutex);
@@ -33,7 +36,8 @@ public:
     }
 
 private:
-    std::mutex m_mutex; // guards both fields
+    std::atomic<int> m_readings = 0;
+    std::mutex m_mutex; // guards both fields below it
     std::vector<Display> m_displays;
     std::vector<WindowInfo> m_windows;
 };

@@ -96,9 +96,9 @@ struct RecorderHarness {
     std::vector<SkipReason> skips;
     std::vector<FrameSummary> saved;
     std::vector<CapturePolicy> policies;
-    std::vector<RowID> readSoon; ///< frames whose images were handed on to be read
+    std::vector<std::pair<RowID, Image>> readSoon; ///< frames whose images were handed on to be read
     Recorder recorder{{hub, accessibility, windowServer, input, streams, segments, ocr,
-                       [this](RowID id, const Image&) { readSoon.push_back(id); }, tracker, clock,
+                       [this](RowID id, const Image& image) { readSoon.emplace_back(id, image); }, tracker, clock,
                        mainThread.executor(), [this](const WindowOwner& owner) { return identities[owner.pid]; },
                        "com.brindlewick.Quillshade",
                        [this](SerialQueue&, double first, double interval, double leeway, const SerialQueue::Work&) {
@@ -133,6 +133,11 @@ struct RecorderHarness {
         clock.advance(afterSeconds);
         recorder.queue().sync([this] { recorder.tick(); });
         mainThread.drain();
+    }
+    /// An image that is taken a moment after everything that happened before.
+    bool deliverImage(DisplayID display, DisplaySample sample, double age = 0) {
+        clock.advance(1e-3);
+        return streams.deliver(display, std::move(sample), age);
     }
     void show(const FrontmostApp& app, const std::string& title, const std::string& text) {
         accessibility.setWindows(app.pid, {{title, Rect{0, 0, 800, 600}, text, std::nullopt}});

@@ -30,7 +30,7 @@ struct ImagesFromBefore : RecorderHarness, testing::Test {
         ASSERT_TRUE(awaitStreams({1}));
         tick();
     }
-    void deliver(std::uint8_t shade) { ASSERT_TRUE(streams.deliver(1, {grey(shade), std::nullopt})); }
+    void deliver(std::uint8_t shade) { ASSERT_TRUE(deliverImage(1, {grey(shade), std::nullopt})); }
     /// Ticks until it is certain that the image which is there isn't stored, and then gets a later one.
     void expectOnlyLaterImages() {
         for (int i = 0; i < 5; ++i)
@@ -123,6 +123,53 @@ TEST_F(ImagesFromBefore, APasswordTypedWhileTheStreamStartsStaysUnseen) {
     ASSERT_TRUE(awaitStreams({1}));
     input.setSecureInput(SecureInput::off);
     expectOnlyLaterImages();
+}
+
+// The last tick that saw the dialog came before the image, the next one after the dialog had gone.
+TEST_F(ImagesFromBefore, APasswordDialogThatEndsAfterTheImageStaysUnseenThoughTheStreamWasOnlyStarting) {
+    streams.setStartsWait(true);
+    show(editor, "Notes", std::string(300, 'x'));
+    recordImages(config);
+    for (int i = 0; i < 12'000 && streams.takeLog().empty(); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    input.setSecureInput(SecureInput::certain);
+    tick(1);
+    clock.advance(0.3);
+    ASSERT_TRUE(streams.finishStart(1));
+    deliver(secret);
+    ASSERT_TRUE(awaitStreams({1}));
+    clock.advance(0.3);
+    input.setSecureInput(SecureInput::off);
+    expectOnlyLaterImages();
+}
+
+TEST_F(ImagesFromBefore, WhateverWasThereWhileNoProgramWasInFrontStaysUnseen) {
+    start();
+    applications.activate(std::nullopt);
+    mainThread.drain();
+    tick(1);
+    clock.advance(0.5);
+    deliver(secret);
+    clock.advance(0.1);
+    show(editor, "Notes", std::string(300, 'x'));
+    streams.takeLog();
+    expectOnlyLaterImages();
+}
+
+TEST_F(ImagesFromBefore, AnotherWindowForAMomentIsNotKeptUnderThisOnesTitle) {
+    start();
+    deliver(harmless);
+    for (int i = 0; i < 2; ++i)
+        tick(1);
+    ASSERT_EQ(storedFrames().size(), 1U);
+    show(viewer, "Report", std::string(300, 'y'));
+    tick(0.2);
+    deliver(secret);
+    show(editor, "Notes", std::string(300, 'x'));
+    streams.takeLog();
+    for (int i = 0; i < 5; ++i)
+        tick(1);
+    EXPECT_EQ(storedFrames().size(), 1U);
 }
 
 TEST_F(ImagesFromBefore, AStreamHasItsTimeToStartAfterEveryPause) {

@@ -44,7 +44,7 @@ struct ImageHarness : RecorderHarness {
     void deliver(const Image& image, double dirty, DisplayID display = 1, double age = 0) {
         std::vector<Rect> rects;
         if (dirty > 0) rects.push_back({0, 0, dirty * image->width, double(image->height)});
-        ASSERT_TRUE(streams.deliver(display, {image, rects}, age));
+        ASSERT_TRUE(deliverImage(display, {image, rects}, age));
     }
     LookResult lastLook(DisplayID display = 1) {
         for (const auto& each : report().displays)
@@ -434,6 +434,57 @@ TEST(RecorderImages, APrivateWindowBesideIsPaintedOverOnceItStoodStill) {
     EXPECT_EQ(h.storedFrames().size(), 2U);
 }
 
+TEST(RecorderImages, WhatIsPaintedOverIsHiddenFromReadingToo) {
+    const auto isHidden = [](const Image& image) {
+        for (int y = 0; y < image->height; ++y)
+            for (int x = 96; x < image->width; ++x)
+                if (image->row(y)[std::ptrdiff_t{4} * x] != image->row(0)[std::ptrdiff_t{4} * 96]) return false;
+        return true;
+    };
+    for (const bool isReadLater : {false, true}) {
+        BrowserImages h;
+        h.showPrivateWindow({960, 0, 960, 1080});
+        h.show(editor, "Notes", ""); // so that the picture is read
+        if (isReadLater) h.recognizer.setReading([](const TextRequest&) { return TextResult{{}, false}; });
+        h.recordImages();
+        ASSERT_TRUE(h.awaitStreams({1}));
+        h.tick();
+        for (int i = 0; i < 2; ++i) {
+            h.deliver(picture(1), 1);
+            h.tick(1);
+        }
+        ASSERT_EQ(h.storedFrames().size(), 1U);
+        ASSERT_FALSE(isHidden(picture(1)));
+        ASSERT_EQ(h.recognizer.requests().size(), 1U);
+        EXPECT_TRUE(isHidden(h.recognizer.requests()[0].image));
+        ASSERT_EQ(h.readSoon.size(), isReadLater ? 1U : 0U);
+        for (const auto& [id, image] : h.readSoon)
+            EXPECT_TRUE(isHidden(image));
+    }
+}
+
+TEST(RecorderImages, AllDecisionsOfATickAreAboutOneListOfWindows) {
+    BrowserImages h;
+    const Rect frame{0, 0, 800, 600};
+    h.identities[chromium.pid] = {"org.chromium.Chromium", "Chromium", "", true};
+    h.accessibility.setWindows(chromium.pid, {h.accessible("Page", frame, false)});
+    h.windowServer.setWindows({h.onScreen(5, chromium.pid, "Page", frame)});
+    h.applications.activate(chromium);
+    h.mainThread.drain();
+    h.recordImages();
+    ASSERT_TRUE(h.awaitStreams({1}));
+    h.tick();
+    h.input.setSecondsSinceLastInput(5);
+    // The first one asks the browser, and looks whether its windows stayed where they were meanwhile.
+    for (unsigned i = 1; i <= 3; ++i) {
+        h.deliver(picture(i), 1);
+        const int before = h.windowServer.readings();
+        h.tick(3);
+        ASSERT_EQ(h.storedFrames().size(), i);
+        EXPECT_TRUE(i == 1 || h.windowServer.readings() == before + 1);
+    }
+}
+
 TEST(RecorderImages, AFrontWindowThatIsPrivateCostsTheImage) {
     BrowserImages h;
     const Rect frame{0, 0, 800, 600};
@@ -513,7 +564,13 @@ TEST(RecorderLifecycle, StreamsAndSegmentsFollowTheWishes) {
         for (auto& what : h.streams.takeLog())
             log.push_back(std::move(what));
     }
-    ASSERT_EQ(store(2, 2), 1U);
+    // The recorder hears a moment later that the stream has its new filter.
+    std::size_t stored = 0;
+    for (int i = 0; i < 12'000 && stored == 0; ++i) {
+        stored = store(2, 2);
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    ASSERT_EQ(stored, 1U);
     const auto first = h.report().openSegments;
     h.config.imageQuality = ImageQuality::sharp;
     h.recorder.setConfig(h.config);

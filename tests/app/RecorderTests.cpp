@@ -186,12 +186,12 @@ TEST(Recorder, FillsWhatAccessibilityLeavesOpen) {
     WindowInspector inspector(accessibility, windowServer);
     windowServer.setWindows({{1, 10, "X title", std::nullopt, 0, 1}, {2, 10, "other", Rect{0, 0, 300, 300}, 0, 1}});
     accessibility.setWindows(10, {{std::nullopt, Rect{1, 2, 3, 4}, "", "  \n"}});
-    const WindowSnapshot snapshot = inspector.snapshot(10);
+    const WindowSnapshot snapshot = inspector.snapshot(10, inspector.onScreen());
     EXPECT_EQ(snapshot.title, "X title") << "bounds that can't be read don't disqualify a window";
     EXPECT_EQ(snapshot.frame, (Rect{1, 2, 3, 4}));
     ASSERT_TRUE(snapshot.element);
     EXPECT_FALSE(inspector.documentAddress(*snapshot.element));
-    EXPECT_EQ(inspector.snapshot(12), WindowSnapshot());
+    EXPECT_EQ(inspector.snapshot(12, inspector.onScreen()), WindowSnapshot());
 }
 
 TEST(Recorder, RunsExactlyWhileNothingBlocksIt) {

@@ -25,7 +25,7 @@ struct TroubleHarness : RecorderHarness {
     FrameRecord see() {
         ++number;
         accessibility.setText(editor.pid, "line " + std::to_string(number));
-        EXPECT_TRUE(streams.deliver(1, {picture(number), std::vector<Rect>{{0, 0, 64, 36}}}));
+        EXPECT_TRUE(deliverImage(1, {picture(number), std::vector<Rect>{{0, 0, 64, 36}}}));
         tick(20);
         const auto frames = storedFrames();
         EXPECT_EQ(frames.size(), static_cast<std::size_t>(number));

@@ -25,9 +25,10 @@ double X11InputActivity::secondsSinceLastInput() {
     return info->ms_since_user_input / 1000.0;
 }
 
-SecureInput X11InputActivity::secureInput() {
+SecureInput X11InputActivity::secureInput(const WindowList& windows) {
     const auto& [mayBeSecure, isPasswordPrompter] = m_questions;
-    if (isPasswordPrompter && isPasswordAskedFor(*m_connection, isPasswordPrompter)) return SecureInput::certain;
+    if (isPasswordPrompter && isPasswordAskedFor(*m_connection, windows, isPasswordPrompter))
+        return SecureInput::certain;
     return mayBeSecure && mayBeSecure() ? SecureInput::possible : SecureInput::off;
 }
 

@@ -31,7 +31,7 @@ public:
 
     double secondsSinceLastInput() override;
     /// Certain also after the connection is lost.
-    SecureInput secureInput() override;
+    SecureInput secureInput(const WindowList& windows) override;
 
 private:
     const Questions m_questions;

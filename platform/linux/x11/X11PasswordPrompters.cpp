@@ -2,7 +2,6 @@
 
 #include "core/text/Graphemes.h"
 #include "platform/linux/x11/X11Connection.h"
-#include "platform/linux/x11/X11WindowList.h"
 
 #include <algorithm>
 #include <vector>
@@ -53,9 +52,9 @@ std::vector<Ancestor> ancestorsOf(const X11Connection& connection, xcb_window_t 
 
 } // namespace
 
-bool isPasswordAskedFor(X11Connection& connection, const std::function<bool(const WindowOwner&)>& isPrompter) {
+bool isPasswordAskedFor(X11Connection& connection, const WindowList& windows,
+                        const std::function<bool(const WindowOwner&)>& isPrompter) {
     const auto focusCookie = xcb_get_input_focus(connection.get());
-    const auto windows = readX11Windows(connection);
     const X11Reply<xcb_get_input_focus_reply_t> focus(
         xcb_get_input_focus_reply(connection.get(), focusCookie, nullptr));
     if (!connection.isAlive() || !focus) return true;

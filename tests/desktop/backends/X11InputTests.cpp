@@ -15,9 +15,9 @@ TEST_F(X11, MeasuresIdleTime) {
         outputOf({"xdotool", "mousemove_relative", "--", "3", "3", "mousemove_relative", "--", "-3", "-3"});
         return activity.secondsSinceLastInput() < 0.4;
     }));
-    EXPECT_EQ(activity.secureInput(), SecureInput::off);
+    EXPECT_EQ(activity.secureInput(server.onScreenWindows()), SecureInput::off);
     mayBeSecure = true;
-    EXPECT_EQ(activity.secureInput(), SecureInput::possible);
+    EXPECT_EQ(activity.secureInput(server.onScreenWindows()), SecureInput::possible);
 }
 
 namespace {
@@ -25,7 +25,7 @@ namespace {
 class X11PasswordPrompters : public X11 {
 protected:
     bool becomes(SecureInput expected) {
-        return waitUntil([&] { return activity.secureInput() == expected; });
+        return waitUntil([&] { return activity.secureInput(server.onScreenWindows()) == expected; });
     }
 
     ApplicationIdentifier identifier;
@@ -48,13 +48,14 @@ TEST_F(X11PasswordPrompters, AreNoticedWhileTheyAreOnTheScreen) {
             const DesktopProgram prompter(command, {}, DesktopProgram::Streams::piped);
             if (command[0].starts_with("pinentry")) {
                 EXPECT_TRUE(prompter.readLine().starts_with("OK")) << command[0];
-                EXPECT_EQ(activity.secureInput(), SecureInput::off) << command[0] << " has no window yet";
+                EXPECT_EQ(activity.secureInput(server.onScreenWindows()), SecureInput::off)
+                    << command[0] << " has no window yet";
                 prompter.writeLine("GETPIN");
             }
             EXPECT_TRUE(becomes(SecureInput::certain)) << command[0];
             // The window manager gives the keyboard to whom the user clicks on; it is on the screen all the same.
             outputOf({"wmctrl", "-a", "beside"});
-            EXPECT_EQ(activity.secureInput(), SecureInput::certain) << command[0];
+            EXPECT_EQ(activity.secureInput(server.onScreenWindows()), SecureInput::certain) << command[0];
         }
         EXPECT_TRUE(becomes(SecureInput::off)) << command[0] << " has gone";
     }
@@ -67,7 +68,7 @@ TEST_F(X11PasswordPrompters, AreGuessedWhereAWindowTakesTheKeyboardPastTheWindow
     ASSERT_TRUE(waitUntil([&] { return find(server.onScreenWindows(), plain.number()).has_value(); }));
     menu.show();
     EXPECT_TRUE(waitUntil([&] { return find(server.onScreenWindows(), menu.number()).has_value(); }));
-    EXPECT_EQ(activity.secureInput(), SecureInput::off) << "a menu leaves the keyboard alone";
+    EXPECT_EQ(activity.secureInput(server.onScreenWindows()), SecureInput::off) << "a menu leaves the keyboard alone";
     locker.show();
     ASSERT_TRUE(waitUntil([&] { return find(server.onScreenWindows(), locker.number()).has_value(); }));
     locker.takeFocus();
@@ -79,13 +80,14 @@ TEST_F(X11PasswordPrompters, AreGuessedWhereAWindowTakesTheKeyboardPastTheWindow
 TEST(X11PasswordPrompter, IsKnownByItsClassWhereItsProcessIsNot) {
     const OwnServer unaware({"-extension", "X-Resource"});
     const auto isPrompter = [](const WindowOwner& owner) { return owner.pid == 0 && owner.className == "Asks"; };
+    X11WindowServer server({}, unaware.display());
     X11InputActivity activity({.isPasswordPrompter = isPrompter}, {}, unaware.display());
     const Connection client(xcb_connect(unaware.display().c_str(), nullptr));
     const RawWindow window({10, 10, 100, 100}, false, client.get());
-    EXPECT_EQ(activity.secureInput(), SecureInput::off);
+    EXPECT_EQ(activity.secureInput(server.onScreenWindows()), SecureInput::off);
     window.setClass("asks", "Asks");
     window.show();
-    EXPECT_TRUE(waitUntil([&] { return activity.secureInput() == SecureInput::certain; }));
+    EXPECT_TRUE(waitUntil([&] { return activity.secureInput(server.onScreenWindows()) == SecureInput::certain; }));
 }
 
 } // namespace nomara

@@ -97,7 +97,7 @@ TEST(X11ConnectionLoss, EmptiesAnswersAndIsToldOnce) {
     X11WindowServer server([&] { ++serverLost; }, own.display());
     X11InputActivity activity(
         {.isPasswordPrompter = [](const WindowOwner&) { return false; }}, [&] { ++activityLost; }, own.display());
-    EXPECT_EQ(activity.secureInput(), SecureInput::off);
+    EXPECT_EQ(activity.secureInput(server.onScreenWindows()), SecureInput::off);
     X11RunningApplications applications(
         {}, [&] { ++applicationsLost; }, own.display());
     std::atomic<int> activations = 0;
@@ -116,7 +116,8 @@ TEST(X11ConnectionLoss, EmptiesAnswersAndIsToldOnce) {
         EXPECT_TRUE(server.displays().empty());
         EXPECT_TRUE(server.onScreenWindows().empty());
         EXPECT_EQ(activity.secondsSinceLastInput(), 0);
-        EXPECT_EQ(activity.secureInput(), SecureInput::certain) << "what can't be seen can't be ruled out";
+        EXPECT_EQ(activity.secureInput(server.onScreenWindows()), SecureInput::certain)
+            << "what can't be seen can't be ruled out";
         EXPECT_EQ(applications.frontmost(), std::nullopt);
     }
     EXPECT_EQ(serverLost, 1);
