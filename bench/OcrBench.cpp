@@ -11,6 +11,7 @@
 #include "platform/linux/tesseract/LanguageData.h"
 #include "platform/linux/tesseract/TesseractRecognizer.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>

@@ -4,6 +4,7 @@
 #include "quillshadectl/Fault.h"
 #include "quillshadectl/TimePoint.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <map>

@@ -8,6 +8,7 @@
 #include "tests/support/ScreenPictures.h"
 #include "tests/support/TemporaryData.h"
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <map>

@@ -6,6 +6,7 @@
 #include <QCoreApplication>
 #include <QCoroFuture>
 #include <QCoroTask>
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <ctime>

@@ -2,6 +2,7 @@
 #include "core/reading/LineSegmenter.h"
 #include "tests/support/ScreenPictures.h"
 
+#include <algorithm>
 #include <functional>
 #include <random>
 

@@ -3,6 +3,7 @@
 #include "core/privacy/LinuxPrivateWindows.h"
 #include "core/privacy/PrivacyRules.h"
 
+#include <algorithm>
 #include <set>
 
 #include <gtest/gtest.h>

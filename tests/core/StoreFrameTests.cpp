@@ -1,6 +1,7 @@
 #include "core/store/Schema.h"
 #include "tests/core/StoreTest.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <ctime>
 

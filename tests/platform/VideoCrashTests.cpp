@@ -1,5 +1,6 @@
 #include "tests/platform/VideoTest.h"
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <random>

@@ -86,7 +86,7 @@ int MediaFile::readPacket(void* file, std::uint8_t* bytes, int count) {
     return static_cast<int>(got);
 }
 
-int MediaFile::writePacket(void* file, std::uint8_t* bytes, int count) {
+int MediaFile::writePacket(void* file, WrittenByte* bytes, int count) {
     auto* const self = static_cast<MediaFile*>(file);
     for (int written = 0; written < count;) {
         const ssize_t put =

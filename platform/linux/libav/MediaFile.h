@@ -33,8 +33,15 @@ public:
     bool isLinked() const;
 
 private:
+// From version 61 on libavformat promises not to change what it hands over to be written.
+#if LIBAVFORMAT_VERSION_MAJOR >= 61
+    using WrittenByte = const std::uint8_t;
+#else
+    using WrittenByte = std::uint8_t;
+#endif
+
     static int readPacket(void* file, std::uint8_t* bytes, int count);
-    static int writePacket(void* file, std::uint8_t* bytes, int count);
+    static int writePacket(void* file, WrittenByte* bytes, int count);
     static std::int64_t seek(void* file, std::int64_t offset, int whence);
 
     int m_descriptor = -1;

@@ -1,5 +1,6 @@
 #include "tests/desktop/backends/AtspiTest.h"
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
