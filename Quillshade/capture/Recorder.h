@@ -122,6 +122,7 @@ private:
     void holdImages(ImageValidity::Hold reason);
     void releaseImages(ImageValidity::Hold reason, double now);
     void publishSkip(const SkipReason& reason);
+    void publishPage(const Look& look, SkipReason::Kind stop);
     void noteLook(const Look& look, DisplayID display, LookResult result);
     void flushStats(bool force);
     std::optional<RowID> saveFrame(const NewFrame& frame);
@@ -175,6 +176,7 @@ private:
     StatsDelta m_pendingStats;
     double m_lastFlush = 0;
     SkipReason m_lastSkip;
+    std::optional<std::string> m_stoppedContext; // whose page was last found not to be recorded; a tick may not ask
     std::optional<RecorderStatus> m_lastStatus;
     std::optional<CaptureReport::Picture> m_lastPicture;
     std::optional<double> m_imagelessSince; // of the active display

@@ -114,6 +114,7 @@ void Recorder::captureFrame(const Look& look, const Display& display, DisplayCap
         page = frontPage(look);
         if (page.stop != SkipReason::Kind::none) return holdBack(look, display.id, capturer, page.stop);
         validity.release(ImageValidity::Hold::page, look.now);
+        publishPage(look, SkipReason::Kind::none);
     }
     if (!validity.allows(latest.latestAt)) {
         capturer.renew(latest.dirtyFraction);
@@ -187,7 +188,7 @@ void Recorder::readImage(NewFrame& frame, const Image& image, const std::string&
 
 // Images from before this moment won't be stored either.
 void Recorder::holdBack(const Look& look, DisplayID display, DisplayCapturer& capturer, SkipReason::Kind reason) {
-    if (reason != SkipReason::Kind::none) publishSkip({reason, {}});
+    if (reason != SkipReason::Kind::none) publishPage(look, reason);
     capturer.dropLatest();
     m_states[display].lastCaptureAt = look.now;
     m_validity[display].hold(ImageValidity::Hold::page);

@@ -38,15 +38,16 @@ void Recorder::textOnlyTick(const Look& look) {
     }
     const FrontPage page = frontPage(look);
     if (page.stop != SkipReason::Kind::none) {
-        publishSkip({page.stop, {}});
+        publishPage(look, page.stop);
         state.lastCaptureAt = look.now;
         return noteLook(look, look.display.id, LookResult::heldBack);
     }
+    publishPage(look, SkipReason::Kind::none);
     std::string text;
     if (look.window.element) text = m_inspector.text(*look.window.element, look.window.frame, TextLimits()).text;
     state.lastCaptureAt = look.now;
     if (!isStillShown(look, page)) {
-        if (page.isBrowser) publishSkip({SkipReason::Kind::unverifiedBrowser, {}});
+        if (page.isBrowser) publishPage(look, SkipReason::Kind::unverifiedBrowser);
         return noteLook(look, look.display.id, LookResult::heldBack);
     }
     NewFrame frame;

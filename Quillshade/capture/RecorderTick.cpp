@@ -48,7 +48,7 @@ void Recorder::tick() {
         look.window.frame ? displayAt(look.displays, look.window.frame->middle()) : mainDisplay(look.displays);
     followDisplays(look);
     look.inputIdle = m_services.input.secondsSinceLastInput();
-    publishSkip({});
+    if (m_stoppedContext != look.contextKey) publishPage(look, SkipReason::Kind::none);
     if (m_policy.captureImages)
         imageTick(look);
     else
@@ -73,6 +73,7 @@ void Recorder::followDisplays(const Look& look) {
 
 void Recorder::recordSkip(const SkipReason& reason, bool dropImages) {
     publishSkip(reason);
+    m_stoppedContext.reset();
     if (dropImages) holdImages(ImageValidity::Hold::notClear);
     for (const auto& [display, capturer] : m_streams.capturers()) {
         if (dropImages)
@@ -100,6 +101,13 @@ void Recorder::publishSkip(const SkipReason& reason) {
     if (reason == m_lastSkip) return;
     m_lastSkip = reason;
     post(&Events::skip, reason);
+}
+
+/// What became of the page in front; it holds until the page is asked again or another window comes.
+void Recorder::publishPage(const Look& look, SkipReason::Kind stop) {
+    m_stoppedContext.reset();
+    if (stop != SkipReason::Kind::none) m_stoppedContext = look.contextKey;
+    publishSkip({stop, {}});
 }
 
 void Recorder::flushStats(bool force) {

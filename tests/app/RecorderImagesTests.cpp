@@ -501,6 +501,16 @@ TEST(RecorderImages, AFrontWindowThatIsPrivateCostsTheImage) {
     EXPECT_EQ(h.lastLook(), LookResult::heldBack);
     EXPECT_EQ(h.skips.back().kind, Kind::privateWindow);
     EXPECT_EQ(h.accessibility.counts().text, 0);
+    const std::size_t told = h.skips.size();
+    for (int i = 0; i < 40; ++i)
+        h.tick(1);
+    EXPECT_EQ(h.skips.size(), told) << "the reason holds also where a tick doesn't ask";
+    h.input.setSecureInput(SecureInput::certain);
+    h.tick(1);
+    EXPECT_EQ(h.skips.back().kind, Kind::secureInput);
+    h.input.setSecureInput(SecureInput::off);
+    h.tick(1);
+    EXPECT_NE(h.skips.back().kind, Kind::secureInput);
 
     // Another page while the text is being read: neither picture nor text is kept.
     h.config.excludedSites = {"bank.example"};
