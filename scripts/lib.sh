@@ -14,9 +14,21 @@ packages_of() {
   done
 }
 
+# apt_get COMMAND…: by way of the caller's `as_root`, into the caller's `log`. While another program holds one of
+# apt's locks, it is waited for, up to a quarter of an hour; apt itself can wait for dpkg's alone.
+apt_get() {
+  local deadline=$((SECONDS + 900)) told=no
+  until "${as_root[@]}" env LC_ALL=C DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=5 "$@" >"$log" 2>&1; do
+    grep -q 'Could not get lock' "$log" && [ $SECONDS -lt $deadline ] || return 1
+    [ $told = yes ] || say "Another program is busy with the system's packages; waiting for it …"
+    told=yes
+    sleep 1
+  done
+}
+
 # ensure_packages GROUP …: installs what is missing, and says so; silent when nothing is.
 ensure_packages() {
-  local wanted missing=() package installed as_root=()
+  local wanted missing=() package installed as_root=() log
   mapfile -t wanted < <(packages_of "$@")
   # One question for all of them: asking for each costs half a second. It fails when it has never heard of one.
   installed=" $(dpkg-query -W -f '${Package}/${db:Status-Status} ' "${wanted[@]}" 2>/dev/null || true)"
@@ -26,13 +38,15 @@ ensure_packages() {
   [ ${#missing[@]} -eq 0 ] && return 0
   command -v apt-get >/dev/null || fail "these packages are missing and there is no apt-get to install them: ${missing[*]}"
   if [ "$(id -u)" -ne 0 ]; then
-    command -v sudo >/dev/null || fail "run this as root once, or install sudo; missing packages: ${missing[*]}"
     as_root=(sudo)
+    if ! command -v sudo >/dev/null || ! sudo true; then
+      fail "${#missing[@]} packages are missing, and $(id -un) may not install them. Somebody who may can do it so:
+  su -c 'apt-get update && apt-get install --no-install-recommends ${missing[*]}'"
+    fi
   fi
   say "Installing ${#missing[@]} packages (once): ${missing[*]}"
-  local log; log=$(mktemp)
-  if ! { "${as_root[@]}" apt-get update -qq &&
-         "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"; } >"$log" 2>&1; then
+  log=$(mktemp)
+  if ! { apt_get update && apt_get install -y --no-install-recommends "${missing[@]}"; }; then
     tail -n 20 "$log" >&2; rm -f "$log"
     fail "the packages could not be installed"
   fi
