@@ -37,6 +37,13 @@ struct WindowInfo {
     std::string className;    ///< second half of WM_CLASS; empty where there is none
     std::string role;         ///< WM_WINDOW_ROLE: what the window is among those of its program; often empty
     bool isActive = false;    ///< has the keyboard, as the window manager says
+    /// The window that it was opened from, as its program says; 0 where it says none. Drag images have none.
+    std::uint32_t parent = 0;
+    /// What the program calls itself on this window, in the words of desktop entries; often empty.
+    std::string desktopFile;
+    /// Numbers of windows and of processes are given out again: this one never is. It stays the same from the moment
+    /// that a window is made until it is destroyed, whether it is on the screen or not. 0 where that can't be told.
+    std::uint64_t life = 0;
     friend bool operator==(const WindowInfo&, const WindowInfo&) = default;
 };
 
@@ -52,6 +59,9 @@ public:
     virtual std::vector<Display> displays() = 0;
     /// Visible windows, the frontmost first; the desktop's own background is left out.
     virtual WindowList onScreenWindows() = 0;
+    /// Whether a window that was listed hasn't been destroyed since, be it on the screen or not. True where that can't
+    /// be told.
+    virtual bool isWindowAlive(std::uint32_t number, std::uint64_t life) = 0;
 };
 
 /// The main display, or an empty one with the id 0.

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <mutex>
+#include <set>
 #include <utility>
 
 namespace nomara {
@@ -24,6 +25,10 @@ public:
         return m_windows;
     }
     int readings() const { return m_readings; } ///< of the window list so far
+    bool isWindowAlive(std::uint32_t, std::uint64_t life) override {
+        const std::lock_guard lock(m_mutex);
+        return !m_destroyed.contains(life);
+    }
 
     void setDisplays(std::vector<Display> displays) {
         const std::lock_guard lock(m_mutex);
@@ -35,11 +40,18 @@ public:
         m_windows = std::move(windows);
     }
 
+    void destroy(std::uint64_t life) {
+        const std::lock_guard lock(m_mutex);
+        m_destroyed.insert(life);
+        std::erase_if(m_windows, [life](const WindowInfo& window) { return window.life == life; });
+    }
+
 private:
     std::atomic<int> m_readings = 0;
-    std::mutex m_mutex; // guards both fields below it
+    std::mutex m_mutex; // guards the fields below it
     std::vector<Display> m_displays;
     std::vector<WindowInfo> m_windows;
+    std::set<std::uint64_t> m_destroyed;
 };
 
 } // namespace nomara

@@ -2,6 +2,8 @@
 
 #include <chrono>
 #include <future>
+#include <set>
+#include <string>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -144,6 +146,92 @@ TEST(ApplicationIdentifier, DoesNotTakeOneProcessForAnother) {
     EXPECT_TRUE(identifier.identify({7, "", "Dialog"}).isBrowser);
     machine.run(7, "/usr/bin/second", "300");
     EXPECT_FALSE(identifier.identify({7, "", ""}).isBrowser) << "the number is used again";
+}
+
+TEST(ApplicationIdentifier, SaysWhatElseAWindowMayBe) {
+    const Machine machine;
+    const auto suite = [&](const std::string& id, const std::string& name, const std::string& option) {
+        machine.install(id + ".desktop", entry(name, "libreoffice " + option, "StartupWMClass=" + id));
+    };
+    suite("libreoffice-startcenter", "LibreOffice", "");
+    suite("libreoffice-writer", "LibreOffice Writer", "--writer");
+    suite("libreoffice-calc", "LibreOffice Calc", "--calc");
+    machine.install("org.example.Box.note.desktop", entry("Note", "flatpak run --command=x org.example.Box"));
+    machine.install("org.example.Box.mail.desktop", entry("Mail", "flatpak run --command=y org.example.Box"));
+    machine.install("pack_one.desktop", entry("One", "snap run pack.one"));
+    machine.install("pack_two.desktop", entry("Two", "snap run pack.two"));
+    machine.install("alone.desktop", entry("Alone", "alone"));
+    machine.install("tool.desktop", entry("Tool", "tool"));
+    machine.install("tool-page.desktop", entry("Page", "tool --app=page", "StartupWMClass=page_1"));
+    auto identifier = machine.identifier();
+    machine.run(1, "/usr/lib/libreoffice/program/soffice.bin");
+    machine.run(2, "/app/bin/box");
+    machine.give(2, "root/.flatpak-info", "[Application]\nname=org.example.Box\n");
+    machine.run(3, "/snap/pack/12/bin/pack");
+    machine.give(3, "cgroup", "0::/user.slice/snap.pack.one-0123abcd-0123-0123-0123-0123456789ab.scope\n");
+    machine.run(4, "/usr/bin/alone");
+    machine.run(5, "/usr/bin/tool");
+    machine.run(6, "/usr/bin/kontainer");
+    machine.install("org.kde.first.desktop", entry("First", "first"));
+    machine.install("org.kde.second.desktop", entry("Second", "second"));
+
+    using IDs = std::set<std::string>;
+    const struct {
+        std::string what;
+        WindowOwner owner;
+        IDs expected; ///< all that it is or may be
+        IDs never = {};
+    } rows[] = {
+        {"before it has told",
+         {1, "soffice", "Soffice", "", "", ""},
+         {"libreoffice-startcenter", "libreoffice-writer", "libreoffice-calc"}},
+        {"when it has told",
+         {1, "libreoffice", "libreoffice-calc", "", "", "Sheet - LibreOffice Calc"},
+         {"libreoffice-calc"},
+         {"libreoffice-writer"}},
+        {"its title ahead of its class",
+         {1, "libreoffice", "libreoffice-startcenter", "", "", "Letter - LibreOffice Writer"},
+         {"libreoffice-startcenter", "libreoffice-writer"},
+         {"libreoffice-calc"}},
+        {"a title that only has the word in it",
+         {1, "libreoffice", "libreoffice-calc", "", "", "LibreOffice Writer.ods - LibreOffice Calc"},
+         {"libreoffice-calc"},
+         {"libreoffice-writer"}},
+        {"a sandbox of several", {2, "box", "Box", "", "", ""}, {"org.example.Box.note", "org.example.Box.mail"}},
+        {"one of them",
+         {2, "box", "Box", "", "org.example.Box.mail", ""},
+         {"org.example.Box", "org.example.Box.mail"},
+         {"org.example.Box.note"}},
+        {"a snap of several", {3, "pack", "Pack", "", "", ""}, {"pack_one", "pack_two"}},
+        {"a program with one entry", {4, "x", "X", "", "", ""}, {"alone", "x"}},
+        {"a class of the user's own", {5, "work", "Work", "", "", ""}, {"tool", "tool-page"}},
+        {"the program's own class", {5, "tool", "Tool", "", "", ""}, {"tool"}, {"tool-page"}},
+        {"by the desktop entry that it names",
+         {6, "kontainer", "kontainer", "", "org.kde.first", ""},
+         {"org.kde.first"},
+         {"org.kde.second"}},
+        {"another of its process",
+         {6, "kontainer", "kontainer", "", "org.kde.second", ""},
+         {"org.kde.second"},
+         {"org.kde.first"}},
+        {"a window of it that tells nothing",
+         {6, "kontainer", "kontainer", "", "", ""},
+         {"org.kde.first", "org.kde.second"}},
+    };
+    for (const auto& row : rows) {
+        for (const char* const time : {"first", "again"}) {
+            const auto identity = identifier.identify(row.owner);
+            for (const std::string& id : row.expected)
+                EXPECT_TRUE(isOrMayBe(identity, [&](const std::string& other) { return other == id; }))
+                    << row.what << ", " << time << ": " << id;
+            for (const std::string& id : row.never)
+                EXPECT_FALSE(isOrMayBe(identity, [&](const std::string& other) { return other == id; }))
+                    << row.what << ", " << time << ": " << id;
+        }
+    }
+    machine.run(6, "/usr/bin/kontainer", "200");
+    EXPECT_EQ(identifier.identify({6, "kontainer", "kontainer"}).otherBundleIDs, std::vector<std::string>())
+        << "another process with its number";
 }
 
 TEST(ApplicationIdentifier, NeitherWaitsForFilesNorReadsThemWithoutEnd) {

@@ -89,34 +89,53 @@ ApplicationIdentifier::ApplicationIdentifier(DesktopFolders folders, std::filesy
 ApplicationIdentity ApplicationIdentifier::identify(const WindowOwner& owner) {
     Process process(owner.pid, {});
     if (owner.pid > 0) process.second = ProcessFacts::startTime(m_processes / std::to_string(owner.pid));
-    Key key(process, owner.instanceName, owner.className, owner.role);
+    Key key(process, owner.instanceName, owner.className, owner.role, owner.desktopFile);
     // A process that is gone has no start time; the next one with its number would get its answer.
     const bool isProcess = !process.second.empty();
     if (isProcess) {
         const std::lock_guard lock(m_mutex);
         const auto known = m_known.find(key);
-        if (known != m_known.end()) {
-            ApplicationIdentity identity = known->second;
-            identity.isBrowser = identity.isBrowser || m_browsers.contains(process);
-            return identity;
-        }
+        if (known != m_known.end()) return answer(process, known->second, owner.title);
     }
     const auto installed = m_entries.current();
-    ApplicationIdentity identity = find(owner, *installed);
-    if (!isProcess) return identity;
+    Found found = find(owner, *installed);
     const std::lock_guard lock(m_mutex);
+    if (!isProcess) return answer(process, found, owner.title);
     if (m_known.size() >= maxKnown || m_installed != installed) m_known.clear();
     m_installed = installed;
-    if (identity.isBrowser) {
+    if (found.identity.isBrowser) {
         if (m_browsers.size() >= maxKnown) m_browsers.clear();
         m_browsers.insert(process);
     }
-    identity.isBrowser = m_browsers.contains(process);
-    m_known.insert_or_assign(std::move(key), identity);
+    if (found.hasTold && found.identity.bundleID) {
+        if (m_shown.size() >= maxKnown) m_shown.clear();
+        m_shown[process].insert(*found.identity.bundleID);
+    }
+    return answer(process, m_known.insert_or_assign(std::move(key), std::move(found)).first->second, owner.title);
+}
+
+// What is known of the process may have grown since the window was looked at first.
+ApplicationIdentity ApplicationIdentifier::answer(const Process& process, const Found& found,
+                                                  const std::string& title) const {
+    ApplicationIdentity identity = found.identity;
+    identity.isBrowser = identity.isBrowser || m_browsers.contains(process);
+    const auto add = [&](const std::string& bundleID) {
+        if (identity.bundleID != bundleID &&
+            std::ranges::find(identity.otherBundleIDs, bundleID) == identity.otherBundleIDs.end())
+            identity.otherBundleIDs.push_back(bundleID);
+    };
+    for (const auto& [bundleID, name] : found.relatives)
+        if (!found.hasTold || (!name.empty() && title.ends_with(name))) add(bundleID);
+    const auto shown = m_shown.find(process);
+    if (!found.hasTold && shown != m_shown.end())
+        for (const std::string& bundleID : shown->second)
+            add(bundleID);
     return identity;
 }
 
-ApplicationIdentity ApplicationIdentifier::find(const WindowOwner& owner, const InstalledPrograms& installed) const {
+ApplicationIdentifier::Found ApplicationIdentifier::find(const WindowOwner& owner,
+                                                         const InstalledPrograms& installed) const {
+    Found found;
     std::vector<ApplicationIdentity> signs; // the strongest first
     const auto add = [&](ApplicationIdentity identity) {
         if (identity.bundleID) signs.push_back(std::move(identity));
@@ -127,30 +146,44 @@ ApplicationIdentity ApplicationIdentifier::find(const WindowOwner& owner, const 
     const auto process = m_processes / std::to_string(owner.pid);
     const std::string executable = owner.pid > 0 ? ProcessFacts::executable(process) : std::string();
     const bool isRunner = runsPrograms(executable);
+    std::string box;
     if (owner.pid > 0) {
         for (const std::string& sandbox : {ProcessFacts::flatpakID(process), ProcessFacts::snapName(process)}) {
             if (sandbox.empty()) continue;
+            if (box.empty()) box = sandbox;
             add(findSandbox(sandbox));
             addEntry(installed.withID(sandbox));
             add({.bundleID = sandbox, .name = owner.className.empty() ? sandbox : owner.className});
         }
         add(WellKnownApplications::find(isRunner ? ProcessFacts::script(process) : executable));
     }
+    const auto fromProcess = signs.size();
+    addEntry(installed.withID(owner.desktopFile));
     for (const std::string& name : {owner.className, owner.instanceName}) {
         add(WellKnownApplications::find(name));
         addEntry(installed.withWindowClass(name));
     }
+    found.hasTold = signs.size() > fromProcess;
     if (!isRunner) addEntry(installed.withExecutable(executable));
     if (!owner.className.empty())
         add({.bundleID = Names::lowered(owner.className), .name = owner.className});
     else if (!executable.empty())
         add({.bundleID = executable, .name = executable});
 
-    ApplicationIdentity identity;
+    ApplicationIdentity& identity = found.identity;
     if (!signs.empty()) identity = mostCareful(signs);
     if (looksLikeBrowser(owner) || (!isRunner && installed.hasBrowserWithExecutable(executable)))
         identity.isBrowser = true;
-    return identity;
+    for (const ApplicationIdentity& sign : signs)
+        if (sign.bundleID != identity.bundleID &&
+            std::ranges::find(identity.otherBundleIDs, *sign.bundleID) == identity.otherBundleIDs.end())
+            identity.otherBundleIDs.push_back(*sign.bundleID);
+    const auto entries = installed.ofProgram(isRunner ? std::string() : executable, box);
+    // A program with a single entry is that one, whatever its windows are called.
+    if (entries.size() > 1)
+        for (const DesktopEntry* entry : entries)
+            found.relatives.emplace_back(*identityOf(*entry).bundleID, entry->name);
+    return found;
 }
 
 } // namespace nomara

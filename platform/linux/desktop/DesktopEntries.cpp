@@ -52,6 +52,13 @@ bool isAssociationList(const fs::path& file) {
     return name.ends_with("mimeapps.list") || name == "defaults.list";
 }
 
+// LibreOffice is started by scripts of several names, with a number in some, and runs as another program.
+std::string_view programOf(std::string_view executable) {
+    for (const std::string_view name : {"libreoffice", "loffice", "soffice"})
+        if (executable.starts_with(name)) return "soffice";
+    return executable;
+}
+
 template <typename Iterator, typename Body>
 void forEachFile(const fs::path& folder, Body body) {
     std::error_code error;
@@ -117,6 +124,23 @@ bool InstalledPrograms::hasBrowserWithExecutable(std::string_view baseName) cons
     return !baseName.empty() && std::ranges::any_of(m_entries, [&](const DesktopEntry& entry) {
         return entry.isBrowser && !entry.inTerminal && entry.executable == baseName;
     });
+}
+
+std::vector<const DesktopEntry*> InstalledPrograms::ofProgram(std::string_view baseName,
+                                                              std::string_view sandbox) const {
+    const std::string_view program = programOf(baseName);
+    // "org.example.Suite" has "org.example.Suite.writer"; "suite_writer" has "suite_calc".
+    const std::string_view package = sandbox.substr(0, sandbox.find('_'));
+    const auto isOfSandbox = [&](std::string_view id) {
+        return !package.empty() && id.size() > package.size() && id.starts_with(package) &&
+               (id[package.size()] == '.' || id[package.size()] == '_');
+    };
+    std::vector<const DesktopEntry*> found;
+    for (const DesktopEntry& entry : m_entries) {
+        const bool isStarted = !program.empty() && !entry.inTerminal && programOf(entry.executable) == program;
+        if (isStarted || isOfSandbox(entry.id)) found.push_back(&entry);
+    }
+    return found;
 }
 
 DesktopEntries::DesktopEntries(DesktopFolders folders) : m_folders(std::move(folders)) {}

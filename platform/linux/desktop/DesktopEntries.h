@@ -35,6 +35,9 @@ public:
     const DesktopEntry* withExecutable(std::string_view baseName) const;
     /// Whether any entry of this executable is a browser's.
     bool hasBrowserWithExecutable(std::string_view baseName) const;
+    /// All entries that belong to one program: those that start it, and those of the same sandbox, whose id may be
+    /// empty.
+    std::vector<const DesktopEntry*> ofProgram(std::string_view baseName, std::string_view sandbox) const;
 
 private:
     std::vector<DesktopEntry> m_entries; ///< sorted by id, so that the answer is the same at every start

@@ -1,6 +1,6 @@
 #include "platform/linux/x11/X11ExcludedWindows.h"
 
-#include "core/text/Graphemes.h"
+#include "platform/linux/x11/X11WindowOwner.h"
 
 #include <algorithm>
 #include <string_view>
@@ -36,12 +36,11 @@ struct X11ExcludedWindows::Level {
 /// A window that tells whose it is: it belongs to another program than what it lies in.
 struct X11ExcludedWindows::Speaker {
     std::size_t top = 0;
-    X11WindowProcess process;
-    xcb_get_property_cookie_t windowClass{}, role{}, standsFor{};
+    X11WindowOwner owner;
+    xcb_get_property_cookie_t standsFor{};
 
     Speaker(const X11Connection& connection, xcb_window_t window, std::size_t index)
-        : top(index), process(connection, window), windowClass(connection.requestProperty(window, XCB_ATOM_WM_CLASS)),
-          role(connection.requestProperty(window, connection.atom(X11Atom::windowRole))),
+        : top(index), owner(connection, window),
           standsFor(connection.requestProperty(window, XCB_ATOM_WM_TRANSIENT_FOR)) {}
 };
 
@@ -146,12 +145,7 @@ std::vector<bool> X11ExcludedWindows::judge(const std::vector<xcb_window_t>& win
             }
         }
         for (Speaker& speaker : telling) {
-            WindowOwner owner;
-            owner.pid = speaker.process.pid();
-            auto [instanceName, className] = windowClassOf(m_connection.property(speaker.windowClass));
-            owner.instanceName = std::move(instanceName);
-            owner.className = std::move(className);
-            owner.role = Graphemes::validUTF8(X11Connection::bytes(m_connection.property(speaker.role)));
+            const WindowOwner owner = speaker.owner.answer();
             const auto other = X11Connection::number(m_connection.property(speaker.standsFor));
             if (owner.pid > 0) processes[speaker.top].push_back(owner.pid);
             if (owner.pid > 0 || !owner.className.empty()) isKnown[speaker.top] = true;
@@ -172,11 +166,12 @@ std::vector<bool> X11ExcludedWindows::judge(const std::vector<xcb_window_t>& win
 bool X11ExcludedWindows::isExcludedOwner(const WindowOwner& owner) {
     if (m_filter.excludedApplications.empty() || !m_resolver) return false;
     const auto identity = m_resolver(owner);
-    if (!identity.bundleID ||
-        std::ranges::find(m_filter.excludedApplications, *identity.bundleID) == m_filter.excludedApplications.end())
-        return false;
-    if (owner.pid > 0) m_excludedProcesses.insert(owner.pid);
-    return true;
+    const auto isListed = [this](const std::string& bundleID) {
+        return std::ranges::find(m_filter.excludedApplications, bundleID) != m_filter.excludedApplications.end();
+    };
+    // What a window only may be says nothing about the others of its process.
+    if (identity.bundleID && isListed(*identity.bundleID) && owner.pid > 0) m_excludedProcesses.insert(owner.pid);
+    return isOrMayBe(identity, isListed);
 }
 
 } // namespace nomara

@@ -1,7 +1,7 @@
 #include "platform/linux/x11/X11PasswordPrompters.h"
 
-#include "core/text/Graphemes.h"
 #include "platform/linux/x11/X11Connection.h"
+#include "platform/linux/x11/X11WindowOwner.h"
 
 #include <algorithm>
 #include <vector>
@@ -27,21 +27,14 @@ std::vector<Ancestor> ancestorsOf(const X11Connection& connection, xcb_window_t 
          ++depth) {
         const auto treeCookie = xcb_query_tree(connection.get(), window);
         const auto attributesCookie = xcb_get_window_attributes(connection.get(), window);
-        X11WindowProcess process(connection, window);
-        const auto classCookie = connection.requestProperty(window, XCB_ATOM_WM_CLASS);
-        const auto roleCookie = connection.requestProperty(window, connection.atom(X11Atom::windowRole));
+        X11WindowOwner owner(connection, window);
 
         const X11Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(connection.get(), treeCookie, nullptr));
         const X11Reply<xcb_get_window_attributes_reply_t> attributes(
             xcb_get_window_attributes_reply(connection.get(), attributesCookie, nullptr));
         Ancestor ancestor;
         ancestor.window = window;
-        ancestor.owner.pid = process.pid();
-        auto [instanceName, className] = windowClassOf(connection.property(classCookie));
-        ancestor.owner.instanceName = std::move(instanceName);
-        ancestor.owner.className = std::move(className);
-        const auto role = connection.property(roleCookie);
-        ancestor.owner.role = Graphemes::validUTF8(X11Connection::bytes(role));
+        ancestor.owner = owner.answer();
         if (!tree || !attributes) break; // gone meanwhile, and nothing is typed into it any more
         ancestor.isOverride = attributes->override_redirect != 0;
         chain.push_back(std::move(ancestor));

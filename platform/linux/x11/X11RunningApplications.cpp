@@ -1,8 +1,8 @@
 #include "platform/linux/x11/X11RunningApplications.h"
 
-#include "core/text/Graphemes.h"
 #include "platform/PlatformError.h"
 #include "platform/linux/x11/X11Connection.h"
+#include "platform/linux/x11/X11WindowOwner.h"
 
 #include <utility>
 
@@ -56,13 +56,15 @@ void X11RunningApplications::observeActivations(Observer observer) {
 void X11RunningApplications::follow() {
     pthread_setname_np(pthread_self(), "x11-activations");
     while (!m_ending) {
-        const bool hasChanged = drainEvents();
+        const Change change = drainEvents();
         if (!m_connection->isAlive()) {
             publish(std::nullopt);
             return;
         }
-        if (hasChanged) {
-            publish(readFrontmost());
+        if (change != Change::none) {
+            // Titles change all the time.
+            if (const auto front = readFrontmost(); change == Change::activation || front != m_frontmost)
+                publish(front);
             continue; // notices may have come in with the answers, where poll() doesn't see them
         }
         pollfd waiting[] = {{xcb_get_file_descriptor(m_connection->get()), POLLIN, 0}, {m_wake, POLLIN, 0}};
@@ -70,18 +72,31 @@ void X11RunningApplications::follow() {
     }
 }
 
-bool X11RunningApplications::drainEvents() {
-    bool hasChanged = false;
+X11RunningApplications::Change X11RunningApplications::drainEvents() {
+    Change change = Change::none;
     while (const X11Reply<xcb_generic_event_t> event{xcb_poll_for_event(m_connection->get())}) {
         const auto kind = event->response_type & 0x7F;
         if (kind == XCB_PROPERTY_NOTIFY) {
             const auto& notice = *reinterpret_cast<const xcb_property_notify_event_t*>(event.get());
-            if (notice.atom == m_connection->atom(X11Atom::activeWindow)) hasChanged = true;
+            if (notice.atom == m_connection->atom(X11Atom::activeWindow))
+                change = Change::activation;
+            else if (change == Change::none && notice.window == m_watched && saysWhoseItIs(notice.atom))
+                change = Change::window;
         } else if (kind == XCB_DESTROY_NOTIFY) {
-            hasChanged = true;
+            change = Change::activation;
         }
     }
-    return hasChanged;
+    return change;
+}
+
+// A window may become another application's while it is in front: some programs tell which one it is only after it has
+// come up.
+bool X11RunningApplications::saysWhoseItIs(std::uint32_t property) const {
+    if (property == XCB_ATOM_WM_CLASS || property == XCB_ATOM_WM_NAME) return true;
+    for (const X11Atom name : {X11Atom::windowName, X11Atom::windowRole, X11Atom::desktopFile, X11Atom::gtkApplication,
+                               X11Atom::bamfDesktopFile})
+        if (property == m_connection->atom(name)) return true;
+    return false;
 }
 
 std::optional<FrontmostApp> X11RunningApplications::readFrontmost() {
@@ -91,18 +106,12 @@ std::optional<FrontmostApp> X11RunningApplications::readFrontmost() {
     watch(window.value_or(XCB_WINDOW_NONE));
     if (m_watched == XCB_WINDOW_NONE) return std::nullopt;
     // A window that is gone meanwhile has no answers, and so no process.
-    X11WindowProcess process(connection, m_watched);
-    const auto classCookie = connection.requestProperty(m_watched, XCB_ATOM_WM_CLASS);
-    const auto roleCookie = connection.requestProperty(m_watched, connection.atom(X11Atom::windowRole));
-    const auto pid = process.pid();
-    auto [instanceName, className] = windowClassOf(connection.property(classCookie));
-    const auto role = connection.property(roleCookie);
-    if (pid <= 0) return std::nullopt;
+    WindowOwner owner = X11WindowOwner(connection, m_watched).answer();
+    if (owner.pid <= 0) return std::nullopt;
     ApplicationIdentity identity;
-    if (m_resolver)
-        identity = m_resolver(
-            {pid, std::move(instanceName), std::move(className), Graphemes::validUTF8(X11Connection::bytes(role))});
-    return FrontmostApp{pid, std::move(identity.bundleID), std::move(identity.name), identity.isBrowser};
+    if (m_resolver) identity = m_resolver(owner);
+    return FrontmostApp{owner.pid, std::move(identity.bundleID), std::move(identity.name), identity.isBrowser,
+                        std::move(identity.otherBundleIDs)};
 }
 
 // A window manager may go on calling the last window active after it has closed, so its end is watched for.
@@ -114,7 +123,7 @@ void X11RunningApplications::watch(std::uint32_t window) {
     };
     setMask(XCB_EVENT_MASK_NO_EVENT);
     m_watched = window;
-    setMask(XCB_EVENT_MASK_STRUCTURE_NOTIFY);
+    setMask(XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE);
 }
 
 void X11RunningApplications::publish(std::optional<FrontmostApp> app) {

@@ -32,8 +32,11 @@ public:
     void observeActivations(Observer observer) override;
 
 private:
+    enum class Change { none, window, activation };
+
     void follow();
-    bool drainEvents();
+    Change drainEvents();
+    bool saysWhoseItIs(std::uint32_t property) const;
     std::optional<FrontmostApp> readFrontmost();
     void watch(std::uint32_t window);
     void publish(std::optional<FrontmostApp> app);

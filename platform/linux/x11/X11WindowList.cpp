@@ -1,13 +1,11 @@
 #include "platform/linux/x11/X11WindowList.h"
 
-#include "core/text/Graphemes.h"
 #include "platform/linux/x11/X11Connection.h"
+#include "platform/linux/x11/X11WindowOwner.h"
 
 #include <algorithm>
 #include <limits>
 #include <optional>
-#include <string>
-#include <string_view>
 #include <unordered_map>
 #include <utility>
 
@@ -42,20 +40,16 @@ struct TopLevel {
 struct Asked {
     xcb_window_t window = 0;
     xcb_get_window_attributes_cookie_t attributes{};
-    X11WindowProcess process;
+    X11WindowOwner owner;
     xcb_get_geometry_cookie_t geometry{};
     xcb_translate_coordinates_cookie_t place{};
-    xcb_get_property_cookie_t windowClass{}, role{}, utf8Name{}, oldName{}, type{}, state{}, desktop{}, opacity{},
-        shadow{};
+    xcb_get_property_cookie_t parent{}, type{}, state{}, desktop{}, opacity{}, shadow{};
 
     Asked(const X11Connection& connection, xcb_window_t asked)
-        : window(asked), attributes(xcb_get_window_attributes(connection.get(), asked)), process(connection, asked),
+        : window(asked), attributes(xcb_get_window_attributes(connection.get(), asked)), owner(connection, asked),
           geometry(xcb_get_geometry(connection.get(), asked)),
           place(xcb_translate_coordinates(connection.get(), asked, connection.root(), 0, 0)),
-          windowClass(connection.requestProperty(asked, XCB_ATOM_WM_CLASS)),
-          role(connection.requestProperty(asked, connection.atom(X11Atom::windowRole))),
-          utf8Name(connection.requestProperty(asked, connection.atom(X11Atom::windowName))),
-          oldName(connection.requestProperty(asked, XCB_ATOM_WM_NAME)),
+          parent(connection.requestProperty(asked, XCB_ATOM_WM_TRANSIENT_FOR)),
           type(connection.requestProperty(asked, connection.atom(X11Atom::windowType))),
           state(connection.requestProperty(asked, connection.atom(X11Atom::windowState))),
           desktop(connection.requestProperty(asked, connection.atom(X11Atom::windowDesktop))),
@@ -75,35 +69,6 @@ struct Answered {
 
 bool contains(const std::vector<std::uint32_t>& values, xcb_atom_t atom) {
     return atom != XCB_ATOM_NONE && std::ranges::find(values, atom) != values.end();
-}
-
-// Titles of the old kind.
-std::string latin1ToUTF8(std::string_view text) {
-    std::string result;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x80) {
-            result += c;
-        } else {
-            result += static_cast<char>(0xC0 | (byte >> 6));
-            result += static_cast<char>(0x80 | (byte & 0x3F));
-        }
-    }
-    return result;
-}
-
-std::optional<std::string> titleOf(const X11Connection& connection, const Asked& asked) {
-    const auto utf8 = connection.property(asked.utf8Name);
-    const auto old = connection.property(asked.oldName);
-    std::string title(X11Connection::bytes(utf8));
-    if (title.empty()) {
-        title = X11Connection::bytes(old);
-        if (old && old->type == XCB_ATOM_STRING) title = latin1ToUTF8(title);
-    }
-    // Some programs count the byte that ends the text.
-    std::erase(title, '\0');
-    if (title.empty()) return std::nullopt;
-    return Graphemes::validUTF8(title);
 }
 
 // The first kind that we know; programs name the most fitting one first.
@@ -139,19 +104,24 @@ std::optional<Rect> areaOf(const X11Connection& connection, const Asked& asked) 
 Answered answer(const X11Connection& connection, Asked& asked) {
     Answered result;
     result.info.number = asked.window;
-    result.info.pid = asked.process.pid();
-    result.info.title = titleOf(connection, asked);
+    WindowOwner owner = asked.owner.answer();
+    result.info.pid = owner.pid;
+    if (!owner.title.empty()) result.info.title = std::move(owner.title);
+    result.info.instanceName = std::move(owner.instanceName);
+    result.info.className = std::move(owner.className);
+    result.info.role = std::move(owner.role);
+    result.info.desktopFile = std::move(owner.desktopFile);
     const X11Reply<xcb_get_window_attributes_reply_t> attributes(
         xcb_get_window_attributes_reply(connection.get(), asked.attributes, nullptr));
     result.isViewable = attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE;
     const auto area = areaOf(connection, asked);
-    auto [instanceName, className] = windowClassOf(connection.property(asked.windowClass));
-    result.info.instanceName = std::move(instanceName);
-    result.info.className = std::move(className);
-    result.info.role = Graphemes::validUTF8(X11Connection::bytes(connection.property(asked.role)));
+    const auto parent = X11Connection::number(connection.property(asked.parent)).value_or(XCB_WINDOW_NONE);
     const auto types = X11Connection::numbers(connection.property(asked.type));
     // A window that its program places by itself and that doesn't say what it is will be a menu or a tip.
     result.info.layer = layerOf(connection, types, attributes && attributes->override_redirect ? menuLayer : 0);
+    // What is dragged was picked up anywhere. The root stands for all windows of a program.
+    if (parent != connection.root() && !contains(types, connection.atom(X11Atom::typeDragAndDrop)))
+        result.info.parent = parent;
     result.isDesktop = contains(types, connection.atom(X11Atom::typeDesktop));
     const auto states = X11Connection::numbers(connection.property(asked.state));
     result.isMinimised = contains(states, connection.atom(X11Atom::stateHidden));

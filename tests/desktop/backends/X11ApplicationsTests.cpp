@@ -14,6 +14,16 @@
 
 namespace nomara {
 
+namespace {
+
+// Without what else it may be.
+std::optional<FrontmostApp> named(std::optional<FrontmostApp> app) {
+    if (app) app->otherBundleIDs.clear();
+    return app;
+}
+
+} // namespace
+
 TEST_F(X11, FollowsTheFrontApplication) {
     ApplicationIdentifier identifier;
     std::mutex mutex;
@@ -35,11 +45,11 @@ TEST_F(X11, FollowsTheFrontApplication) {
     {
         const DesktopProgram xterm(terminal("followed"));
         EXPECT_TRUE(waitUntil([&] { return hasHeard(xterm.pid()); }));
-        EXPECT_EQ(applications.frontmost(), (FrontmostApp{xterm.pid(), "xterm", "XTerm"}));
+        EXPECT_EQ(named(applications.frontmost()), (FrontmostApp{xterm.pid(), "xterm", "XTerm"}));
         {
             const DesktopProgram dialog({"zenity", "--info", "--title", "dialog in front", "--text", "hello"});
             EXPECT_TRUE(waitUntil([&] { return hasHeard(dialog.pid()); }));
-            EXPECT_EQ(applications.frontmost(), (FrontmostApp{dialog.pid(), "zenity", "Zenity"}));
+            EXPECT_EQ(named(applications.frontmost()), (FrontmostApp{dialog.pid(), "zenity", "Zenity"}));
             EXPECT_EQ(X11RunningApplications({}).frontmost(), (FrontmostApp{dialog.pid(), std::nullopt, std::nullopt}))
                 << "known at once, before anything changes";
         }
@@ -50,6 +60,43 @@ TEST_F(X11, FollowsTheFrontApplication) {
     }
     EXPECT_TRUE(waitUntil([&] { return !applications.frontmost(); }));
     EXPECT_TRUE(heard.empty());
+}
+
+// Office suites tell which of their applications a window is only after it has come up.
+TEST_F(X11, HearsThatTheFrontWindowIsAnotherApplications) {
+    std::mutex mutex;
+    std::vector<std::string> heard;
+    X11RunningApplications applications([](const WindowOwner& owner) {
+        return ApplicationIdentity{owner.className + "|" + owner.desktopFile + "|" + owner.title};
+    });
+    const RawWindow window({300, 300, 200, 150});
+    window.setClass("suite", "Suite");
+    window.setText("_NET_WM_NAME", window.atom("UTF8_STRING"), "Document");
+    window.show();
+    const auto becomes = [&](const std::string& bundleID) {
+        return waitUntil([&] {
+            const auto app = applications.frontmost();
+            return app && app->bundleID == bundleID;
+        });
+    };
+    ASSERT_TRUE(becomes("Suite||Document"));
+    applications.observeActivations([&](const std::optional<FrontmostApp>& app) {
+        const std::lock_guard lock(mutex);
+        if (app) heard.push_back(app->bundleID.value_or(""));
+    });
+    const xcb_atom_t utf8 = window.atom("UTF8_STRING");
+    window.setClass("suite", "suite-writer");
+    window.show();
+    EXPECT_TRUE(becomes("suite-writer||Document"));
+    window.setText("_BAMF_DESKTOP_FILE", utf8, "/usr/share/applications/suite-calc.desktop");
+    window.show();
+    EXPECT_TRUE(becomes("suite-writer|suite-calc|Document"));
+    window.setText("_NET_WM_NAME", utf8, "Sheet");
+    window.show();
+    EXPECT_TRUE(becomes("suite-writer|suite-calc|Sheet"));
+    applications.observeActivations({});
+    const std::lock_guard lock(mutex);
+    EXPECT_NE(std::ranges::find(heard, "suite-writer||Document"), heard.end());
 }
 
 TEST_F(X11, BelievesTheServerMoreThanTheWindow) {

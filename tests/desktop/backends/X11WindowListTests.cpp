@@ -230,4 +230,72 @@ TEST(X11WindowList, NamesWhatIsDrawnThoughItIsSaidToBePutAway) {
     EXPECT_TRUE(find(server.onScreenWindows(), here.number()));
 }
 
+// The server gives the numbers of a program that has gone to the next one.
+TEST_F(X11, TellsAWindowFromTheNextOneWithItsNumber) {
+    const OwnServer own;
+    X11WindowServer watching({}, own.display());
+    std::vector<std::uint32_t> numbers;
+    std::vector<std::uint64_t> lives;
+    for (int i = 0; i < 2; ++i) {
+        const Connection program(xcb_connect(own.display().c_str(), nullptr));
+        const RawWindow window({10, 10, 200, 100}, false, program.get());
+        window.show();
+        std::optional<WindowInfo> seen;
+        ASSERT_TRUE(waitUntil([&] { return (seen = find(watching.onScreenWindows(), window.number())).has_value(); }));
+        numbers.push_back(seen->number);
+        lives.push_back(seen->life);
+        EXPECT_EQ(find(watching.onScreenWindows(), window.number())->life, seen->life);
+        EXPECT_TRUE(watching.isWindowAlive(seen->number, seen->life));
+        EXPECT_EQ(watching.isWindowAlive(numbers[0], lives[0]), i == 0);
+    }
+    ASSERT_EQ(numbers[0], numbers[1]);
+    EXPECT_NE(lives[0], lives[1]);
+    EXPECT_TRUE(waitUntil([&] { return !watching.isWindowAlive(numbers[1], lives[1]); }));
+}
+
+TEST_F(X11, AWindowLivesUntilItIsDestroyed) {
+    std::optional<WindowInfo> seen;
+    {
+        const RawWindow window({300, 300, 200, 150});
+        window.show();
+        // The window manager puts it into a frame, which goes when it is put away.
+        ASSERT_TRUE(waitUntil([&] {
+            seen = find(server.onScreenWindows(), window.number());
+            return seen && seen->bounds == frameByOtherPrograms(window.number());
+        }));
+        outputOf({"xdotool", "windowminimize", std::to_string(window.number())});
+        ASSERT_TRUE(waitUntil([&] { return !find(server.onScreenWindows(), window.number()); }));
+        EXPECT_TRUE(server.isWindowAlive(seen->number, seen->life)) << "put away";
+        outputOf({"xdotool", "windowactivate", std::to_string(window.number())});
+        ASSERT_TRUE(waitUntil([&] { return find(server.onScreenWindows(), window.number()).has_value(); }));
+        EXPECT_EQ(find(server.onScreenWindows(), window.number())->life, seen->life);
+    }
+    EXPECT_TRUE(waitUntil([&] { return !server.isWindowAlive(seen->number, seen->life); }));
+}
+
+TEST_F(X11, TellsWhatAPopupWasOpenedFrom) {
+    const RawWindow parent({50, 50, 400, 300});
+    parent.show();
+    const struct {
+        const char* type;
+        std::uint32_t transientFor;
+        std::uint32_t expected;
+    } rows[] = {
+        {"_NET_WM_WINDOW_TYPE_POPUP_MENU", parent.number(), parent.number()},
+        {"_NET_WM_WINDOW_TYPE_TOOLTIP", parent.number(), parent.number()},
+        {"_NET_WM_WINDOW_TYPE_DND", parent.number(), 0},
+        {"_NET_WM_WINDOW_TYPE_POPUP_MENU", xcb_setup_roots_iterator(xcb_get_setup(sharedConnection())).data->root, 0},
+    };
+    for (const auto& row : rows) {
+        const RawWindow popup({100, 100, 80, 60}, true);
+        popup.setType(row.type);
+        popup.setNumbers("WM_TRANSIENT_FOR", XCB_ATOM_WINDOW, {row.transientFor});
+        popup.show();
+        std::optional<WindowInfo> seen;
+        ASSERT_TRUE(waitUntil([&] { return (seen = find(server.onScreenWindows(), popup.number())).has_value(); }));
+        EXPECT_EQ(seen->parent, row.expected) << row.type;
+        EXPECT_GT(seen->layer, 0) << row.type;
+    }
+}
+
 } // namespace nomara
