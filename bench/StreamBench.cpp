@@ -63,7 +63,7 @@ private:
     ApplicationIdentifier m_identifier;
     WindowInspector m_inspector{m_accessibility, m_server};
     BrowserPrivacy m_privacy{m_inspector, m_server,
-                             [this](const WindowOwner& owner) { return m_identifier.identify(owner); }};
+                             [this](const WindowOwner& owner) { return m_identifier.identify(owner); }, m_clock};
     DisplayCapturer m_capturer;
 };
 

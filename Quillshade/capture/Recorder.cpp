@@ -15,7 +15,7 @@ constexpr double imageTickSeconds = 1, textTickSeconds = 2, firstTickSeconds = 0
 
 Recorder::Recorder(Services services)
     : m_services(std::move(services)), m_inspector(m_services.accessibility, m_services.windowServer),
-      m_browserPrivacy(m_inspector, m_services.windowServer, m_services.identify),
+      m_browserPrivacy(m_inspector, m_services.windowServer, m_services.identify, m_services.clock),
       m_policy(PolicyEngine::evaluate(CaptureMode::balanced, {}, false, false)),
       m_activeDisplay(mainDisplay(m_services.windowServer.displays()).id), m_lastFlush(m_services.clock.uptime()),
       m_streams({m_queue, m_services.streams, m_services.clock, [this] { return m_browserPrivacy.visibleWindows(); },
@@ -213,6 +213,7 @@ StreamReconciler::Wishes Recorder::streamWishes() const {
     const auto& prompters = AppCatalog::passwordPrompters();
     excluded.insert(excluded.end(), prompters.begin(), prompters.end());
     if (m_services.ownBundleID) excluded.push_back(*m_services.ownBundleID);
+    wishes.filter.excludedWindows = m_hiddenWindows;
     wishes.intervalSeconds = m_policy.streamInterval;
     return wishes;
 }

@@ -118,6 +118,8 @@ private:
 
     // RecorderTick.cpp: what every look begins and ends with.
     void followDisplays(const Look& look);
+    bool updateHiddenWindows();
+    static bool isBrowser(const FrontmostApp& app);
     void recordSkip(const SkipReason& reason, bool dropImages);
     void holdImages(ImageValidity::Hold reason);
     void releaseImages(ImageValidity::Hold reason, double now);
@@ -159,6 +161,7 @@ private:
     const std::shared_ptr<Events> m_events = std::make_shared<Events>();
     WindowInspector m_inspector;
     BrowserPrivacy m_browserPrivacy;
+    std::vector<std::uint32_t> m_hiddenWindows; // that the streams leave out, beside excluded applications; sorted
     LineDeduper m_deduper{24, 6'000, 1'800};
     RecorderConfig m_config;
     PowerSnapshot m_power;

@@ -199,7 +199,18 @@ void Recorder::holdBack(const Look& look, DisplayID display, DisplayCapturer& ca
 /// The image with everything painted over that must not be kept; nothing where that isn't certain. The next tick then
 /// looks again.
 Image Recorder::safeImage(const Look& look, const Display& display, const LatestImage& latest) {
-    const auto verdicts = m_browserPrivacy.verdicts(latest.latestWindows, latest.previousWindows, m_config, look.now);
+    const auto verdicts =
+        m_browserPrivacy.verdicts(latest.latestWindows, latest.previousWindows, latest.latestAt, m_config);
+    const bool isUnconfirmed = std::ranges::any_of(latest.latestWindows, [&](const ScreenWindow& window) {
+        return verdicts.at(window.id) == WindowPrivacy::Verdict::unconfirmed && window.frame.intersects(display.bounds);
+    });
+    // The stream didn't know yet that a window must not be seen, or it isn't certain that a page was the one in the
+    // image that it is now; the next image tells.
+    if (updateHiddenWindows() || isUnconfirmed) {
+        m_pendingStats.framesSkipped += 1;
+        noteLook(look, display.id, LookResult::staleImage);
+        return nullptr;
+    }
     const WindowPrivacy::Decision decision =
         WindowPrivacy::decide(latest.previousWindows, latest.latestWindows, verdicts, display.bounds, maskPadding);
     Image image = decision.masks.empty() ? latest.image : FrameMasker::mask(*latest.image, decision.masks);

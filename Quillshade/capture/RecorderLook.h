@@ -24,6 +24,7 @@ struct Recorder::FrontPage {
     std::optional<std::string> url;
     SkipReason::Kind stop = SkipReason::Kind::none; ///< why nothing of it may be kept
     bool isBrowser = false;
+    BrowserPrivacy::Front browser; ///< where it is one
 };
 
 /// How much of one window's text is kept.

@@ -76,7 +76,7 @@ void Recorder::describeFrontWindow(NewFrame& frame, const Look& look, const Fron
 }
 
 Recorder::FrontPage Recorder::frontPage(const Look& look) {
-    if (look.app.isBrowser || AppCatalog::isBrowser(look.app.bundleID)) return frontBrowserPage(look);
+    if (isBrowser(look.app)) return frontBrowserPage(look);
     FrontPage page;
     if (look.window.element) page.url = m_inspector.documentAddress(*look.window.element);
     if (PrivacyRules::isExcludedSite(page.url, m_config.excludedSites)) page.stop = SkipReason::Kind::excludedSite;
@@ -85,32 +85,12 @@ Recorder::FrontPage Recorder::frontPage(const Look& look) {
 
 // A browser's window proves itself harmless before anything of it is kept.
 Recorder::FrontPage Recorder::frontBrowserPage(const Look& look) {
-    FrontPage page{std::nullopt, SkipReason::Kind::none, true};
-    std::optional<bool> marker;
-    if (AppCatalog::isAlwaysPrivate(look.app.bundleID)) marker = true;
-    // Without an element there is nothing to tell which of several windows this is, so what is known of any counts
-    // for nothing.
-    if (look.window.element && !marker) {
-        const AccessibleElement& element = *look.window.element;
-        const auto number = m_inspector.windowNumber(look.app.pid, look.window, look.windows);
-        const auto known =
-            number ? m_browserPrivacy.known(*number, element, look.window.title, look.now) : std::nullopt;
-        if (known) {
-            page.url = known->url;
-            marker = known->privateMarker;
-        } else {
-            const BrowserFacts facts = m_inspector.browserFacts(element, true);
-            page.url = facts.url;
-            if (facts.markerKnown) marker = facts.privateMarker;
-            // Windows may have changed places while they were asked.
-            const auto numberNow =
-                number ? m_inspector.windowNumber(look.app.pid, look.window, m_inspector.onScreen()) : std::nullopt;
-            if (number && numberNow == number)
-                m_browserPrivacy.record(page.url, marker, *number, element, look.window.title, look.now);
-        }
-    }
-    switch (WindowPrivacy::verdict(look.window.title, page.url, marker, m_config.skipPrivateWindows,
-                                   m_config.excludedSites)) {
+    FrontPage page;
+    page.isBrowser = true;
+    page.browser = m_browserPrivacy.front(look.app.pid, look.window, look.windows,
+                                          AppCatalog::isAlwaysPrivate(look.app.bundleID), m_config);
+    page.url = page.browser.url;
+    switch (page.browser.verdict) {
     case WindowPrivacy::Verdict::privateWindow:
         page.stop = SkipReason::Kind::privateWindow;
         break;
@@ -118,6 +98,7 @@ Recorder::FrontPage Recorder::frontBrowserPage(const Look& look) {
         page.stop = SkipReason::Kind::excludedSite;
         break;
     case WindowPrivacy::Verdict::unknown:
+    case WindowPrivacy::Verdict::unconfirmed:
         page.stop = SkipReason::Kind::unverifiedBrowser;
         break;
     case WindowPrivacy::Verdict::allow:
@@ -131,12 +112,11 @@ Recorder::FrontPage Recorder::frontBrowserPage(const Look& look) {
 // excluded.
 bool Recorder::isStillShown(const Look& look, const FrontPage& page) {
     const auto app = m_services.frontmost.current();
-    if (app && app->pid == look.app.pid && app->bundleID != look.app.bundleID) return false;
+    if (app && app->pid == look.app.pid && *app != look.app) return false;
     if (m_config.excludedSites.empty() || (!page.isBrowser && !page.url)) return true;
     if (!look.window.element) return false;
-    const AccessibleElement& element = *look.window.element;
-    const auto url =
-        page.isBrowser ? m_inspector.browserFacts(element, false).url : m_inspector.documentAddress(element);
+    const auto url = page.isBrowser ? m_browserPrivacy.readAgain(page.browser, look.window)
+                                    : m_inspector.documentAddress(*look.window.element);
     if (url != page.url) return false;
     const WindowSnapshot now = m_inspector.snapshot(look.app.pid, look.windows);
     return now.element == look.window.element && now.title == look.window.title;

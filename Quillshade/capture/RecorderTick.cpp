@@ -3,8 +3,10 @@
 #include "Quillshade/store/StoreHub.h"
 #include "core/base/Calendar.h"
 #include "core/base/Log.h"
+#include "core/privacy/AppCatalog.h"
 #include "core/privacy/PrivacyRules.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace nomara {
@@ -29,9 +31,11 @@ void Recorder::tick() {
     // Whatever has the keyboard then, nobody asks about it.
     if (!app) return holdImages(ImageValidity::Hold::notClear);
     look.app = *app;
+    updateHiddenWindows();
     if (app->bundleID == m_services.ownBundleID) return recordSkip({SkipReason::Kind::ownApp, {}}, false);
-    if (app->bundleID && m_config.excludedApps.contains(*app->bundleID))
-        return recordSkip({SkipReason::Kind::excludedApp, app->name.value_or(*app->bundleID)}, true);
+    // A window that hasn't told yet which of several applications it is may be any of them.
+    if (isOrMayBe(*app, [this](const std::string& bundleID) { return m_config.excludedApps.contains(bundleID); }))
+        return recordSkip({SkipReason::Kind::excludedApp, app->name.value_or(app->bundleID.value_or(""))}, true);
     look.windows = m_services.windowServer.onScreenWindows();
     // Secure input that another program left on doesn't stop capture, as long as the focus can be seen to lie
     // elsewhere.
@@ -40,8 +44,10 @@ void Recorder::tick() {
         (secure == SecureInput::possible && (!m_inspector.isTrusted() || m_inspector.focusIsSecure())))
         return recordSkip({SkipReason::Kind::secureInput, {}}, true);
     look.window = m_inspector.snapshot(app->pid, look.windows);
-    if (m_config.skipPrivateWindows && PrivacyRules::isPrivateTitle(look.window.title))
+    if (m_config.skipPrivateWindows && PrivacyRules::isPrivateTitle(look.window.title)) {
+        if (isBrowser(*app)) m_browserPrivacy.observeTitle(app->pid, look.window, look.windows);
         return recordSkip({SkipReason::Kind::privateWindow, {}}, true);
+    }
     look.contextKey = contextKey(app->bundleID, look.window.title);
     look.displays = m_services.windowServer.displays();
     look.display =
@@ -69,6 +75,23 @@ void Recorder::followDisplays(const Look& look) {
     const bool activeChanged = std::exchange(m_activeDisplay, look.display.id) != look.display.id;
     if (activeChanged) m_imagelessSince.reset();
     if (m_config.allDisplays ? displaysChanged : activeChanged) m_streams.reconcile(false, false);
+}
+
+bool Recorder::isBrowser(const FrontmostApp& app) {
+    return app.isBrowser || AppCatalog::isBrowser(app.bundleID);
+}
+
+// The streams leave out what must not be seen, wherever a compositor may paint it; an image that was taken before they
+// knew is dropped. Returns whether there is a window among them that there wasn't.
+bool Recorder::updateHiddenWindows() {
+    std::vector<std::uint32_t> windows;
+    for (const HiddenWindow& window : m_browserPrivacy.hiddenWindows(m_config))
+        windows.push_back(window.number);
+    if (windows == m_hiddenWindows) return false;
+    const bool hasNew = !std::ranges::includes(m_hiddenWindows, windows);
+    m_hiddenWindows = std::move(windows);
+    if (m_policy.captureImages) m_streams.reconcile(true, false);
+    return hasNew;
 }
 
 void Recorder::recordSkip(const SkipReason& reason, bool dropImages) {

@@ -2,6 +2,8 @@
 
 #include "Quillshade/settings/RecorderConfig.h"
 #include "Quillshade/windows/WindowInspector.h"
+#include "Quillshade/windows/WindowRegistry.h"
+#include "core/base/Clock.h"
 #include "core/privacy/WindowPrivacy.h"
 #include "platform/ApplicationIdentity.h"
 
@@ -10,81 +12,75 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <unordered_map>
+#include <tuple>
 #include <vector>
 
 namespace nomara {
 
-/// What is known of the browser windows on the screen: whether they are private and which pages they show. Asking for
-/// that is slow, so a window that has proved itself is asked again only when the answer may have changed.
+/// Whether browser windows are private, and which pages they show. Asking for that is slow, so a window that has proved
+/// itself is asked again only when the answer may have changed: what is known of it lies in a registry, from its first
+/// sight to its end. While sites are excluded an address counts only for images taken between two readings of it.
 ///
-/// Times are the caller's, in monotonic seconds. Runs on the recorder's queue, but for `visibleWindows`.
+/// Runs on the recorder's queue, but for `visibleWindows`.
 class BrowserPrivacy {
 public:
-    /// A page address under one title: a tab's title and its address belong together.
-    struct Address {
+    /// What may be said of the window in front.
+    struct Front {
+        WindowPrivacy::Verdict verdict = WindowPrivacy::Verdict::unknown;
         std::optional<std::string> url;
-        double askedAt = 0;
-    };
-    struct Facts {
-        /// True: private, and stays so. False: the window's controls were searched and none says so. Absent: unknown.
-        std::optional<bool> privateMarker;
-        bool unmatched = false; ///< the last time one asked, accessibility had no window that could only be this one
-        std::map<std::optional<std::string>, Address> urls; ///< by title
-        double lastAttempt = 0;                             ///< when one last asked
-        double lastSeen = 0;                                ///< when the window was last in a list
-        AccessibleElement element;                          ///< the one that the answers came from, where one was found
-    };
-    /// An answer that needs no question.
-    struct Known {
-        std::string url;
-        bool privateMarker = false;
+        std::optional<WindowKey> window; ///< its entry; absent where it isn't certain which window this is
     };
 
-    BrowserPrivacy(WindowInspector& inspector, WindowServer& windowServer, IdentityResolver identify);
+    BrowserPrivacy(WindowInspector& inspector, WindowServer& windowServer, IdentityResolver identify,
+                   const Clock& clock);
 
     /// The windows of browsers on the screen, the frontmost first. Callable from any thread.
     std::vector<ScreenWindow> visibleWindows();
 
-    /// Grades every window of both lists, of which `previous` may be absent.
+    /// Grades every window of both lists, of which `previous` may be absent, for an image that was taken at `imageAt`.
     WindowPrivacy::Verdicts verdicts(const std::vector<ScreenWindow>& latest,
-                                     const std::optional<std::vector<ScreenWindow>>& previous,
-                                     const RecorderConfig& config, double now);
+                                     const std::optional<std::vector<ScreenWindow>>& previous, double imageAt,
+                                     const RecorderConfig& config);
 
-    /// What is known for certain of a front window: its marker, and a recent address under this title. Only what was
-    /// learned of this very element counts.
-    std::optional<Known> known(std::uint32_t windowID, const AccessibleElement& element,
-                               const std::optional<std::string>& title, double now) const;
-    /// Keeps what was read of a front window elsewhere.
-    void record(const std::optional<std::string>& url, std::optional<bool> privateMarker, std::uint32_t windowID,
-                const AccessibleElement& element, const std::optional<std::string>& title, double now);
+    /// Enters what the title of a process's front window says. For whoever looks no further because of it.
+    /// `windows`: what is on the screen.
+    void observeTitle(ProcessID pid, const WindowSnapshot& window, const WindowList& windows);
+    /// Grades a browser's front window, and reads its address. One that can't be told for certain from others has to
+    /// prove itself each time.
+    Front front(ProcessID pid, const WindowSnapshot& window, const WindowList& windows, bool isAlwaysPrivate,
+                const RecorderConfig& config);
+    /// Reads the address of a front window once more.
+    std::optional<std::string> readAgain(const Front& front, const WindowSnapshot& window);
 
-    const std::map<std::uint32_t, Facts>& facts() const { return m_facts; }
+    /// All browser windows that must not be seen, on the screen or not, by number.
+    std::vector<HiddenWindow> hiddenWindows(const RecorderConfig& config);
+
+    const WindowRegistry& registry() const { return m_registry; }
 
 private:
     struct Grading;
     struct Owner {
-        std::string name, role;
         bool isBrowser = false;
         bool isAlwaysPrivate = false;
     };
+    using OwnerKey = std::tuple<std::uint64_t, ProcessID, std::string, std::string>; // with the class and the role
 
     Owner ownerOf(const WindowInfo& window);
-    bool isAlwaysPrivate(ProcessID pid);
+    void endDestroyed();
     std::optional<WindowPrivacy::Verdict> verdictOf(const ScreenWindow& window, bool mayAsk, Grading& grading);
-    bool shouldAsk(const ScreenWindow& window, bool mayAsk, const Grading& grading) const;
-    void ask(const ScreenWindow& window, Grading& grading);
-    BrowserFacts read(const AccessibleElement& element);
-    void forgetOldFacts(double now);
+    bool shouldAsk(const WindowLife& life, const ScreenWindow& window, const Grading& grading) const;
+    void ask(WindowLife& life, const ScreenWindow& window, Grading& grading);
+    BrowserFacts read(const AccessibleElement& element, bool deep);
     bool noneIsPrivate(const ScreenWindow& window, const std::vector<InspectedWindow>& inspected);
 
     WindowInspector& m_inspector;
     WindowServer& m_windowServer;
     const IdentityResolver m_identify;
-    std::map<std::uint32_t, Facts> m_facts; ///< by the window server's number
+    const Clock& m_clock;
+    WindowRegistry m_registry;
 
     std::mutex m_ownersLock; // guards m_owners
-    std::unordered_map<ProcessID, Owner> m_owners;
+    std::map<OwnerKey, Owner> m_owners;
 };
 
 } // namespace nomara

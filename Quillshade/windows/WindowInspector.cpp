@@ -75,12 +75,13 @@ std::vector<InspectedWindow> WindowInspector::windows(ProcessID pid) {
     return answer;
 }
 
-std::optional<std::uint32_t> WindowInspector::windowNumber(ProcessID pid, const WindowSnapshot& snapshot,
-                                                           const WindowList& windows) {
+std::optional<WindowInfo> WindowInspector::find(ProcessID pid, const WindowSnapshot& snapshot,
+                                                const WindowList& windows) {
     if (!snapshot.element) return std::nullopt;
     const AccessibleWindow accessible{*snapshot.element, snapshot.title, snapshot.frame, false};
     const auto numbers = WindowMatcher::match({accessible}, ofProcess(windows, pid)).front();
-    return numbers.size() == 1 ? std::optional(numbers.front()) : std::nullopt;
+    if (numbers.size() != 1) return std::nullopt;
+    return *std::ranges::find(windows, numbers.front(), &WindowInfo::number);
 }
 
 BrowserFacts WindowInspector::browserFacts(const AccessibleElement& element, bool deep) {

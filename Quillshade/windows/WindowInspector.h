@@ -40,7 +40,7 @@ public:
     WindowSnapshot snapshot(ProcessID pid, const WindowList& windows);
     std::vector<InspectedWindow> windows(ProcessID pid);
     /// Which of these windows a snapshot of this process shows; absent where it isn't certain.
-    std::optional<std::uint32_t> windowNumber(ProcessID pid, const WindowSnapshot& snapshot, const WindowList& windows);
+    std::optional<WindowInfo> find(ProcessID pid, const WindowSnapshot& snapshot, const WindowList& windows);
     /// What is on the screen at this moment.
     WindowList onScreen() { return m_windowServer.onScreenWindows(); }
     BrowserFacts browserFacts(const AccessibleElement& element, bool deep);

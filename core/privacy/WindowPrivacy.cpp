@@ -53,21 +53,78 @@ std::map<std::uint32_t, Rect> blocked(const Windows& windows, const Verdicts& ve
     return frames;
 }
 
+struct Place {
+    Rect frame;
+    std::uint64_t life = 0;
+    friend bool operator==(const Place&, const Place&) = default;
+};
+
 /// Where a window stands, if the list has it and knows one place for it only.
-std::optional<Rect> placeOf(std::uint32_t id, const Windows& windows) {
-    std::optional<Rect> place;
+std::optional<Place> placeOf(std::uint32_t id, const Windows& windows) {
+    std::optional<Place> place;
     for (const ScreenWindow& window : windows) {
         if (window.id != id) continue;
-        if (place && *place != window.frame) return std::nullopt;
-        place = window.frame;
+        if (place && *place != Place{window.frame, window.life}) return std::nullopt;
+        place = {window.frame, window.life};
     }
     return place;
 }
 
+// Another window with the number of one that has gone may have come up anywhere before it came here.
 bool standsStill(std::uint32_t id, const Windows& previous, const Windows& latest) {
-    const std::optional<Rect> before = placeOf(id, previous), after = placeOf(id, latest);
+    const std::optional<Place> before = placeOf(id, previous), after = placeOf(id, latest);
     return before && after && *before == *after;
 }
+
+int severity(Verdict verdict) {
+    switch (verdict) {
+    case Verdict::allow:
+        return 0;
+    case Verdict::unconfirmed:
+        return 1;
+    case Verdict::unknown:
+        return 2;
+    case Verdict::excludedSite:
+        return 3;
+    case Verdict::privateWindow:
+        break;
+    }
+    return 4;
+}
+
+/// Grades windows that have no grade of their own.
+class Inheritance {
+public:
+    Inheritance(const Windows& windows, const Verdicts& verdicts, const ProcessVerdicts& elsewhere)
+        : m_windows(windows), m_verdicts(verdicts), m_worst(elsewhere) {
+        for (const ScreenWindow& window : windows) {
+            const auto own = verdicts.find(window.id);
+            if (own == verdicts.end()) continue;
+            const auto [entry, isNew] = m_worst.emplace(window.pid, own->second);
+            if (!isNew) entry->second = worse(entry->second, own->second);
+        }
+    }
+
+    Verdict of(const ScreenWindow& window) const {
+        const ScreenWindow* current = &window;
+        // A program may call two windows each other's parents.
+        for (std::size_t step = 0; step <= m_windows.size(); ++step) {
+            if (const auto own = m_verdicts.find(current->id); own != m_verdicts.end()) return own->second;
+            const auto parent = std::ranges::find_if(m_windows, [&](const ScreenWindow& other) {
+                return other.id == current->parent && other.id != current->id && other.pid == window.pid;
+            });
+            if (current->parent == 0 || parent == m_windows.end()) break;
+            current = &*parent;
+        }
+        const auto worst = m_worst.find(window.pid);
+        return worst == m_worst.end() ? Verdict::unknown : worst->second;
+    }
+
+private:
+    const Windows& m_windows;
+    const Verdicts& m_verdicts;
+    ProcessVerdicts m_worst;
+};
 
 /// The part of a grown frame that lies on the display, as fractions of the display's size.
 std::optional<Rect> mask(const Edges& grown, const Rect& display) {
@@ -94,20 +151,17 @@ Verdict verdict(std::optional<std::string_view> title, std::optional<std::string
     return Verdict::allow;
 }
 
-Verdicts resolve(const std::vector<ScreenWindow>& windows, const Verdicts& verdicts) {
-    const auto graded = [&](const ScreenWindow& window) {
-        if (const auto own = verdicts.find(window.id); own != verdicts.end()) return own->second;
-        for (const ScreenWindow& other : windows) {
-            if (other.id == window.id || other.pid != window.pid || !other.frame.contains(window.frame)) continue;
-            if (const auto around = verdicts.find(other.id); around != verdicts.end()) return around->second;
-        }
-        return Verdict::unknown;
-    };
+Verdict worse(Verdict one, Verdict other) {
+    return severity(one) >= severity(other) ? one : other;
+}
+
+Verdicts resolve(const std::vector<ScreenWindow>& windows, const Verdicts& verdicts, const ProcessVerdicts& elsewhere) {
+    const Inheritance inheritance(windows, verdicts, elsewhere);
     Verdicts resolved;
     for (const ScreenWindow& window : windows) {
-        const Verdict grade = graded(window);
+        const Verdict grade = inheritance.of(window);
         const auto [entry, isNew] = resolved.emplace(window.id, grade);
-        if (!isNew && entry->second == Verdict::allow) entry->second = grade;
+        if (!isNew) entry->second = worse(entry->second, grade);
     }
     return resolved;
 }

@@ -17,7 +17,12 @@ struct ScreenWindow {
     std::int32_t pid = 0;
     Rect frame; ///< global display coordinates
     std::optional<std::string> title;
-    bool isPopup = false; ///< a menu, tip or drop-down, which shows no page of its own
+    bool isPopup = false; ///< a menu, tip, drop-down or drag image, which has no page of its own
+    /// The number of the window that it was opened from, as its program says; 0 where it says none, as drag images do.
+    std::uint32_t parent = 0;
+    /// Tells the window from others that had its number before it or will have it after; 0 where nothing tells.
+    std::uint64_t life = 0;
+    bool isAlwaysPrivate = false; ///< of a browser that has nothing but private windows
     friend bool operator==(const ScreenWindow&, const ScreenWindow&) = default;
 };
 
@@ -29,10 +34,12 @@ enum class Verdict {
     allow,
     privateWindow,
     excludedSite,
-    unknown, ///< could not be proven harmless
+    unknown,     ///< could not be proven harmless
+    unconfirmed, ///< harmless now, but not for certain at the moment when the image was taken
 };
 
 using Verdicts = std::unordered_map<std::uint32_t, Verdict>; ///< by the window's id
+using ProcessVerdicts = std::unordered_map<std::int32_t, Verdict>;
 
 struct Decision {
     bool capture = false;
@@ -46,10 +53,15 @@ Verdict verdict(std::optional<std::string_view> title, std::optional<std::string
                 std::optional<bool> privateMarker, bool skipPrivateWindows,
                 const std::vector<std::string>& excludedSites);
 
-/// A grade for every window of the list. One without an entry of its own, such as a sheet, takes that of the first
-/// graded window of its process that lies all around it, else it is unknown. Where a list names one window twice, no
-/// good grade replaces a bad one.
-Verdicts resolve(const std::vector<ScreenWindow>& windows, const Verdicts& verdicts);
+/// The one of the two that allows less.
+Verdict worse(Verdict one, Verdict other);
+
+/// A grade for every window of the list. One without an entry of its own, such as a menu, takes that of the window that
+/// it was opened from; where that isn't known, as with a drag image, the worst of all windows of its process, those in
+/// `elsewhere` included, which aren't on the screen. What lies around it says nothing. Without any it is unknown. Where
+/// a list names one window twice, no good grade replaces a bad one.
+Verdicts resolve(const std::vector<ScreenWindow>& windows, const Verdicts& verdicts,
+                 const ProcessVerdicts& elsewhere = {});
 
 /// What becomes of the image of a display. `latest` was listed when the image arrived, `previous` (absent if there was
 /// none) when the one before it did; `verdicts` covers both, and a window without a verdict isn't allowed. A window

@@ -2,6 +2,7 @@
 #include "Quillshade/windows/CaptureDiagnostics.h"
 #include "platform/fake/FakeAccessibility.h"
 #include "platform/fake/FakeWindowServer.h"
+#include "platform/fake/ManualClock.h"
 
 #include <gtest/gtest.h>
 
@@ -32,15 +33,17 @@ class BrowserWindows : public testing::Test {
 protected:
     FakeAccessibility accessibility;
     FakeWindowServer server;
+    ManualClock clock;
     WindowInspector inspector{accessibility, server};
     int identified = 0;
     BrowserPrivacy privacy{
-        inspector, server, [this](const WindowOwner& owner) {
+        inspector, server,
+        [this](const WindowOwner& owner) {
             ++identified;
             return ApplicationIdentity{"org.own.Browser", "Browser", "", owner.className == "Browser"};
-        }};
+        },
+        clock};
     RecorderConfig config;
-    double now = 1000;
 
     /// The accessible windows of the browser, at the place of their content as most toolkits tell it.
     struct Window {
@@ -64,8 +67,8 @@ protected:
         accessibility.setWindows(browserPid, accessible);
     }
     WindowPrivacy::Verdicts grade(double after = 0) {
-        now += after;
-        return privacy.verdicts(privacy.visibleWindows(), std::nullopt, config, now);
+        clock.advance(after);
+        return privacy.verdicts(privacy.visibleWindows(), std::nullopt, clock.uptime(), config);
     }
     int asked() { return accessibility.counts().browserFacts; }
     int trips() { return accessibility.counts().browserFacts + accessibility.counts().windows; }
@@ -110,22 +113,42 @@ TEST_F(BrowserWindows, AProvedWindowIsNotAskedAgain) {
         EXPECT_EQ(grade(20), expected);
     EXPECT_EQ(trips(), once);
 
-    // With excluded sites a title's address counts for a minute.
-    config.excludedSites = {"bank.example"};
-    EXPECT_EQ(grade(), expected);
-    EXPECT_EQ(trips(), once + 3);
-    grade(59.9);
-    EXPECT_EQ(trips(), once + 3);
-    grade(0.1);
-    EXPECT_EQ(trips(), once + 6);
-    // A new tab is asked about at once, and alone.
-    show({{onScreen(1, "Bank", left, true), {"https://bank.example/", false, true}, {}},
-          {onScreen(2, "Other", right), incognito, {}}});
-    EXPECT_EQ(grade(1), (WindowPrivacy::Verdicts{{1, Verdict::excludedSite}, {2, Verdict::privateWindow}}));
-    EXPECT_EQ(trips(), once + 8);
-    config = {};
     config.skipPrivateWindows = false;
     EXPECT_EQ(grade(), (WindowPrivacy::Verdicts{{1, Verdict::allow}, {2, Verdict::allow}}));
+    EXPECT_EQ(trips(), once);
+}
+
+TEST_F(BrowserWindows, AnAddressCountsForImagesBetweenTwoReadingsOfIt) {
+    config.excludedSites = {"bank.example"};
+    show({{onScreen(1, "Sign in", left, true), normal, {}}, {onScreen(2, "Other", right), incognito, {}}});
+    EXPECT_EQ(grade()[1], Verdict::unconfirmed) << "read after the image alone";
+    EXPECT_EQ(trips(), 3);
+    EXPECT_EQ(grade(1)[1], Verdict::allow);
+    EXPECT_EQ(trips(), 4) << "one reading for each image, and none of a window that is private anyway";
+    EXPECT_EQ(grade(0)[1], Verdict::allow);
+    EXPECT_EQ(trips(), 4) << "another display's image of the same moment";
+    // An excluded page under the title of the one before.
+    const auto goTo = [&](const char* url) {
+        show({{onScreen(1, "Sign in", left, true), {url, false, true}, {}},
+              {onScreen(2, "Other", right), incognito, {}}});
+    };
+    goTo("https://bank.example/");
+    EXPECT_EQ(grade(1)[1], Verdict::excludedSite);
+    goTo("https://a.example/");
+    EXPECT_EQ(grade(1)[1], Verdict::unconfirmed) << "the image may still show the page before";
+    EXPECT_EQ(grade(1)[1], Verdict::allow);
+    EXPECT_EQ(grade(60)[1], Verdict::unconfirmed) << "nobody knows where it was meanwhile";
+    EXPECT_EQ(grade(1)[1], Verdict::allow);
+    // One that never rests is hidden, so that the rest of the screen can be kept.
+    int unconfirmed = 0;
+    for (int i = 0; i < 20; ++i) {
+        goTo(("https://a.example/" + std::to_string(i)).c_str());
+        const Verdict verdict = grade(1)[1];
+        unconfirmed += verdict == Verdict::unconfirmed ? 1 : 0;
+        EXPECT_TRUE(i <= 10 || verdict == Verdict::unknown) << i;
+    }
+    EXPECT_GT(unconfirmed, 1);
+    EXPECT_EQ(grade(1)[1], Verdict::allow) << "it has come to rest";
 }
 
 TEST_F(BrowserWindows, AMarkerOnceSeenStays) {
@@ -135,22 +158,58 @@ TEST_F(BrowserWindows, AMarkerOnceSeenStays) {
     EXPECT_EQ(grade(29.9)[1], Verdict::unknown) << "an unknown marker is asked again after half a minute";
     EXPECT_EQ(asked(), 1);
     EXPECT_EQ(grade(0.1)[1], Verdict::allow);
-    config.excludedSites = {"bank.example"};
-    show({{onScreen(1, "Page", left), incognito, {}}});
-    EXPECT_EQ(grade(60)[1], Verdict::privateWindow);
+    // A title casts doubt on what was found, and is answered by another search.
+    show({{onScreen(1, "Page (Incognito)", left), incognito, {}}});
+    EXPECT_EQ(grade(1)[1], Verdict::privateWindow);
+    EXPECT_EQ(asked(), 3);
     show({{onScreen(1, "Page", left), normal, {}}});
     EXPECT_EQ(grade(60)[1], Verdict::privateWindow);
     show({{onScreen(1, "Page", left), unsure, {}}});
     EXPECT_EQ(grade(60)[1], Verdict::privateWindow);
 }
 
-TEST_F(BrowserWindows, AnAddressBelongsToItsTitle) {
+TEST_F(BrowserWindows, AnOrdinaryWindowWithSuchATitleIsOrdinaryAgainAfterIt) {
+    show({{onScreen(1, "Page", left), normal, {}}});
+    EXPECT_EQ(grade()[1], Verdict::allow);
+    show({{onScreen(1, "What a private window is", left), normal, {}}});
+    for (int i = 0; i < 5; ++i)
+        EXPECT_EQ(grade(1)[1], Verdict::privateWindow);
+    EXPECT_EQ(asked(), 2) << "once for the title";
+    show({{onScreen(1, "Page", left), normal, {}}});
+    EXPECT_EQ(grade(1)[1], Verdict::allow);
+}
+
+// The server gives the numbers of a browser that has ended to the next one.
+TEST_F(BrowserWindows, NoWindowInheritsWhatAnotherOfItsNumberProved) {
+    const BrowserFacts facts[] = {normal, incognito};
+    for (const BrowserFacts& before : facts) {
+        for (const BrowserFacts& after : facts) {
+            BrowserPrivacy fresh(
+                inspector, server,
+                [](const WindowOwner&) {
+                    return ApplicationIdentity{{}, {}, "", true};
+                },
+                clock);
+            const auto look = [&](const BrowserFacts& of, std::uint64_t life) {
+                WindowInfo window = onScreen(1, "Page", left);
+                window.life = life;
+                show({{window, of, {}}});
+                return fresh.verdicts(fresh.visibleWindows(), std::nullopt, clock.uptime(), config)[1];
+            };
+            EXPECT_EQ(look(before, 7), before.privateMarker ? Verdict::privateWindow : Verdict::allow);
+            server.destroy(7);
+            EXPECT_EQ(look(after, 8), after.privateMarker ? Verdict::privateWindow : Verdict::allow);
+            EXPECT_EQ(fresh.registry().size(), 1U) << "the other one has ended";
+            EXPECT_EQ(fresh.hiddenWindows(config).size(), after.privateMarker ? 1U : 0U);
+        }
+    }
+}
+
+TEST_F(BrowserWindows, AnAddressThatMayBeAnotherTabsCountsForNothing) {
     config.excludedSites = {"bank.example"};
     show({{onScreen(1, "Page", left), normal, "Page of another tab"}});
-    EXPECT_EQ(grade()[1], Verdict::unknown) << "this address may be another tab's";
-    EXPECT_EQ(privacy.facts().at(1).privateMarker, false);
-    EXPECT_TRUE(privacy.facts().at(1).urls.empty());
-    show({{onScreen(1, "Page", left), normal, {}}});
+    EXPECT_EQ(grade()[1], Verdict::unknown);
+    EXPECT_EQ(grade(1)[1], Verdict::unconfirmed);
     EXPECT_EQ(grade(1)[1], Verdict::allow);
 }
 
@@ -179,10 +238,14 @@ TEST_F(BrowserWindows, WhatCannotBeToldApartIsNotAllowed) {
     };
     for (const auto& row : rows) {
         show(row.windows);
-        BrowserPrivacy fresh(inspector, server, [](const WindowOwner&) {
-            return ApplicationIdentity{{}, {}, "", true};
-        });
-        EXPECT_EQ(fresh.verdicts(fresh.visibleWindows(), std::nullopt, config, now), row.verdicts) << row.name;
+        BrowserPrivacy fresh(
+            inspector, server,
+            [](const WindowOwner&) {
+                return ApplicationIdentity{{}, {}, "", true};
+            },
+            clock);
+        EXPECT_EQ(fresh.verdicts(fresh.visibleWindows(), std::nullopt, clock.uptime(), config), row.verdicts)
+            << row.name;
     }
     // With excluded sites none of two such windows has an address, and they aren't asked again for a minute.
     show({{twin, normal, {}}, {page, normal, {}}});
@@ -203,34 +266,52 @@ TEST_F(BrowserWindows, OneThatIsNotOnTheBusHasNobodyToVouchForIt) {
     EXPECT_EQ(grade(), (WindowPrivacy::Verdicts{{1, Verdict::unknown}, {2, Verdict::unknown}}));
 }
 
-TEST_F(BrowserWindows, MenusAreGradedByTheWindowAroundThem) {
-    WindowInfo menu = onScreen(3, "", {50, 50, 100, 200}), overhanging = onScreen(4, "", {1500, 50, 200, 100});
-    menu.layer = overhanging.layer = 101;
+TEST_F(BrowserWindows, PopupsAreGradedByWhatTheyWereOpenedFrom) {
+    WindowInfo menu = onScreen(3, "", {50, 50, 100, 200}), dragged = onScreen(4, "", {100, 50, 200, 100});
+    menu.layer = dragged.layer = 101;
+    menu.parent = 1;
+    menu.life = 13;
+    dragged.life = 14;
     WindowInfo dialog = onScreen(5, "Save", {100, 100, 300, 200});
-    show({{onScreen(1, "Page", left), normal, {}}, {onScreen(2, "Other", right), normal, {}}});
+    WindowInfo secret = onScreen(2, "Other", right);
+    secret.life = 12;
+    show({{onScreen(1, "Page", left), normal, {}}, {secret, incognito, {}}});
     auto windows = server.onScreenWindows();
-    windows.insert(windows.begin(), {menu, overhanging, dialog});
+    windows.insert(windows.begin(), {menu, dragged, dialog});
     server.setWindows(windows);
     auto verdicts = grade();
     EXPECT_EQ(verdicts[3], Verdict::allow);
-    EXPECT_EQ(verdicts[4], Verdict::unknown) << "it hangs over the edge of its window";
+    EXPECT_EQ(verdicts[4], Verdict::privateWindow) << "it may have been picked up from the private one";
     EXPECT_EQ(verdicts[5], Verdict::unknown) << "an ordinary window that isn't on the bus, wherever it lies";
+    const std::vector<HiddenWindow> hidden{
+        {2, Verdict::privateWindow}, {4, Verdict::privateWindow}, {5, Verdict::unknown}};
+    EXPECT_EQ(privacy.hiddenWindows(config), hidden);
+    // Put away, the private window still counts; closed, it doesn't.
+    show({{onScreen(1, "Page", left), normal, {}}});
+    windows = server.onScreenWindows();
+    windows.insert(windows.begin(), {menu, dragged});
+    server.setWindows(windows);
+    EXPECT_EQ(grade()[4], Verdict::privateWindow);
+    EXPECT_EQ(privacy.hiddenWindows(config).front(), hidden.front()) << "it may be shown small, where one switches";
+    server.destroy(12);
+    EXPECT_EQ(grade()[3], Verdict::allow);
+    EXPECT_NE(grade()[4], Verdict::privateWindow);
 }
 
 TEST_F(BrowserWindows, TheWorstOfTwoListsCounts) {
     config.excludedSites = {"bank.example"};
     show({{onScreen(1, "Bank", left), {"https://bank.example/", false, true}, {}}});
-    const Windows before = privacy.visibleWindows();
+    const Windows before{{1, browserPid, left, "Bank (Incognito)"}};
     EXPECT_EQ(grade()[1], Verdict::excludedSite);
     show({{onScreen(1, "Page", left), normal, {}}});
-    EXPECT_EQ(privacy.verdicts(privacy.visibleWindows(), before, config, now)[1], Verdict::excludedSite)
+    EXPECT_EQ(privacy.verdicts(privacy.visibleWindows(), before, clock.uptime(), config)[1], Verdict::privateWindow)
         << "an image between the two lists may show either page";
     const int count = trips();
     // A window that is only in the earlier list causes no question.
     const Windows gone{{9, browserPid, right, "Gone", false}};
-    EXPECT_EQ(privacy.verdicts({}, gone, config, now)[9], Verdict::unknown);
+    EXPECT_EQ(privacy.verdicts({}, gone, clock.uptime(), config)[9], Verdict::unknown);
     EXPECT_EQ(trips(), count);
-    EXPECT_TRUE(privacy.verdicts({}, std::nullopt, config, now).empty());
+    EXPECT_TRUE(privacy.verdicts({}, std::nullopt, clock.uptime(), config).empty());
 }
 
 TEST_F(BrowserWindows, WithoutAccessibilityNothingIsLearned) {
@@ -242,35 +323,89 @@ TEST_F(BrowserWindows, WithoutAccessibilityNothingIsLearned) {
     EXPECT_EQ(grade()[1], Verdict::allow) << "nothing matters to the user";
 }
 
-TEST_F(BrowserWindows, OldFactsAreForgotten) {
-    const AccessibleElement element{"window"};
-    for (std::uint32_t number = 1; number <= 41; ++number)
-        privacy.record("https://a.example/", false, number, element, "Page", number <= 20 ? now - 600 : now);
+TEST_F(BrowserWindows, WhereNobodyTellsOfTheirEndWindowsAreForgotten) {
+    show({{onScreen(1, "Page", left), normal, {}}, {onScreen(2, "Other", right), normal, {}}});
     grade();
-    EXPECT_EQ(privacy.facts().size(), 21u) << "what hasn't been seen for ten minutes";
-    EXPECT_FALSE(privacy.facts().contains(20));
-    grade(600);
-    EXPECT_EQ(privacy.facts().size(), 21u) << "few are kept, however old";
+    show({{onScreen(2, "Other", right), normal, {}}});
+    grade(599);
+    EXPECT_EQ(privacy.registry().size(), 2U);
+    grade(1);
+    EXPECT_EQ(privacy.registry().size(), 1U);
 }
 
-TEST_F(BrowserWindows, TheFrontWindowIsKnownByItsElement) {
-    const AccessibleElement element{"window"}, other{"other"};
-    privacy.record("https://a.example/", false, 1, element, "Page", now);
-    ASSERT_TRUE(privacy.known(1, element, "Page", now + 59));
-    EXPECT_EQ(privacy.known(1, element, "Page", now + 59)->url, "https://a.example/");
-    EXPECT_FALSE(privacy.known(1, element, "Page", now + 60));
-    EXPECT_FALSE(privacy.known(1, element, "Another tab", now));
-    EXPECT_FALSE(privacy.known(1, other, "Page", now)) << "another window at the same place";
-    EXPECT_FALSE(privacy.known(2, element, "Page", now));
-    privacy.record(std::nullopt, std::nullopt, 2, element, "New tab", now);
-    EXPECT_FALSE(privacy.known(2, element, "New tab", now)) << "its marker isn't known";
-    privacy.record(std::nullopt, true, 1, element, std::nullopt, now);
-    privacy.record("https://a.example/", false, 1, element, "Page", now);
-    EXPECT_TRUE(privacy.known(1, element, "Page", now)->privateMarker);
-    for (int i = 0; i < 30; ++i)
-        privacy.record("https://a.example/", false, 1, element, std::to_string(i), now + 100 + i);
-    EXPECT_LE(privacy.facts().at(1).urls.size(), 30u);
-    EXPECT_FALSE(privacy.facts().at(1).urls.contains("Page")) << "addresses of tabs gone by don't pile up";
+/// The window in front, as accessibility names it.
+class FrontBrowserWindow : public BrowserWindows {
+protected:
+    BrowserPrivacy::Front front(const std::optional<std::string>& title = "Page") {
+        const WindowSnapshot snapshot{title, onScreen(1, "", left).content, element()};
+        return privacy.front(browserPid, snapshot, server.onScreenWindows(), false, config);
+    }
+    std::optional<AccessibleElement> element() { return accessibility.windows(browserPid).at(0).element; }
+};
+
+TEST_F(FrontBrowserWindow, IsAskedOnlyForWhatIsNotKnown) {
+    show({{onScreen(1, "Page", left), normal, {}}});
+    EXPECT_EQ(front().verdict, Verdict::allow);
+    EXPECT_EQ(front().url, normal.url);
+    EXPECT_EQ(asked(), 1);
+    clock.advance(59.9);
+    front();
+    EXPECT_EQ(asked(), 1);
+    clock.advance(0.1);
+    front();
+    EXPECT_EQ(asked(), 2) << "its address may have changed";
+    EXPECT_EQ(grade()[1], Verdict::allow);
+    EXPECT_EQ(asked(), 2) << "what was read of it in front counts for its image";
+    config.excludedSites = {"bank.example"};
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(front().verdict, Verdict::allow);
+    EXPECT_EQ(asked(), 5) << "an address is good for one look";
+    show({{onScreen(1, "Page", left), {"https://bank.example/", false, true}, {}}});
+    EXPECT_EQ(front().verdict, Verdict::excludedSite) << "under the same title";
+}
+
+TEST_F(FrontBrowserWindow, TheSecondReadingIsKept) {
+    config.excludedSites = {"bank.example"};
+    show({{onScreen(1, "Page", left), normal, {}}});
+    const auto page = front();
+    const WindowSnapshot snapshot{"Page", left, element()};
+    ASSERT_TRUE(page.window);
+    show({{onScreen(1, "Page", left), {"https://bank.example/", false, true}, {}}});
+    EXPECT_EQ(privacy.readAgain(page, snapshot), "https://bank.example/");
+    EXPECT_EQ(privacy.hiddenWindows(config), (std::vector<HiddenWindow>{{1, Verdict::excludedSite}}));
+}
+
+TEST_F(FrontBrowserWindow, WithoutACertainNumberNothingIsRemembered) {
+    const WindowInfo page = onScreen(1, "Page", left), twin = onScreen(2, "Page", left);
+    show({{page, unsure, {}}, {twin, normal, {}}});
+    EXPECT_EQ(front().verdict, Verdict::unknown);
+    EXPECT_FALSE(front().window);
+    EXPECT_EQ(privacy.registry().size(), 0U);
+    show({{page, normal, {}}, {twin, incognito, {}}});
+    EXPECT_EQ(front().verdict, Verdict::allow) << "its own controls prove it";
+    show({{page, unsure, {}}, {twin, normal, {}}});
+    EXPECT_EQ(front().verdict, Verdict::unknown) << "once more";
+}
+
+TEST_F(FrontBrowserWindow, AnotherElementHasToProveItselfAnew) {
+    show({{onScreen(1, "Page", left), normal, {}}});
+    EXPECT_EQ(front().verdict, Verdict::allow);
+    const AccessibleElement other{"11/5"};
+    EXPECT_EQ(
+        privacy
+            .front(browserPid, {"Page", onScreen(1, "", left).content, other}, server.onScreenWindows(), false, config)
+            .verdict,
+        Verdict::unknown);
+}
+
+TEST_F(FrontBrowserWindow, ATitleIsHeardAlsoByWhoeverLooksNoFurther) {
+    show({{onScreen(1, "Page", left), normal, {}}});
+    EXPECT_EQ(front().verdict, Verdict::allow);
+    show({{onScreen(1, "Page", left), incognito, "Page (Incognito)"}});
+    privacy.observeTitle(browserPid, {"Page (Incognito)", onScreen(1, "", left).content, element()},
+                         server.onScreenWindows());
+    accessibility.setWindows(browserPid, {});
+    EXPECT_EQ(grade()[1], Verdict::unknown) << "the window server's title doesn't tell, and nobody can be asked";
 }
 
 } // namespace

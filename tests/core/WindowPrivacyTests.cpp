@@ -51,47 +51,70 @@ TEST(WindowPrivacy, GradesAWindow) {
         EXPECT_EQ(verdict(row.title, row.url, row.marker, row.skip, row.sites), row.expected) << row.name;
 }
 
-TEST(WindowPrivacy, LetsWindowsInheritFromTheWindowAroundThem) {
+TEST(WindowPrivacy, LetsPopupsInherit) {
     const Rect outer{0, 0, 100, 100}, inner{0, 50, 100, 50};
+    const auto popup = [&](std::uint32_t id, std::uint32_t parent, std::int32_t pid = 7) {
+        return ScreenWindow{id, pid, inner, {}, true, parent};
+    };
     const struct {
         const char* name;
         Windows windows;
         Verdicts known;
         Verdict expected; // of window 1
+        ProcessVerdicts elsewhere = {};
     } rows[] = {
-        {"its own grade", {{1, 7, inner}, {2, 7, outer}}, {{1, Verdict::allow}, {2, Verdict::unknown}}, Verdict::allow},
-        {"a sheet of an allowed window", {{1, 7, inner}, {2, 7, outer}}, {{2, Verdict::allow}}, Verdict::allow},
-        {"a sheet of a private one",
-         {{1, 7, inner}, {2, 7, outer}},
-         {{2, Verdict::privateWindow}},
+        {"its own grade", {popup(1, 2), {2, 7, outer}}, {{1, Verdict::allow}, {2, Verdict::unknown}}, Verdict::allow},
+        {"a menu of an allowed window, beside a private one",
+         {popup(1, 2), {2, 7, {500, 0, 9, 9}}, {3, 7, outer}},
+         {{2, Verdict::allow}, {3, Verdict::privateWindow}},
+         Verdict::allow},
+        {"a menu of a private window over an allowed one",
+         {popup(1, 3), {2, 7, outer}, {3, 7, {500, 0, 9, 9}}},
+         {{2, Verdict::allow}, {3, Verdict::privateWindow}},
          Verdict::privateWindow},
-        {"the first around it counts",
-         {{3, 7, outer}, {1, 7, inner}, {2, 7, outer}},
+        {"a menu of a menu",
+         {popup(1, 4), popup(4, 3), {2, 7, outer}, {3, 7, outer}},
+         {{2, Verdict::privateWindow}, {3, Verdict::allow}},
+         Verdict::allow},
+        {"a drag image over an allowed window",
+         {popup(1, 0), {2, 7, outer}, {3, 7, {500, 0, 9, 9}}},
          {{2, Verdict::allow}, {3, Verdict::excludedSite}},
          Verdict::excludedSite},
-        {"an ungraded one is passed over",
-         {{3, 7, outer}, {1, 7, inner}, {2, 7, outer}},
+        {"a drag image whose window isn't on the screen any more",
+         {popup(1, 0), {2, 7, outer}},
          {{2, Verdict::allow}},
+         Verdict::privateWindow,
+         {{7, Verdict::privateWindow}}},
+        {"a drag image of a process with nothing to hide",
+         {popup(1, 0), {2, 7, outer}, {3, 8, outer}},
+         {{2, Verdict::allow}, {3, Verdict::privateWindow}},
          Verdict::allow},
-        {"another process", {{1, 7, inner}, {2, 8, outer}}, {{2, Verdict::allow}}, Verdict::unknown},
-        {"reaching out", {{1, 7, {0, 50, 100.5, 50}}, {2, 7, outer}}, {{2, Verdict::allow}}, Verdict::unknown},
-        {"alone", {{1, 7, inner}}, {}, Verdict::unknown},
-        {"moved out of a private window into an allowed one",
-         {{1, 7, inner}, {2, 7, outer}, {1, 7, {200, 0, 10, 10}}, {3, 7, {200, 0, 50, 50}}},
-         {{2, Verdict::privateWindow}, {3, Verdict::allow}},
-         Verdict::privateWindow},
-        {"and the other way round",
-         {{1, 7, {200, 0, 10, 10}}, {3, 7, {200, 0, 50, 50}}, {1, 7, inner}, {2, 7, outer}},
-         {{2, Verdict::privateWindow}, {3, Verdict::allow}},
-         Verdict::privateWindow},
-        {"a place that isn't a number",
-         {{1, 7, {nan, 0, 1, 1}}, {2, 7, outer}},
-         {{2, Verdict::allow}},
+        {"a parent that isn't listed",
+         {popup(1, 9), {2, 7, outer}, {3, 7, outer}},
+         {{2, Verdict::allow}, {3, Verdict::unknown}},
          Verdict::unknown},
-        {"a negative size", {{1, 7, {10, 10, -50, 5}}, {2, 7, outer}}, {{2, Verdict::allow}}, Verdict::unknown},
+        {"a parent in another process",
+         {popup(1, 2), {2, 8, outer}, {3, 7, outer}},
+         {{2, Verdict::allow}, {3, Verdict::excludedSite}},
+         Verdict::excludedSite},
+        {"its own parent", {popup(1, 1), {2, 7, outer}}, {{2, Verdict::allow}}, Verdict::allow},
+        {"parents in a circle",
+         {popup(1, 4), popup(4, 1), {2, 7, outer}},
+         {{2, Verdict::privateWindow}},
+         Verdict::privateWindow},
+        {"another process", {popup(1, 0), {2, 8, outer}}, {{2, Verdict::allow}}, Verdict::unknown},
+        {"alone", {popup(1, 0)}, {}, Verdict::unknown},
+        {"opened from two windows in two lists",
+         {popup(1, 2), {2, 7, outer}, popup(1, 3), {3, 7, outer}},
+         {{2, Verdict::allow}, {3, Verdict::privateWindow}},
+         Verdict::privateWindow},
+        {"the worst of all kinds",
+         {popup(1, 0), {2, 7, outer}, {3, 7, outer}, {4, 7, outer}, {5, 7, outer}},
+         {{2, Verdict::unknown}, {3, Verdict::excludedSite}, {4, Verdict::allow}, {5, Verdict::unconfirmed}},
+         Verdict::excludedSite},
     };
     for (const auto& row : rows) {
-        const Verdicts resolved = resolve(row.windows, row.known);
+        const Verdicts resolved = resolve(row.windows, row.known, row.elsewhere);
         for (const ScreenWindow& window : row.windows)
             EXPECT_TRUE(resolved.contains(window.id)) << row.name;
         EXPECT_EQ(resolved.at(1), row.expected) << row.name;
@@ -136,6 +159,7 @@ TEST(WindowPrivacy, DecidesAboutAnImage) {
          {two, one},
          screen,
          {true, {{0.09, 0.18, 0.22, 0.24}, {0.49, 0.18, 0.27, 0.34}}}},
+        {"another window with its number, at its place", Windows{one}, {{1, 7, left, {}, false, 0, 5}}, screen, skip},
         {"allowed ones may move",
          Windows{one, {9, 7, left}},
          {one, {9, 7, right}},
@@ -327,31 +351,49 @@ TEST(WindowPrivacy, NoOrderOfEventsLetsABlockedWindowThrough) {
     EXPECT_GT(std::min({skipped, masked, clean}), 400) << "every answer is met often";
 }
 
-// Whatever the lists say, a window counts as allowed only by its own grade or that of a window around it.
+// Whatever the lists say, a window counts as allowed only by its own grade, by that of a parent, or where nothing of
+// its process is worse.
 TEST(WindowPrivacy, NoGradeComesFromNowhere) {
     RandomDesktop desktop(7);
+    int inherited = 0;
     for (int round = 0; round < 5'000; ++round) {
         Windows windows = desktop.list();
         const Windows later = desktop.changed(windows);
         windows.insert(windows.end(), later.begin(), later.end());
+        for (ScreenWindow& window : windows)
+            if (desktop.below(2) == 0) window.parent = static_cast<std::uint32_t>(desktop.below(16));
         const Verdicts known = desktop.grades();
+        const auto isKnown = [&](std::uint32_t id, bool isAllowed) {
+            const auto entry = known.find(id);
+            return entry != known.end() && (entry->second == Verdict::allow) == isAllowed;
+        };
         for (const auto& [id, grade] : resolve(windows, known)) {
             if (const auto own = known.find(id); own != known.end()) {
                 EXPECT_EQ(grade, own->second);
                 continue;
             }
             if (grade != Verdict::allow) continue;
+            ++inherited;
             for (const ScreenWindow& window : windows) {
                 if (window.id != id) continue;
-                const auto vouches = [&](const ScreenWindow& other) {
-                    const auto entry = known.find(other.id);
-                    return other.pid == window.pid && other.frame.contains(window.frame) && entry != known.end() &&
-                           entry->second == Verdict::allow;
-                };
-                EXPECT_TRUE(std::any_of(windows.begin(), windows.end(), vouches)) << "round " << round;
+                const auto isOfItsProcess = [&](const ScreenWindow& other) { return other.pid == window.pid; };
+                const bool hasParent = std::ranges::any_of(windows, [&](const ScreenWindow& other) {
+                    return isOfItsProcess(other) && other.id == window.parent && other.id != id;
+                });
+                EXPECT_TRUE(std::ranges::any_of(
+                    windows,
+                    [&](const ScreenWindow& other) { return isOfItsProcess(other) && isKnown(other.id, true); }))
+                    << "round " << round;
+                EXPECT_TRUE(hasParent || std::ranges::none_of(windows,
+                                                              [&](const ScreenWindow& other) {
+                                                                  return isOfItsProcess(other) &&
+                                                                         isKnown(other.id, false);
+                                                              }))
+                    << "round " << round;
             }
         }
     }
+    EXPECT_GT(inherited, 400);
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "Quillshade/windows/BrowserPrivacy.h"
+#include "platform/fake/ManualClock.h"
 #include "platform/linux/desktop/ApplicationIdentifier.h"
 #include "platform/linux/x11/X11WindowServer.h"
 #include "tests/desktop/backends/AtspiTest.h"
@@ -19,7 +20,7 @@ protected:
     ApplicationIdentifier identifier;
     WindowInspector inspector{accessibility, server};
     RecorderConfig config;
-    double now = 1000;
+    ManualClock clock;
 
     std::uint32_t numberOf(const std::string& title) {
         for (const WindowInfo& window : server.onScreenWindows())
@@ -45,8 +46,8 @@ protected:
     /// Looks as one who has never seen these windows, until both are known. Whenever it looks, the private one must be
     /// blocked, and it alone is masked in the end.
     void expectExactlyThePrivateWindowBlocked(const std::string& what) {
-        BrowserPrivacy privacy(inspector, server,
-                               [this](const WindowOwner& owner) { return identifier.identify(owner); });
+        BrowserPrivacy privacy(
+            inspector, server, [this](const WindowOwner& owner) { return identifier.identify(owner); }, clock);
         const std::uint32_t ordinary = numberOf("Open"), secret = numberOf("Secret");
         ASSERT_NE(ordinary, 0U) << what;
         ASSERT_NE(secret, 0U) << what;
@@ -54,9 +55,9 @@ protected:
         std::vector<ScreenWindow> previous = privacy.visibleWindows(), latest;
         WindowPrivacy::Verdicts verdicts;
         EXPECT_TRUE(waitUntil([&] {
-            now += 31; // what isn't known is asked again
+            clock.advance(31); // what isn't known is asked again
             latest = privacy.visibleWindows();
-            verdicts = privacy.verdicts(latest, previous, config, now);
+            verdicts = privacy.verdicts(latest, previous, clock.uptime(), config);
             EXPECT_NE(verdicts[secret], Verdict::allow) << what;
             const bool isSettled = verdicts[ordinary] == Verdict::allow && verdicts[secret] == Verdict::privateWindow &&
                                    latest == previous;
@@ -99,13 +100,13 @@ protected:
         }
 
         // One that has moved since the image before costs the whole image.
-        BrowserPrivacy privacy(inspector, server,
-                               [this](const WindowOwner& owner) { return identifier.identify(owner); });
+        BrowserPrivacy privacy(
+            inspector, server, [this](const WindowOwner& owner) { return identifier.identify(owner); }, clock);
         const auto before = privacy.visibleWindows();
         place("Secret", "310,210,700,500");
         EXPECT_TRUE(waitUntil([&] { return privacy.visibleWindows() != before; }));
         const auto after = privacy.visibleWindows();
-        const auto verdicts = privacy.verdicts(after, before, config, now);
+        const auto verdicts = privacy.verdicts(after, before, clock.uptime(), config);
         EXPECT_FALSE(
             WindowPrivacy::decide(before, after, verdicts, mainDisplay(server.displays()).bounds, padding).capture);
     }
