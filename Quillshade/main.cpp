@@ -125,7 +125,7 @@ int record(AppSettings& settings, const Executor& mainThread) {
     const auto isPasswordPrompter = [&identifier](const WindowOwner& owner) {
         return AppCatalog::isPasswordPrompter(identifier.identify(owner).bundleID);
     };
-    X11InputActivity input({[&accessibility] { return accessibility.isTrusted(); }, isPasswordPrompter}, displayLost);
+    X11InputActivity input(isPasswordPrompter, displayLost);
     X11RunningApplications applications(identify, displayLost);
     X11DisplayStreams streams(identify);
     LibavVideoCodec codec;

@@ -141,8 +141,8 @@ int main() {
     writeFile(folder + "/page.html", page());
     const DesktopProgram browser({"chromium", "--no-sandbox", "--disable-gpu", "--force-renderer-accessibility",
                                   "--no-first-run", "--disable-background-networking", "--disable-sync",
-                                  "--start-maximized", "--user-data-dir=" + folder + "/profile",
-                                  "file://" + folder + "/page.html"});
+                                  "--password-store=basic", "--password-store=basic", "--start-maximized",
+                                  "--user-data-dir=" + folder + "/profile", "file://" + folder + "/page.html"});
     AtspiAccessibility ours;
     std::optional<AccessibleWindow> window;
     const bool shown = waitUntil([&] {

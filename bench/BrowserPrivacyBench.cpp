@@ -80,6 +80,7 @@ int main() {
                                          "--disable-background-networking",
                                          "--disable-sync",
                                          "--password-store=basic",
+                                         "--password-store=basic",
                                          "--user-data-dir=" + folder + "/profile"};
         if (newWindow) command.emplace_back("--new-window");
         command.push_back("file://" + file);
@@ -120,7 +121,7 @@ int main() {
     });
     // What every look at any front window costs, proved or not.
     const Cost front = measure(desk, rounds, [&] {
-        desk.inspector.focusIsSecure();
+        desk.inspector.focusIsSecure(browser.front().pid());
         desk.inspector.snapshot(browser.front().pid(), desk.inspector.onScreen());
     });
     browser.emplace_back(open("another", false));

@@ -25,6 +25,13 @@ struct AccessibleWindow {
     friend bool operator==(const AccessibleWindow&, const AccessibleWindow&) = default;
 };
 
+/// Whether the element with the keyboard focus is a password field.
+enum class SecureFocus {
+    no,
+    yes,
+    unknown, ///< a program that ought to know didn't say, or there is nobody to ask
+};
+
 /// How far a walk through a window may go.
 struct TextLimits {
     double budgetSeconds = 0.07;
@@ -59,8 +66,10 @@ public:
     /// Why `isTrusted` is false, as a sentence for the user; empty while it is true.
     virtual std::string unavailableReason() = 0;
 
-    /// Whether the element with the keyboard focus is a password field; false where there is none.
-    virtual bool focusIsSecure() = 0;
+    /// Whether the element with the keyboard focus is a password field; no where none has it. `front` is the process
+    /// whose window is in front: the silence of another one makes nothing unknown. Nor does a process that can't be
+    /// asked at all, because it doesn't take part in accessibility.
+    virtual SecureFocus focusIsSecure(ProcessID front) = 0;
     /// The window of a process that has the focus, else its only one. Absent where it can't be told for certain.
     virtual std::optional<AccessibleWindow> frontWindow(ProcessID pid) = 0;
     virtual std::vector<AccessibleWindow> windows(ProcessID pid) = 0;

@@ -7,6 +7,7 @@ namespace nomara {
 /// Whether what is being typed may be a secret.
 enum class SecureInput {
     off,      ///< no program asks that typing be kept from others
+    unknown,  ///< programs have no way to ask for that: the focus alone can tell, if anything
     possible, ///< a password field may have the keyboard; the focus tells
     certain,  ///< a password prompter has the keyboard
 };

@@ -46,6 +46,7 @@ std::string skipSentence(const std::string& reason, const std::string& frontAppl
         return because((frontApplication.empty() ? "the front application" : frontApplication) + " is excluded");
     if (reason == "ownApp") return because("the front window is Quillshade's own");
     if (reason == "secureInput") return because("a password is being typed");
+    if (reason == "unknownFocus") return "Storing titles alone: it can't be told whether a password is being typed.";
     if (reason == "privateWindow") return because("the front window is a private one");
     if (reason == "excludedSite") return because("the page in front belongs to an excluded website");
     if (reason == "unverifiedBrowser") return because("it couldn't be told whether the browser window is private");

@@ -260,6 +260,8 @@ std::optional<QString> AppModel::detailText() const {
         return std::nullopt;
     case SkipReason::Kind::secureInput:
         return localized("Not recording while a password is being typed");
+    case SkipReason::Kind::unknownFocus:
+        return localized("Recording titles only: couldn't check whether a password is being typed");
     case SkipReason::Kind::privateWindow:
         return localized("Not recording private browser windows");
     case SkipReason::Kind::excludedSite:

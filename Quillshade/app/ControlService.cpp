@@ -49,6 +49,8 @@ const char* name(SkipReason::Kind kind) {
         return "excludedSite";
     case SkipReason::Kind::unverifiedBrowser:
         return "unverifiedBrowser";
+    case SkipReason::Kind::unknownFocus:
+        return "unknownFocus";
     }
     return "none";
 }

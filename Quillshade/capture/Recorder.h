@@ -120,7 +120,8 @@ private:
     void followDisplays(const Look& look);
     bool updateHiddenWindows();
     static bool isBrowser(const FrontmostApp& app);
-    void recordSkip(const SkipReason& reason, bool dropImages);
+    void recordSkip(const SkipReason& reason, bool dropsImages);
+    void dropImages();
     void holdImages(ImageValidity::Hold reason);
     void releaseImages(ImageValidity::Hold reason, double now);
     void publishSkip(const SkipReason& reason);

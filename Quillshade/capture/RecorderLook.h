@@ -17,6 +17,9 @@ struct Recorder::Look {
     std::string contextKey;
     std::vector<Display> displays;
     Display display; ///< the active one
+    /// Whether a password is being typed can't be told: nothing of what windows show is kept, only what they are
+    /// called.
+    bool titlesOnly = false;
 };
 
 /// What may be recorded of the front window's page.

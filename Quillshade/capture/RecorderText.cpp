@@ -44,7 +44,8 @@ void Recorder::textOnlyTick(const Look& look) {
     }
     publishPage(look, SkipReason::Kind::none);
     std::string text;
-    if (look.window.element) text = m_inspector.text(*look.window.element, look.window.frame, TextLimits()).text;
+    if (look.window.element && !look.titlesOnly)
+        text = m_inspector.text(*look.window.element, look.window.frame, TextLimits()).text;
     state.lastCaptureAt = look.now;
     if (!isStillShown(look, page)) {
         if (page.isBrowser) publishPage(look, SkipReason::Kind::unverifiedBrowser);

@@ -37,25 +37,33 @@ void Recorder::tick() {
     if (isOrMayBe(*app, [this](const std::string& bundleID) { return m_config.excludedApps.contains(bundleID); }))
         return recordSkip({SkipReason::Kind::excludedApp, app->name.value_or(app->bundleID.value_or(""))}, true);
     look.windows = m_services.windowServer.onScreenWindows();
+    const SecureInput secure = m_services.input.secureInput(look.windows);
+    SecureFocus focus = SecureFocus::no;
+    if (secure == SecureInput::certain)
+        focus = SecureFocus::yes;
+    else if (secure != SecureInput::off)
+        focus = m_inspector.focusIsSecure(app->pid);
     // Secure input that another program left on doesn't stop capture, as long as the focus can be seen to lie
     // elsewhere.
-    const SecureInput secure = m_services.input.secureInput(look.windows);
-    if (secure == SecureInput::certain ||
-        (secure == SecureInput::possible && (!m_inspector.isTrusted() || m_inspector.focusIsSecure())))
+    if (focus == SecureFocus::yes || (focus == SecureFocus::unknown && secure == SecureInput::possible))
         return recordSkip({SkipReason::Kind::secureInput, {}}, true);
+    look.titlesOnly = focus == SecureFocus::unknown;
+    if (look.titlesOnly) dropImages();
     look.window = m_inspector.snapshot(app->pid, look.windows);
     if (m_config.skipPrivateWindows && PrivacyRules::isPrivateTitle(look.window.title)) {
         if (isBrowser(*app)) m_browserPrivacy.observeTitle(app->pid, look.window, look.windows);
         return recordSkip({SkipReason::Kind::privateWindow, {}}, true);
     }
     look.contextKey = contextKey(app->bundleID, look.window.title);
+    // The window is read as soon as it may be, as one not seen before.
+    if (look.titlesOnly) look.contextKey += "\x1Ftitle";
     look.displays = m_services.windowServer.displays();
     look.display =
         look.window.frame ? displayAt(look.displays, look.window.frame->middle()) : mainDisplay(look.displays);
     followDisplays(look);
     look.inputIdle = m_services.input.secondsSinceLastInput();
     if (m_stoppedContext != look.contextKey) publishPage(look, SkipReason::Kind::none);
-    if (m_policy.captureImages)
+    if (m_policy.captureImages && !look.titlesOnly)
         imageTick(look);
     else
         textOnlyTick(look);
@@ -69,8 +77,12 @@ void Recorder::followDisplays(const Look& look) {
         ids.insert(display.id);
     std::erase_if(m_validity, [&](const auto& entry) { return !ids.contains(entry.first); });
     // Also of those whose stream is only just starting.
-    for (const DisplayID id : ids)
-        m_validity[id].release(ImageValidity::Hold::notClear, look.now);
+    for (const DisplayID id : ids) {
+        if (look.titlesOnly)
+            m_validity[id].hold(ImageValidity::Hold::notClear);
+        else
+            m_validity[id].release(ImageValidity::Hold::notClear, look.now);
+    }
     const bool displaysChanged = std::exchange(m_knownDisplays, ids) != ids;
     const bool activeChanged = std::exchange(m_activeDisplay, look.display.id) != look.display.id;
     if (activeChanged) m_imagelessSince.reset();
@@ -94,16 +106,18 @@ bool Recorder::updateHiddenWindows() {
     return hasNew;
 }
 
-void Recorder::recordSkip(const SkipReason& reason, bool dropImages) {
+void Recorder::recordSkip(const SkipReason& reason, bool dropsImages) {
     publishSkip(reason);
     m_stoppedContext.reset();
-    if (dropImages) holdImages(ImageValidity::Hold::notClear);
-    for (const auto& [display, capturer] : m_streams.capturers()) {
-        if (dropImages)
-            capturer->dropLatest();
-        else
-            capturer->clearMarks();
-    }
+    if (dropsImages) return dropImages();
+    for (const auto& [display, capturer] : m_streams.capturers())
+        capturer->clearMarks();
+}
+
+void Recorder::dropImages() {
+    holdImages(ImageValidity::Hold::notClear);
+    for (const auto& [display, capturer] : m_streams.capturers())
+        capturer->dropLatest();
 }
 
 void Recorder::holdImages(ImageValidity::Hold reason) {
@@ -129,7 +143,10 @@ void Recorder::publishSkip(const SkipReason& reason) {
 /// What became of the page in front; it holds until the page is asked again or another window comes.
 void Recorder::publishPage(const Look& look, SkipReason::Kind stop) {
     m_stoppedContext.reset();
-    if (stop != SkipReason::Kind::none) m_stoppedContext = look.contextKey;
+    if (stop != SkipReason::Kind::none)
+        m_stoppedContext = look.contextKey;
+    else if (look.titlesOnly)
+        stop = SkipReason::Kind::unknownFocus;
     publishSkip({stop, {}});
 }
 

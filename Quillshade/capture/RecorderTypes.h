@@ -28,7 +28,16 @@ struct RecorderStatus {
 
 /// Why nothing on the screen is being recorded although recording runs.
 struct SkipReason {
-    enum class Kind { excludedApp, none, ownApp, secureInput, privateWindow, excludedSite, unverifiedBrowser };
+    enum class Kind {
+        excludedApp,
+        none,
+        ownApp,
+        secureInput,
+        privateWindow,
+        excludedSite,
+        unverifiedBrowser,
+        unknownFocus
+    };
 
     Kind kind = Kind::none;
     std::string name; ///< of `excludedApp`: the application's

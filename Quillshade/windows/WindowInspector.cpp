@@ -37,8 +37,8 @@ bool WindowInspector::isTrusted() {
     return m_accessibility.isTrusted();
 }
 
-bool WindowInspector::focusIsSecure() {
-    return m_accessibility.isTrusted() && m_accessibility.focusIsSecure();
+SecureFocus WindowInspector::focusIsSecure(ProcessID front) {
+    return m_accessibility.isTrusted() ? m_accessibility.focusIsSecure(front) : SecureFocus::unknown;
 }
 
 WindowSnapshot WindowInspector::snapshot(ProcessID pid, const WindowList& windows) {

@@ -35,7 +35,8 @@ public:
     WindowInspector(Accessibility& accessibility, WindowServer& windowServer);
 
     bool isTrusted();
-    bool focusIsSecure();
+    /// Whether a password field has the keyboard while this process is in front.
+    SecureFocus focusIsSecure(ProcessID front);
     /// `windows`: what is on the screen.
     WindowSnapshot snapshot(ProcessID pid, const WindowList& windows);
     std::vector<InspectedWindow> windows(ProcessID pid);

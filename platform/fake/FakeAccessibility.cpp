@@ -25,10 +25,10 @@ std::string FakeAccessibility::unavailableReason() {
     return m_reason;
 }
 
-bool FakeAccessibility::focusIsSecure() {
+SecureFocus FakeAccessibility::focusIsSecure(ProcessID /*front*/) {
     const std::lock_guard lock(m_mutex);
     ++m_counts.focusIsSecure;
-    return m_reason.empty() && m_focusSecure;
+    return m_reason.empty() ? m_focusSecure : SecureFocus::unknown;
 }
 
 std::optional<AccessibleWindow> FakeAccessibility::frontWindow(ProcessID pid) {
@@ -82,7 +82,7 @@ void FakeAccessibility::setUnavailable(std::string reason) {
     m_reason = std::move(reason);
 }
 
-void FakeAccessibility::setFocusSecure(bool secure) {
+void FakeAccessibility::setFocusSecure(SecureFocus secure) {
     const std::lock_guard lock(m_mutex);
     m_focusSecure = secure;
 }

@@ -34,7 +34,7 @@ public:
 
     bool isTrusted() override;
     std::string unavailableReason() override;
-    bool focusIsSecure() override;
+    SecureFocus focusIsSecure(ProcessID front) override;
     std::optional<AccessibleWindow> frontWindow(ProcessID pid) override;
     std::vector<AccessibleWindow> windows(ProcessID pid) override;
     std::optional<std::string> documentAddress(const AccessibleElement& window) override;
@@ -44,7 +44,7 @@ public:
 
     /// Trusted from the start. An empty reason means trusted.
     void setUnavailable(std::string reason);
-    void setFocusSecure(bool secure);
+    void setFocusSecure(SecureFocus secure);
     /// The windows of a process, the focused one first; none at all is a program without accessibility.
     void setWindows(ProcessID pid, std::vector<Window> windows);
     void setText(ProcessID pid, std::string text); ///< of the process's first window, which must be there
@@ -61,7 +61,7 @@ private:
 
     mutable std::mutex m_mutex; // guards all fields below it
     std::string m_reason;
-    bool m_focusSecure = false;
+    SecureFocus m_focusSecure = SecureFocus::no;
     std::map<ProcessID, std::vector<Window>> m_windows;
     std::function<void()> m_onText;
     Counts m_counts;

@@ -113,18 +113,21 @@ TEST(AppModel, SaysWhyNothingIsRecorded) {
     h.settle();
     const struct {
         FrontmostApp app;
-        bool secure;
+        SecureFocus focus;
         const char* text;
     } rows[] = {
-        {{5, "org.keepassxc.keepassxc", "KeePassXC"}, false, "Not recording: KeePassXC is excluded"},
-        {{6, "org.editor", "Editor"}, true, "Not recording while a password is being typed"},
-        {{6, "org.editor", "Editor"}, false, nullptr},
-        {{7, "com.brindlewick.Quillshade", "Quillshade"}, false, nullptr},
+        {{5, "org.keepassxc.keepassxc", "KeePassXC"}, SecureFocus::no, "Not recording: KeePassXC is excluded"},
+        {{6, "org.editor", "Editor"}, SecureFocus::yes, "Not recording while a password is being typed"},
+        {{6, "org.editor", "Editor"},
+         SecureFocus::unknown,
+         "Recording titles only: couldn't check whether a password is being typed"},
+        {{6, "org.editor", "Editor"}, SecureFocus::no, nullptr},
+        {{7, "com.brindlewick.Quillshade", "Quillshade"}, SecureFocus::no, nullptr},
     };
     for (const auto& row : rows) {
         h.applications.activate(row.app);
-        h.input.setSecureInput(row.secure ? SecureInput::possible : SecureInput::off);
-        h.accessibility.setFocusSecure(row.secure);
+        h.input.setSecureInput(SecureInput::unknown);
+        h.accessibility.setFocusSecure(row.focus);
         h.settle();
         h.tick();
         if (row.text == nullptr)

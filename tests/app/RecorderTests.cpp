@@ -107,34 +107,58 @@ TEST(Recorder, SkipsWhatMustNotBeRecorded) {
         const char* name;
         FrontmostApp app;
         Secure secureInput;
-        bool trusted, focusSecure;
+        bool trusted;
+        SecureFocus focus;
         SkipReason reason;
     } rows[] = {
-        {"itself", {1, "com.brindlewick.Quillshade", "Q"}, Secure::off, true, false, {Kind::ownApp, ""}},
+        {"itself", {1, "com.brindlewick.Quillshade", "Q"}, Secure::off, true, SecureFocus::no, {Kind::ownApp, ""}},
         {"an excluded application",
          {1, "org.keepassxc.keepassxc", "KeePassXC"},
          Secure::off,
          true,
-         false,
+         SecureFocus::no,
          {Kind::excludedApp, "KeePassXC"}},
         {"one without a name",
          {1, "com.bitwarden.desktop", {}},
          Secure::off,
          true,
-         false,
+         SecureFocus::no,
          {Kind::excludedApp, "com.bitwarden.desktop"}},
-        {"a password field", editor, Secure::possible, true, true, {Kind::secureInput, ""}},
-        {"secure input that can't be confirmed", editor, Secure::possible, false, false, {Kind::secureInput, ""}},
-        {"a password prompter", editor, Secure::certain, true, false, {Kind::secureInput, ""}},
-        {"secure input left on elsewhere", editor, Secure::possible, true, false, {Kind::none, ""}},
-        {"an application without an identifier", {1, {}, "Tool"}, Secure::off, true, false, {Kind::none, ""}},
+        {"a password field", editor, Secure::possible, true, SecureFocus::yes, {Kind::secureInput, ""}},
+        {"secure input that can't be confirmed",
+         editor,
+         Secure::possible,
+         false,
+         SecureFocus::no,
+         {Kind::secureInput, ""}},
+        {"a password prompter", editor, Secure::certain, true, SecureFocus::no, {Kind::secureInput, ""}},
+        {"secure input, and a focus that isn't told",
+         editor,
+         Secure::possible,
+         true,
+         SecureFocus::unknown,
+         {Kind::secureInput, ""}},
+        {"a password field where nothing else tells",
+         editor,
+         Secure::unknown,
+         true,
+         SecureFocus::yes,
+         {Kind::secureInput, ""}},
+        {"secure input left on elsewhere", editor, Secure::possible, true, SecureFocus::no, {Kind::none, ""}},
+        {"an ordinary field where nothing else tells",
+         editor,
+         Secure::unknown,
+         true,
+         SecureFocus::no,
+         {Kind::none, ""}},
+        {"an application without an identifier", {1, {}, "Tool"}, Secure::off, true, SecureFocus::no, {Kind::none, ""}},
     };
     for (const auto& row : rows) {
         RecorderHarness h;
         h.record();
         h.show(row.app, "Title", "words");
         h.input.setSecureInput(row.secureInput);
-        h.accessibility.setFocusSecure(row.focusSecure);
+        h.accessibility.setFocusSecure(row.focus);
         if (!row.trusted) h.accessibility.setUnavailable("no bus");
         h.tick();
         h.tick(2);
@@ -155,6 +179,23 @@ TEST(Recorder, SkipsWhatMustNotBeRecorded) {
     h.record();
     h.tick();
     EXPECT_TRUE(h.skips.empty()) << "nothing is in front";
+}
+
+TEST(Recorder, KeepsTitlesAloneWhileTheFocusCannotBeTold) {
+    RecorderHarness h;
+    h.record();
+    h.input.setSecureInput(Secure::unknown);
+    h.accessibility.setFocusSecure(SecureFocus::unknown);
+    h.show(editor, "Title", "words");
+    h.tick();
+    EXPECT_EQ(h.storedTexts(), Strings{""});
+    EXPECT_EQ(h.saved.at(0).windowTitle, "Title");
+    EXPECT_EQ(h.accessibility.counts().text, 0);
+    EXPECT_EQ(h.skips, (std::vector{SkipReason{Kind::unknownFocus, ""}}));
+    h.accessibility.setFocusSecure(SecureFocus::no);
+    h.tick(2);
+    EXPECT_EQ(h.storedTexts(), (Strings{"", "words"})) << "read as soon as it may be";
+    EXPECT_EQ(h.skips.back(), SkipReason());
 }
 
 TEST(Recorder, WithoutAccessibilityTheTitleIsKept) {

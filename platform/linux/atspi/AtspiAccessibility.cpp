@@ -8,18 +8,11 @@
 #include "platform/linux/atspi/Programs.h"
 #include "platform/linux/atspi/TextReader.h"
 
-#include <unordered_map>
-
 namespace nomara {
 
 using namespace atspi;
 
 namespace {
-
-// One question over a whole window can't be interrupted. A program that takes this long for it is read level by level
-// for a while, where parts that don't show cost nothing.
-constexpr std::chrono::milliseconds slowQuestion{150};
-constexpr std::chrono::minutes slowProgramRest{1};
 
 AccessibleWindow answerOf(const ProgramWindow& window) {
     AccessibleWindow answer{elementOf(window.object), std::nullopt, std::nullopt};
@@ -39,20 +32,9 @@ struct AtspiAccessibility::Parts {
     Programs programs{bus};
     FocusTracker focus{bus, programs};
     DocumentFinder documents{bus};
-    /// Programs whose windows are read level by level, and until when.
-    std::unordered_map<std::string, SteadyClock::time_point> walked;
 
-    bool asksForMatches(const ObjectRef& root, SteadyClock::time_point deadline) {
-        if (reading != Reading::automatic) return reading == Reading::matches;
-        const auto found = walked.find(root.bus);
-        if (found != walked.end() && SteadyClock::now() < found->second) return false;
-        bool supported = false;
-        CallPipeline calls(bus, deadline);
-        ask::interfaces(calls, root, [&](std::optional<Interfaces> interfaces) {
-            supported = interfaces && interfaces->collection;
-        });
-        calls.run();
-        return supported;
+    std::optional<std::string> address(const ObjectRef& window) {
+        return documents.address(window, programs.toolkit(window.bus, SteadyClock::now() + messagingTimeout));
     }
 };
 
@@ -70,8 +52,8 @@ std::string AtspiAccessibility::unavailableReason() {
     return m_parts->bus.ready() ? std::string() : m_parts->bus.reason();
 }
 
-bool AtspiAccessibility::focusIsSecure() {
-    return m_parts->bus.ready() && m_parts->focus.isSecure();
+SecureFocus AtspiAccessibility::focusIsSecure(ProcessID front) {
+    return m_parts->bus.ready() ? m_parts->focus.isSecure(front) : SecureFocus::unknown;
 }
 
 std::optional<AccessibleWindow> AtspiAccessibility::frontWindow(ProcessID pid) {
@@ -95,13 +77,13 @@ std::vector<AccessibleWindow> AtspiAccessibility::windows(ProcessID pid) {
 std::optional<std::string> AtspiAccessibility::documentAddress(const AccessibleElement& window) {
     const auto object = objectOf(window);
     if (!object || !m_parts->bus.ready()) return std::nullopt;
-    return m_parts->documents.address(*object);
+    return m_parts->address(*object);
 }
 
 BrowserFacts AtspiAccessibility::browserFacts(const AccessibleElement& window, bool deep) {
     const auto object = objectOf(window);
     if (!object || !m_parts->bus.ready()) return {};
-    if (!deep) return {m_parts->documents.address(*object), false, false};
+    if (!deep) return {m_parts->address(*object), false, false};
     const Toolkit toolkit = m_parts->programs.toolkit(object->bus, SteadyClock::now() + messagingTimeout);
     return readBrowserControls(m_parts->bus, *object, toolkit);
 }
@@ -118,15 +100,12 @@ WindowText AtspiAccessibility::text(const AccessibleElement& element, const std:
     TextRequest request{*root, frame, limits, {}, start};
     const auto patience = start + messagingTimeout;
     request.toolkit = m_parts->programs.toolkit(root->bus, patience);
-
-    if (m_parts->asksForMatches(*root, patience)) {
-        const MatchesAnswer answer = readByMatches(m_parts->bus, request);
-        if (answer.questionTook >= slowQuestion) m_parts->walked[root->bus] = SteadyClock::now() + slowProgramRest;
-        if (answer.tree) return TextRules::compose(*answer.tree, frame, limits);
-        if (m_parts->reading == Reading::matches) return {};
-    }
     if (SteadyClock::now() >= patience) return {.text = {}, .visited = 0, .finished = false};
-    return TextRules::compose(readByWalk(m_parts->bus, request), frame, limits);
+    const bool asksLess = m_parts->reading == Reading::automatic;
+    if (!asksLess) request.toolkit.findsShownChildren = false;
+    const TextTree tree = asksLess && request.toolkit.repeatsText ? readByMarks(m_parts->bus, request)
+                                                                  : readByWalk(m_parts->bus, request);
+    return TextRules::compose(tree, frame, limits);
 }
 
 } // namespace nomara

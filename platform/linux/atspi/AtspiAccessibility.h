@@ -13,16 +13,16 @@ namespace nomara {
 /// seconds at most.
 class AtspiAccessibility final : public Accessibility {
 public:
-    /// How a window's objects are found. Both ways give the same text; `automatic` takes the quicker one that the
-    /// program supports.
-    enum class Reading { automatic, matches, walk };
+    /// How a window's objects are found. Both ways give the same text; `automatic` asks fewer questions where it is
+    /// known what the program's toolkit can be relied upon for.
+    enum class Reading { automatic, walk };
 
     explicit AtspiAccessibility(Reading reading = Reading::automatic);
     ~AtspiAccessibility() override;
 
     bool isTrusted() override;
     std::string unavailableReason() override;
-    bool focusIsSecure() override;
+    SecureFocus focusIsSecure(ProcessID front) override;
     std::optional<AccessibleWindow> frontWindow(ProcessID pid) override;
     std::vector<AccessibleWindow> windows(ProcessID pid) override;
     std::optional<std::string> documentAddress(const AccessibleElement& window) override;

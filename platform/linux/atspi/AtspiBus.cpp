@@ -12,7 +12,6 @@ namespace {
 // Short at first: a service that is only just being started answers the second attempt.
 constexpr std::chrono::milliseconds firstBackOff{500};
 constexpr std::chrono::milliseconds longestBackOff{4000};
-constexpr std::chrono::seconds hungRest{5};
 // A connection that lives shorter wasn't worth much, and the next one waits longer.
 constexpr std::chrono::seconds settledAfter{10};
 // What programs report arrives here; one that reports without end doesn't keep the rest waiting.
@@ -114,16 +113,37 @@ bool AtspiBus::wait(SteadyClock::duration longest) {
     return false;
 }
 
-void AtspiBus::markHung(const std::string& program) {
-    m_hungUntil[program] = SteadyClock::now() + hungRest;
+void AtspiBus::leaveOpen(const std::string& program, SteadyClock::time_point silentSince) {
+    if (!m_bus || !m_answers.leaveOpen(program, silentSince)) return;
+    sd_bus_message* made = nullptr;
+    if (sd_bus_message_new_method_call(m_bus.get(), &made, program.c_str(), "/", "org.freedesktop.DBus.Peer", "Ping") <
+        0)
+        return;
+    const MessageHandle message(made);
+    sd_bus_message_set_auto_start(made, 0);
+    Ping& ping = m_pings[program];
+    ping.bus = this;
+    ping.program = program;
+    sd_bus_slot* slot = nullptr;
+    // However long it takes: there is one ping under way at a time, and it isn't repeated.
+    if (sd_bus_call_async(m_bus.get(), &slot, made, onPingAnswered, &ping, UINT64_MAX) < 0) return;
+    ping.slot.reset(slot);
+    ++m_callsSent;
 }
 
-bool AtspiBus::isHung(const std::string& program) {
-    const auto found = m_hungUntil.find(program);
-    if (found == m_hungUntil.end()) return false;
-    if (SteadyClock::now() < found->second) return true;
-    m_hungUntil.erase(found);
-    return false;
+int AtspiBus::onPingAnswered(sd_bus_message* answer, void* userdata, sd_bus_error* /*error*/) {
+    const auto& ping = *static_cast<Ping*>(userdata);
+    AtspiBus& bus = *ping.bus;
+    const std::string program = ping.program;
+    // An error is an answer too, unless it is the bus that answers for a program that has ended.
+    if (sd_bus_message_is_method_error(answer, "org.freedesktop.DBus.Error.NoReply") > 0 ||
+        sd_bus_message_is_method_error(answer, "org.freedesktop.DBus.Error.ServiceUnknown") > 0 ||
+        sd_bus_message_is_method_error(answer, "org.freedesktop.DBus.Error.NameHasNoOwner") > 0)
+        bus.m_answers.forget(program);
+    else
+        bus.m_answers.noteAnswer(program, SteadyClock::now());
+    bus.m_pings.erase(program);
+    return 0;
 }
 
 bool AtspiBus::connect() {
@@ -135,7 +155,7 @@ bool AtspiBus::connect() {
         return false;
     }
     ++m_generation;
-    m_hungUntil.clear();
+    m_answers.clear();
     if (listen()) return true;
     m_bus.reset();
     m_reason = noAccessibilityBus;
@@ -182,6 +202,7 @@ bool AtspiBus::listen() {
 
 void AtspiBus::drop(const char* why) {
     m_focusSlot.reset();
+    m_pings.clear();
     m_bus.reset();
     m_reason = why;
     Log::notice(LogCategory::capture, why);

@@ -2,6 +2,7 @@
 
 #include "platform/linux/atspi/Handles.h"
 #include "platform/linux/atspi/ObjectRef.h"
+#include "platform/linux/atspi/ProgramAnswers.h"
 
 #include <chrono>
 #include <functional>
@@ -9,8 +10,6 @@
 #include <unordered_map>
 
 namespace nomara::atspi {
-
-using SteadyClock = std::chrono::steady_clock;
 
 /// A call to a hung program is given up after this long.
 inline constexpr std::chrono::milliseconds messagingTimeout{300};
@@ -42,9 +41,14 @@ public:
     /// Waits for something to arrive. False when the connection is gone.
     bool wait(SteadyClock::duration longest);
 
-    /// A program that let a call time out. It is left alone for a while where it isn't asked for by name.
-    void markHung(const std::string& program);
-    bool isHung(const std::string& program);
+    /// Whether a program may be asked something now. Everything asked through a pipeline keeps to it.
+    bool mayAsk(const std::string& program) { return m_answers.mayAsk(program, SteadyClock::now()); }
+    ProgramAnswers::Standing standing(const std::string& program) {
+        return m_answers.standing(program, SteadyClock::now());
+    }
+    /// The caller no longer waits for what this program was asked; it has owed an answer since `silentSince`. It is
+    /// pinged, and may be asked again after it has answered that.
+    void leaveOpen(const std::string& program, SteadyClock::time_point silentSince);
 
     void countCall() { ++m_callsSent; }
     std::uint64_t callsSent() const { return m_callsSent; }
@@ -54,6 +58,14 @@ private:
     bool findAddress(std::string& address);
     bool listen();
     void drop(const char* why);
+    static int onPingAnswered(sd_bus_message* answer, void* userdata, sd_bus_error* error);
+
+    /// A ping that is under way.
+    struct Ping {
+        AtspiBus* bus = nullptr;
+        std::string program;
+        SlotHandle slot;
+    };
 
     FocusObserver m_observer;
     BusHandle m_bus;
@@ -64,7 +76,8 @@ private:
     SteadyClock::time_point m_nextAttempt{};
     SteadyClock::time_point m_connectedAt{};
     std::chrono::milliseconds m_backOff{};
-    std::unordered_map<std::string, SteadyClock::time_point> m_hungUntil;
+    ProgramAnswers m_answers;
+    std::unordered_map<std::string, Ping> m_pings;
 };
 
 } // namespace nomara::atspi

@@ -11,7 +11,7 @@ namespace nomara::atspi {
 
 namespace {
 
-constexpr std::size_t mostElements = 1500;
+constexpr std::int32_t mostElements = 1500;
 constexpr std::chrono::seconds longestWalk{1};
 
 class ControlsWalk {
@@ -43,7 +43,7 @@ private:
         level[0].object = window;
         std::size_t visited = 0;
         for (int depth = 0; !level.empty(); ++depth) {
-            const std::size_t left = mostElements - visited;
+            const std::size_t left = std::size_t{mostElements} - visited;
             const bool cut = level.size() > left;
             if (cut) level.resize(left);
             visited += level.size();
@@ -104,13 +104,19 @@ private:
         const BrowserFindings::Element element{depth, *node.role, *node.words, *node.attributes, node.inToolBar};
         m_findings.take(element);
         if (m_findings.isAddressField(element)) askContent(node);
-        if (depth < BrowserFindings::deepest && node.words->childCount != 0)
-            ask::children(m_calls, node.object, [this, &node, depth](std::optional<std::vector<ObjectRef>> children) {
-                if (children)
-                    node.children = std::move(*children);
-                else
-                    m_findings.fail(depth + 1);
-            });
+        if (depth >= BrowserFindings::deepest || node.words->childCount == 0) return;
+        const auto take = [this, &node, depth](std::optional<std::vector<ObjectRef>> children) {
+            if (children)
+                node.children = std::move(*children);
+            else
+                m_findings.fail(depth + 1);
+        };
+        if (node.words->childCount < 0)
+            ask::children(m_calls, node.object, mostElements, take);
+        else if (node.words->childCount <= mostElements)
+            ask::countedChildren(m_calls, node.object, node.words->childCount, take);
+        else
+            m_findings.fail(depth + 1);
     }
 
     void askContent(Node& node) {

@@ -1,6 +1,7 @@
 #include "platform/linux/atspi/CallPipeline.h"
 
 #include <algorithm>
+#include <map>
 #include <utility>
 
 namespace nomara::atspi {
@@ -9,8 +10,6 @@ namespace {
 
 // Enough to keep both ends busy across a round trip; more gained nothing.
 constexpr std::size_t mostOpen = 96;
-// A program that was silent for so long when the caller's time was up is hung; others are merely not done.
-constexpr std::chrono::milliseconds hungAfter{200};
 // The clock is read for every so many messages, not for each; a program's stream of reports counts as well.
 constexpr int messagesBetweenLooks = 16;
 
@@ -34,11 +33,12 @@ void CallPipeline::call(const ObjectRef& object, const char* interface, const ch
 
 CallPipeline::Outcome CallPipeline::run() {
     m_lastAnswer = SteadyClock::now();
+    m_refused = false;
     int untilLook = messagesBetweenLooks;
     bool answered = false;
     for (;;) {
         send();
-        if (m_open.empty() && m_waiting.empty()) return Outcome::answered;
+        if (m_open.empty() && m_waiting.empty()) return m_refused ? Outcome::late : Outcome::answered;
         if (!m_bus.isConnected()) break;
         const std::size_t before = m_open.size();
         const int processed = sd_bus_process(m_bus.handle(), nullptr);
@@ -53,9 +53,7 @@ CallPipeline::Outcome CallPipeline::run() {
             if (processed == 0 && !m_bus.wait(until - now)) break;
             continue;
         }
-        if (now - m_lastAnswer >= hungAfter)
-            for (const Open& call : m_open)
-                m_bus.markHung(call.program);
+        leaveOpen();
         forget();
         return Outcome::late;
     }
@@ -64,26 +62,65 @@ CallPipeline::Outcome CallPipeline::run() {
     return Outcome::disconnected;
 }
 
+/// What can be sent, in the order of the questions; a program that isn't ready holds nobody else up.
 void CallPipeline::send() {
-    while (!m_waiting.empty() && m_open.size() < mostOpen && m_bus.isConnected()) {
-        Waiting next = std::move(m_waiting.front());
-        m_waiting.pop_front();
-        m_open.push_front({});
-        Open& call = m_open.front();
-        call.pipeline = this;
-        call.program = sd_bus_message_get_destination(next.message.get());
-        call.answer = std::move(next.answer);
-        call.self = m_open.begin();
-        sd_bus_slot* slot = nullptr;
-        if (sd_bus_call_async(m_bus.handle(), &slot, next.message.get(), onAnswer, &call, 0) >= 0) {
-            call.slot.reset(slot);
-            m_bus.countCall();
+    for (std::size_t i = 0; i < m_waiting.size() && m_open.size() < mostOpen && m_bus.isConnected();) {
+        const Sending when = sending(m_waiting[i]);
+        if (when == Sending::later) {
+            ++i;
             continue;
         }
-        const Answer answer = std::move(call.answer);
-        m_open.pop_front();
-        answer(nullptr);
+        Waiting next = std::move(m_waiting[i]);
+        m_waiting.erase(m_waiting.begin() + static_cast<std::ptrdiff_t>(i));
+        if (when == Sending::now) {
+            sendNow(std::move(next));
+        } else {
+            m_refused = true;
+            next.answer(nullptr);
+        }
     }
+}
+
+CallPipeline::Sending CallPipeline::sending(const Waiting& call) {
+    switch (m_bus.standing(sd_bus_message_get_destination(call.message.get()))) {
+    case ProgramAnswers::Standing::free:
+        return Sending::now;
+    case ProgramAnswers::Standing::catchingUp:
+        return Sending::later;
+    case ProgramAnswers::Standing::pinged:
+    case ProgramAnswers::Standing::resting:
+    case ProgramAnswers::Standing::dropped:
+        break;
+    }
+    return Sending::never;
+}
+
+void CallPipeline::sendNow(Waiting next) {
+    m_open.push_front({});
+    Open& call = m_open.front();
+    call.pipeline = this;
+    call.program = sd_bus_message_get_destination(next.message.get());
+    call.sent = SteadyClock::now();
+    call.answer = std::move(next.answer);
+    call.self = m_open.begin();
+    sd_bus_slot* slot = nullptr;
+    if (sd_bus_call_async(m_bus.handle(), &slot, next.message.get(), onAnswer, &call, 0) >= 0) {
+        call.slot.reset(slot);
+        m_bus.countCall();
+        return;
+    }
+    const Answer answer = std::move(call.answer);
+    m_open.pop_front();
+    answer(nullptr);
+}
+
+void CallPipeline::leaveOpen() {
+    std::map<std::string, SteadyClock::time_point> owedSince;
+    // The newest call comes first, so the oldest one of each program is what remains.
+    for (const Open& call : m_open)
+        owedSince[call.program] = call.sent;
+    for (const auto& [program, since] : owedSince)
+        m_bus.leaveOpen(program, since);
 }
 
 int CallPipeline::onAnswer(sd_bus_message* answer, void* userdata, sd_bus_error* /*error*/) {

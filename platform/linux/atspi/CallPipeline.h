@@ -13,7 +13,8 @@ namespace nomara::atspi {
 /// asks for everything it can name, and asks on from within the answers.
 ///
 /// At most a few dozen calls are under way at a time: what a program still has to answer when the caller gives up is
-/// work done for nothing. Destroying a pipeline forgets the calls that are still open.
+/// work done for nothing. Nothing is asked of a program that still owes answers to an earlier caller: one that has only
+/// just been given up is waited for, every other is refused.
 class CallPipeline {
 public:
     /// Takes the answer, or null where the call failed. It may ask for more calls.
@@ -28,9 +29,9 @@ public:
     /// A call without arguments, or with those that `append` writes.
     void call(const ObjectRef& object, const char* interface, const char* member, Answer answer,
               const std::function<void(sd_bus_message*)>& append = {});
-    /// Sends what was asked for and takes answers until none is open. After anything but `answered` the open calls are
-    /// forgotten without their answers being called, and programs that owed an answer for most of the messaging timeout
-    /// are marked as hung.
+    /// Sends what was asked for and takes answers until none is open. `answered` only where every call was; a call that
+    /// was refused has failed and makes the outcome `late`. After anything but `answered` the open calls are forgotten
+    /// without their answers being called, and the programs that owe one are asked nothing before they answer a ping.
     Outcome run();
 
 private:
@@ -41,13 +42,19 @@ private:
     struct Open {
         CallPipeline* pipeline = nullptr;
         std::string program;
+        SteadyClock::time_point sent;
         Answer answer;
         SlotHandle slot;
         std::list<Open>::iterator self;
     };
 
+    enum class Sending { now, later, never };
+
     static int onAnswer(sd_bus_message* answer, void* userdata, sd_bus_error* error);
     void send();
+    void sendNow(Waiting next);
+    Sending sending(const Waiting& call);
+    void leaveOpen();
     void forget();
 
     AtspiBus& m_bus;
@@ -55,6 +62,7 @@ private:
     std::deque<Waiting> m_waiting;
     std::list<Open> m_open;
     SteadyClock::time_point m_lastAnswer{};
+    bool m_refused = false;
 };
 
 } // namespace nomara::atspi

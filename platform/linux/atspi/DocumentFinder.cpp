@@ -1,6 +1,7 @@
 #include "platform/linux/atspi/DocumentFinder.h"
 
 #include "core/text/Graphemes.h"
+#include "platform/linux/atspi/ShownWalk.h"
 
 #include <algorithm>
 #include <array>
@@ -10,7 +11,14 @@ namespace nomara::atspi {
 namespace {
 
 // Tools for developers may stand before the page, and hold documents of their own.
-constexpr std::int32_t mostDocuments = 16;
+constexpr std::size_t mostDocuments = 16;
+// A program's own controls around its page.
+constexpr std::size_t mostSearched = 500;
+
+bool mayHoldDocument(Role role) {
+    const Treatment treatment = treatmentOf(role);
+    return treatment == Treatment::structure || treatment == Treatment::container;
+}
 
 } // namespace
 
@@ -31,9 +39,10 @@ bool isBrowsersOwnAddress(std::string_view address) {
                        [&](std::string_view scheme) { return address.starts_with(scheme); });
 }
 
-std::optional<std::string> DocumentFinder::address(const ObjectRef& window) {
+std::optional<std::string> DocumentFinder::address(const ObjectRef& window, const Toolkit& toolkit) {
+    if (!toolkit.mayShowPages) return std::nullopt;
     const auto deadline = SteadyClock::now() + messagingTimeout;
-    const auto documents = search(window, deadline);
+    const auto documents = search(window, toolkit, deadline);
     const auto looks = lookAt(documents, deadline);
     std::optional<std::string> own;
     for (const Look& look : looks) {
@@ -67,24 +76,20 @@ std::vector<DocumentFinder::Look> DocumentFinder::lookAt(const std::vector<Objec
     return looks;
 }
 
-/// The document that the window names as the one it is a frame around, else those that show, in document order.
-std::vector<ObjectRef> DocumentFinder::search(const ObjectRef& window, SteadyClock::time_point deadline) {
+/// The document that the window names as the one it is a frame around, else those that show.
+std::vector<ObjectRef> DocumentFinder::search(const ObjectRef& window, const Toolkit& toolkit,
+                                              SteadyClock::time_point deadline) {
     std::vector<ObjectRef> documents;
     CallPipeline calls(m_bus, deadline);
     ask::embedded(calls, window, [&](std::optional<ObjectRef> document) {
-        if (document && !document->isNull()) {
-            documents.push_back(*document);
-            return;
-        }
-        ask::interfaces(calls, window, [&](std::optional<Interfaces> interfaces) {
-            if (!interfaces || !interfaces->collection) return;
-            ask::matches(calls, window, {.roles = {Role::documentWeb, Role::documentFrame}, .most = mostDocuments},
-                         [&](std::optional<std::vector<ObjectRef>> found) {
-                             if (found) documents = std::move(*found);
-                         });
-        });
+        if (document && !document->isNull()) documents.push_back(*document);
     });
-    calls.run();
+    if (calls.run() != CallPipeline::Outcome::answered || !documents.empty()) return documents;
+    walkShown(m_bus, window, toolkit, mostSearched, deadline, [&](const ShownNode& node) {
+        if (!isPage(node.role)) return mayHoldDocument(node.role) ? WalkStep::enter : WalkStep::pass;
+        documents.push_back(node.object);
+        return documents.size() < mostDocuments ? WalkStep::pass : WalkStep::finish;
+    });
     return documents;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/linux/atspi/Requests.h"
+#include "platform/linux/atspi/Toolkit.h"
 
 #include <optional>
 #include <string>
@@ -22,7 +23,7 @@ class DocumentFinder {
 public:
     explicit DocumentFinder(AtspiBus& bus) : m_bus(bus) {}
 
-    std::optional<std::string> address(const ObjectRef& window);
+    std::optional<std::string> address(const ObjectRef& window, const Toolkit& toolkit);
 
 private:
     /// What one look at a document that might be the one on show finds.
@@ -32,7 +33,7 @@ private:
     };
 
     std::vector<Look> lookAt(const std::vector<ObjectRef>& documents, SteadyClock::time_point deadline);
-    std::vector<ObjectRef> search(const ObjectRef& window, SteadyClock::time_point deadline);
+    std::vector<ObjectRef> search(const ObjectRef& window, const Toolkit& toolkit, SteadyClock::time_point deadline);
 
     AtspiBus& m_bus;
 };

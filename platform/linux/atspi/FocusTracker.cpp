@@ -1,15 +1,31 @@
 #include "platform/linux/atspi/FocusTracker.h"
 
-#include <functional>
+#include "platform/linux/atspi/ShownWalk.h"
+
+#include <algorithm>
 
 namespace nomara::atspi {
 
 namespace {
 
-// A search without `Collection` reads states alone; a window with more showing objects is not searched to its end.
 constexpr std::size_t mostSearched = 3000;
-constexpr std::int32_t mostChildren = 256;
 constexpr const char* rootPath = "/org/a11y/atspi/accessible/root";
+
+SteadyClock::time_point soon() {
+    return SteadyClock::now() + messagingTimeout;
+}
+
+bool mayHoldFocus(Role role) {
+    switch (treatmentOf(role)) {
+    case Treatment::skipped:
+    case Treatment::secure:
+    case Treatment::staticText:
+    case Treatment::field:
+        return false;
+    default:
+        return true;
+    }
+}
 
 } // namespace
 
@@ -20,29 +36,36 @@ void FocusTracker::noteFocus(const ObjectRef& object, bool focused) {
         m_reported.reset();
 }
 
-bool FocusTracker::isSecure() {
+SecureFocus FocusTracker::isSecure(ProcessID front) {
     if (m_generation != m_bus.generation()) {
         m_generation = m_bus.generation();
-        m_lastAnswer.reset();
         m_reported.reset();
     }
     const Focus reported = checkReported();
-    const auto answer = [&](bool secure) { return *(m_lastAnswer = secure); };
-    if (reported.focused && reported.secure) return answer(true);
-    if (m_reported && !reported.answered && m_bus.isHung(m_reported->bus)) return m_lastAnswer.value_or(true);
-    if (reported.focused && !reported.mayHoldAnother &&
-        !activeWindows({ObjectRef{m_reported->bus, rootPath}}).windows.empty())
-        return answer(false);
-
-    const ActiveWindows active = activeWindows(m_programs.responsive(SteadyClock::now() + messagingTimeout));
-    // One window has the keyboard, so programs that stay silent don't matter once it is found.
-    bool known = active.complete || !active.windows.empty();
-    for (const ObjectRef& window : active.windows) {
-        const Focus found = search(window);
-        if (found.secure) return answer(true);
-        known = known && found.answered;
+    if (reported.focused && reported.secure) return SecureFocus::yes;
+    if (m_reported && !reported.answered && m_programs.mayBelongTo(m_reported->bus, front, soon()))
+        return SecureFocus::unknown;
+    if (reported.focused && !reported.mayHoldAnother) {
+        bool complete = false;
+        for (const ProgramWindow& window :
+             m_programs.activeWindows({ObjectRef{m_reported->bus, rootPath}}, soon(), complete))
+            if (window.isUsable()) return SecureFocus::no;
     }
-    return known ? answer(false) : m_lastAnswer.value_or(true);
+
+    Windows windows = activeWindows(front);
+    // One window has the keyboard, so programs that stay silent don't matter once it is found.
+    if (windows.objects.empty()) {
+        if (!windows.complete) return SecureFocus::unknown;
+        windows = shownWindows(front);
+        if (!windows.complete) return SecureFocus::unknown;
+    }
+    SecureFocus answer = SecureFocus::no;
+    for (const ObjectRef& window : windows.objects) {
+        const SecureFocus found = search(window);
+        if (found == SecureFocus::yes) return found;
+        if (found == SecureFocus::unknown) answer = found;
+    }
+    return answer;
 }
 
 /// A report that arrives while the last one is checked replaces it; the second look settles it.
@@ -59,73 +82,71 @@ FocusTracker::Focus FocusTracker::checkReported() {
 FocusTracker::Focus FocusTracker::check(const ObjectRef& object) {
     std::optional<States> states;
     std::optional<Role> role;
-    CallPipeline calls(m_bus, SteadyClock::now() + messagingTimeout);
+    CallPipeline calls(m_bus, soon());
     ask::states(calls, object, [&](std::optional<States> answer) { states = answer; });
     ask::role(calls, object, [&](std::optional<Role> answer) { role = answer; });
-    calls.run();
-    if (!states || !role) return {};
-    const Treatment treatment = treatmentOf(*role);
-    return {true, states->isFocused(), *role == Role::passwordText,
-            treatment == Treatment::structure || treatment == Treatment::container};
-}
-
-FocusTracker::ActiveWindows FocusTracker::activeWindows(const std::vector<ObjectRef>& programs) {
-    ActiveWindows active;
-    const auto deadline = SteadyClock::now() + messagingTimeout;
-    for (const ProgramWindow& window : m_programs.activeWindows(programs, deadline, active.complete))
-        if (window.isUsable()) active.windows.push_back(window.object);
-    return active;
-}
-
-FocusTracker::Focus FocusTracker::search(const ObjectRef& window) {
-    const auto deadline = SteadyClock::now() + messagingTimeout;
-    std::vector<ObjectRef> focused;
     Focus focus;
-    focus.answered = findFocused(window, deadline, focused);
-    CallPipeline calls(m_bus, deadline);
-    for (const ObjectRef& object : focused)
-        ask::role(calls, object, [&](std::optional<Role> role) {
-            focus.answered = focus.answered && role;
-            focus.secure = focus.secure || role == Role::passwordText;
-        });
-    focus.answered = calls.run() == CallPipeline::Outcome::answered && focus.answered;
-    focus.focused = !focused.empty();
-    // Where a page and a field in it both claim the focus, the inner one comes last.
-    if (focus.focused) m_reported = focused.back();
+    focus.answered = calls.run() == CallPipeline::Outcome::answered;
+    if (!focus.answered || !states || !role) return focus;
+    focus.focused = states->isFocused();
+    focus.secure = *role == Role::passwordText;
+    const Treatment treatment = treatmentOf(*role);
+    // What manages its descendants has the focus in place of them.
+    focus.mayHoldAnother =
+        (treatment == Treatment::structure || treatment == Treatment::container) && !states->managesDescendants();
     return focus;
 }
 
-/// Appends what has the focus below a window. False when the program didn't answer in time.
-bool FocusTracker::findFocused(const ObjectRef& window, SteadyClock::time_point deadline,
-                               std::vector<ObjectRef>& focused) {
-    CallPipeline calls(m_bus, deadline);
-    std::size_t searched = 0;
-    std::function<void(const ObjectRef&)> visit;
-    const auto visitChildren = [&](const ObjectRef& object) {
-        ask::children(calls, object, [&](std::optional<std::vector<ObjectRef>> children) {
-            if (!children) return;
-            for (const ObjectRef& child : *children)
-                if (!child.isNull() && ++searched <= mostSearched) visit(child);
-        });
-    };
-    visit = [&](const ObjectRef& object) {
-        ask::states(calls, object, [&, object](std::optional<States> states) {
-            if (!states || !states->isShowing()) return;
-            if (states->isFocused()) focused.push_back(object);
-            ask::childCount(calls, object, [&, object](std::optional<std::int32_t> count) {
-                // Rows of a long list are no fields, and merely naming them takes the program longer than it may.
-                if (count && *count > 0 && *count <= mostChildren) visitChildren(object);
-            });
-        });
-    };
-    ask::interfaces(calls, window, [&](std::optional<Interfaces> interfaces) {
-        if (!interfaces) return;
-        if (!interfaces->collection) return visitChildren(window);
-        ask::matches(calls, window, {.stateBit = States::focusedBit}, [&](std::optional<std::vector<ObjectRef>> found) {
-            if (found) focused = std::move(*found);
-        });
+/// The windows that say they have the keyboard, of all programs: a window of another one than the window manager names
+/// may have taken it.
+FocusTracker::Windows FocusTracker::activeWindows(ProcessID front) {
+    Windows windows;
+    const std::vector<ObjectRef> programs = m_programs.all(soon());
+    std::vector<ObjectRef> askable = programs;
+    std::erase_if(askable, [&](const ObjectRef& program) { return !m_bus.mayAsk(program.bus); });
+    bool allAnswered = false;
+    for (const ProgramWindow& window : m_programs.activeWindows(askable, soon(), allAnswered))
+        if (window.isUsable()) windows.objects.push_back(window.object);
+    std::vector<ObjectRef> silent = programs;
+    std::erase_if(silent, [&](const ObjectRef& program) { return m_bus.mayAsk(program.bus); });
+    // Where nobody is known to be silent, there wasn't time for all.
+    windows.complete = !programs.empty() && (allAnswered || !silent.empty()) &&
+                       std::none_of(silent.begin(), silent.end(), [&](const ObjectRef& program) {
+                           return m_programs.mayBelongTo(program.bus, front, soon());
+                       });
+    return windows;
+}
+
+/// Some programs never say that a window of theirs is active.
+FocusTracker::Windows FocusTracker::shownWindows(ProcessID front) {
+    Windows windows;
+    const std::vector<ObjectRef> programs = m_programs.ofProcess(front, soon());
+    for (const ProgramWindow& window : m_programs.windows(programs, soon()))
+        if (window.isUsable() && window.states.isShowing()) windows.objects.push_back(window.object);
+    windows.complete = std::all_of(programs.begin(), programs.end(),
+                                   [&](const ObjectRef& program) { return m_bus.mayAsk(program.bus); });
+    return windows;
+}
+
+SecureFocus FocusTracker::search(const ObjectRef& window) {
+    const auto deadline = soon();
+    const Toolkit toolkit = m_programs.toolkit(window.bus, deadline);
+    std::vector<ObjectRef> focused;
+    const bool complete = walkShown(m_bus, window, toolkit, mostSearched, deadline, [&](const ShownNode& node) {
+        if (node.states.isFocused()) focused.push_back(node.object);
+        if (node.states.isFocused() && !mayHoldFocus(node.role)) return WalkStep::finish;
+        return mayHoldFocus(node.role) ? WalkStep::enter : WalkStep::pass;
     });
-    return calls.run() == CallPipeline::Outcome::answered;
+    // Where a page and a field in it both claim the focus, the inner one comes last.
+    if (!focused.empty()) m_reported = focused.back();
+    bool known = complete;
+    for (const ObjectRef& object : focused) {
+        const Focus focus = check(object);
+        if (focus.focused && focus.secure) return SecureFocus::yes;
+        if (!focus.answered) return SecureFocus::unknown;
+        known = known || (focus.focused && !focus.mayHoldAnother);
+    }
+    return known ? SecureFocus::no : SecureFocus::unknown;
 }
 
 } // namespace nomara::atspi

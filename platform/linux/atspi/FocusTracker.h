@@ -6,38 +6,39 @@
 
 namespace nomara::atspi {
 
-/// Knows which element has the keyboard focus: from what programs report, checked at every use, and found by a search
-/// of the active window where nothing was reported or the report is out of date.
+/// Knows which element has the keyboard focus: from what programs report, checked at every use, and from a walk over
+/// what the active window shows where nothing was reported or the report is out of date.
 class FocusTracker {
 public:
     FocusTracker(AtspiBus& bus, Programs& programs) : m_bus(bus), m_programs(programs) {}
 
     void noteFocus(const ObjectRef& object, bool focused);
-    /// Whether the focused element is a password field. Where that can't be told in time, the last answer stands, and
-    /// without one it counts as a password field.
-    bool isSecure();
+    /// Whether the focused element is a password field. Unknown where a program that may be in front doesn't answer,
+    /// and where the walk didn't come to its end. A process that isn't on the bus can't be asked and has no say.
+    SecureFocus isSecure(ProcessID front);
 
 private:
+    /// What an object that may have the focus says of itself.
     struct Focus {
-        bool answered = false, focused = false, secure = false;
+        bool answered = false; ///< its program has answered, be it that the object has gone
+        bool focused = false, secure = false;
         bool mayHoldAnother = false; ///< a page or a panel: something inside it may have the focus as well
     };
-    struct ActiveWindows {
-        std::vector<ObjectRef> windows;
-        bool complete = false; ///< everybody who was asked has answered
+    struct Windows {
+        std::vector<ObjectRef> objects;
+        bool complete = false; ///< every program that may be in front has answered
     };
 
     Focus checkReported();
     Focus check(const ObjectRef& object);
-    ActiveWindows activeWindows(const std::vector<ObjectRef>& programs);
-    Focus search(const ObjectRef& window);
-    bool findFocused(const ObjectRef& window, SteadyClock::time_point deadline, std::vector<ObjectRef>& focused);
+    Windows activeWindows(ProcessID front);
+    Windows shownWindows(ProcessID front);
+    SecureFocus search(const ObjectRef& window);
 
     AtspiBus& m_bus;
     Programs& m_programs;
     std::optional<ObjectRef> m_reported;
     std::uint64_t m_generation = 0;
-    std::optional<bool> m_lastAnswer;
 };
 
 } // namespace nomara::atspi

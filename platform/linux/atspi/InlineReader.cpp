@@ -1,17 +1,18 @@
+#include "platform/linux/atspi/ChildAccess.h"
+#include "platform/linux/atspi/DocumentOrder.h"
 #include "platform/linux/atspi/NodeTexts.h"
 #include "platform/linux/atspi/TextReader.h"
 
-#include <algorithm>
+#include <memory>
 #include <string>
-#include <unordered_map>
 #include <unordered_set>
 
 namespace nomara::atspi {
 
 namespace {
 
-// Parts of what shows may be left out and don't count as visited, so somewhat more is read than may be visited.
-constexpr std::size_t spareNodes = 512;
+// A level is read before it is known which of its nodes come first, so more are read than may be visited.
+constexpr std::int64_t readsPerNode = 4;
 constexpr std::string_view objectReplacement = "\xEF\xBF\xBC";
 
 std::vector<Role> rolesWhere(bool (*wanted)(Role)) {
@@ -54,144 +55,133 @@ bool partsPages(Role role) {
 class InlineReader {
 public:
     InlineReader(AtspiBus& bus, const TextRequest& request)
-        : m_bus(bus), m_request(request), m_calls(bus, request.deadline()),
-          m_texts(m_calls, m_tree.nodes, request.frame, request.toolkit) {}
+        : m_request(request), m_calls(bus, request.deadline()),
+          m_texts(m_calls, m_found, request.frame, request.toolkit) {}
 
-    MatchesAnswer read() {
-        MatchesAnswer answer;
-        const auto asked = SteadyClock::now();
-        const bool found = findObjects() && leaveOutWhatIsBelowSecrets();
-        answer.questionTook = SteadyClock::now() - asked;
-        if (!found) return answer;
-        const std::size_t most = static_cast<std::size_t>(std::max<std::int64_t>(m_request.limits.maxNodes, 0));
-        const std::size_t end = std::min(m_objects.size(), most + spareNodes);
-        for (std::size_t i = 0; i < end; ++i)
-            askNode(i);
-        m_tree.complete = m_calls.run() == CallPipeline::Outcome::answered && end == m_objects.size();
-        answer.tree = std::move(m_tree);
-        return answer;
+    TextTree read() {
+        if (const auto root = add(m_request.root, {})) askNode(*root);
+        if (m_calls.run() != CallPipeline::Outcome::answered) m_complete = false;
+        return {.nodes = inDocumentOrder(std::move(m_found), m_order),
+                .inlineText = true,
+                .mayHoldPages = m_request.toolkit.kind != Toolkit::Kind::other,
+                .complete = m_complete};
     }
 
 private:
-    bool findObjects() {
-        m_objects.push_back(m_request.root);
-        bool answered = false;
-        std::vector<ObjectRef> apart, parting;
-        CallPipeline question(m_bus, m_request.start + messagingTimeout);
-        ask::matches(question, m_request.root,
-                     {.roles = rolesWhere([](Role role) { return role != Role::staticText; })},
-                     [&](const std::optional<std::vector<ObjectRef>>& found) {
-                         answered = found.has_value();
-                         if (found) m_objects.insert(m_objects.end(), found->begin(), found->end());
-                     });
-        ask::matches(question, m_request.root, {.roles = rolesWhere(isTreatedApart)},
-                     [&](const std::optional<std::vector<ObjectRef>>& found) {
-                         answered = answered && found;
-                         if (found) apart = *found;
-                     });
-        ask::matches(question, m_request.root, {.roles = rolesWhere(partsPages)},
-                     [&](const std::optional<std::vector<ObjectRef>>& found) {
-                         answered = answered && found;
-                         if (found) parting = *found;
-                     });
-        if (question.run() != CallPipeline::Outcome::answered || !answered) return false;
+    /// Where a node stands below an earlier one.
+    struct Below {
+        int parent = -1;
+        int depth = 0;
+        std::int32_t index = 0; ///< among its siblings
+    };
+    struct Place {
+        ObjectRef object;
+        int depth = 0;
+    };
 
-        m_tree.inlineText = true;
-        m_tree.mayHoldPages = m_request.toolkit.kind != Toolkit::Kind::other;
-        m_tree.nodes.resize(m_objects.size());
-        for (std::size_t i = 0; i < m_objects.size(); ++i) {
-            m_tree.nodes[i].role = Role::unknown;
-            m_places.emplace(elementOf(m_objects[i]).reference, i);
+    std::optional<std::size_t> add(const ObjectRef& object, const Below& below) {
+        if (object.isNull()) return std::nullopt;
+        if (static_cast<std::int64_t>(m_found.size()) > m_request.limits.maxNodes * readsPerNode) {
+            m_complete = false;
+            return std::nullopt;
         }
-        for (const ObjectRef& object : apart) {
-            const auto place = placeOf(object);
-            if (!place) continue;
-            m_apart.insert(*place);
-            ask::role(question, object, [this, node = *place](std::optional<Role> role) {
-                m_tree.nodes[node].failed = !role;
-                m_tree.nodes[node].role = role.value_or(Role{});
-            });
-        }
-        for (const ObjectRef& object : parting)
-            if (const auto place = placeOf(object))
-                ask::role(question, object, [this, node = *place, object](std::optional<Role> role) {
-                    m_tree.nodes[node].failed = !role;
-                    m_tree.nodes[node].role = role.value_or(Role{});
-                    m_texts.tellPage(node, object);
-                });
-        return question.run() == CallPipeline::Outcome::answered;
+        m_found.push_back({.parent = below.parent, .role = Role::unknown, .unread = true});
+        m_places.push_back({object, below.depth});
+        m_order.push_back(below.index);
+        return m_found.size() - 1;
     }
 
-    /// Nothing below a password field may be asked for its text, and parents are not known yet.
-    bool leaveOutWhatIsBelowSecrets() {
-        CallPipeline calls(m_bus, m_request.start + messagingTimeout);
-        for (const std::size_t node : m_apart)
-            if (m_tree.nodes[node].failed || treatmentOf(m_tree.nodes[node].role) == Treatment::secure)
-                ask::matches(calls, m_objects[node], {}, [this](const std::optional<std::vector<ObjectRef>>& below) {
-                    if (!below) return;
-                    for (const ObjectRef& object : *below)
-                        if (const auto place = placeOf(object)) m_tree.nodes[*place].failed = true;
-                });
-        return calls.run() == CallPipeline::Outcome::answered;
-    }
-
+    /// One whose role makes no difference to what it is asked.
     void askNode(std::size_t index) {
-        TextNode& node = m_tree.nodes[index];
-        if (!TextRules::enters(node, std::nullopt)) return;
-        const ObjectRef& object = m_objects[index];
-        if (m_apart.contains(index)) {
-            // Of a long field it takes its place to tell which part shows.
-            ask::extents(m_calls, object, [this, index](std::optional<Rect> rect) { m_tree.nodes[index].rect = rect; });
-            m_texts.read(index, object, TextRules::readingOf(node.role, true, false));
-            if (TextRules::descends(node.role, 0)) askChildren(index);
-            return;
-        }
-        node.unread = true;
-        ask::text(m_calls, object, 0, TextRules::mostTextCharacters,
-                  [this, index, object](std::optional<std::string> text) {
-                      TextNode& answered = m_tree.nodes[index];
-                      answered.unread = false;
-                      answered.text = std::move(text);
-                      if (!answered.text || answered.text->find(objectReplacement) != std::string::npos)
-                          askChildren(index);
-                      if (answered.text && !answered.text->empty()) return;
-                      ask::role(m_calls, object, [this, index](std::optional<Role> role) {
-                          if (role) m_tree.nodes[index].role = *role;
+        ask::text(m_calls, m_places[index].object, 0, TextRules::mostTextCharacters,
+                  [this, index](std::optional<std::string> text) {
+                      TextNode& node = m_found[index];
+                      node.unread = false;
+                      node.text = std::move(text);
+                      if (!node.text || node.text->find(objectReplacement) != std::string::npos) askChildren(index);
+                      if (node.text && !node.text->empty()) return;
+                      ask::role(m_calls, m_places[index].object, [this, index](std::optional<Role> role) {
+                          if (role) m_found[index].role = *role;
                       });
-                      ask::name(m_calls, object, [this, index](std::optional<std::string> name) {
-                          m_tree.nodes[index].name = std::move(name);
+                      ask::name(m_calls, m_places[index].object, [this, index](std::optional<std::string> name) {
+                          m_found[index].name = std::move(name);
                       });
                   });
     }
 
-    void askChildren(std::size_t index) {
-        ask::children(m_calls, m_objects[index], [this, index](const std::optional<std::vector<ObjectRef>>& children) {
-            if (!children) return;
-            for (const ObjectRef& child : *children)
-                if (const auto place = placeOf(child); place && *place > index)
-                    m_tree.nodes[*place].parent = static_cast<int>(index);
+    void askRoleFirst(std::size_t index) {
+        ask::role(m_calls, m_places[index].object, [this, index](std::optional<Role> role) {
+            TextNode& node = m_found[index];
+            node.unread = false;
+            node.failed = !role;
+            node.role = role.value_or(Role{});
+            m_texts.tellPage(index, m_places[index].object);
+            if (!TextRules::enters(node, std::nullopt)) return;
+            if (!isTreatedApart(node.role)) return askNode(index);
+            // Of a long field it takes its place to tell which part shows.
+            ask::extents(m_calls, m_places[index].object,
+                         [this, index](std::optional<Rect> rect) { m_found[index].rect = rect; });
+            m_texts.read(index, m_places[index].object, TextRules::readingOf(node.role, true, false));
+            if (TextRules::descends(node.role, 0)) askChildren(index);
         });
     }
 
-    std::optional<std::size_t> placeOf(const ObjectRef& object) const {
-        const auto found = m_places.find(elementOf(object).reference);
-        if (found == m_places.end()) return std::nullopt;
-        return found->second;
+    void askChildren(std::size_t index) {
+        if (m_places[index].depth >= TextRules::deepest) return;
+        const auto& text = m_found[index].text;
+        // Each child stands for a character of the text at least.
+        if (text && text->size() <= static_cast<std::size_t>(mostExaminedChildren)) return findChildren(index);
+        ask::childCount(m_calls, m_places[index].object, [this, index](std::optional<std::int32_t> count) {
+            if (count.value_or(0) == 0) return;
+            if (childAccess(*count, false, m_request.toolkit) == ChildAccess::shown)
+                findChildren(index);
+            else
+                m_complete = false;
+        });
     }
 
-    AtspiBus& m_bus;
+    /// Two questions name the children that show and those among them whose role must be known first.
+    void findChildren(std::size_t index) {
+        static const auto read = rolesWhere([](Role role) { return role != Role::staticText; });
+        static const auto roleFirst = rolesWhere([](Role role) { return isTreatedApart(role) || partsPages(role); });
+        auto shown = std::make_shared<std::vector<ObjectRef>>();
+        ask::shownChildren(m_calls, m_places[index].object, read,
+                           [shown](std::optional<std::vector<ObjectRef>> children) {
+                               if (children) *shown = std::move(*children);
+                           });
+        ask::shownChildren(m_calls, m_places[index].object, roleFirst,
+                           [this, index, shown](const std::optional<std::vector<ObjectRef>>& children) {
+                               if (children) addChildren(index, *shown, *children);
+                           });
+    }
+
+    void addChildren(std::size_t parent, const std::vector<ObjectRef>& shown, const std::vector<ObjectRef>& apart) {
+        std::unordered_set<std::string> roleFirst;
+        for (const ObjectRef& object : apart)
+            roleFirst.insert(elementOf(object).reference);
+        for (std::size_t i = 0; i < shown.size(); ++i) {
+            const auto node =
+                add(shown[i], {static_cast<int>(parent), m_places[parent].depth + 1, static_cast<std::int32_t>(i)});
+            if (!node) continue;
+            if (roleFirst.contains(elementOf(shown[i]).reference))
+                askRoleFirst(*node);
+            else
+                askNode(*node);
+        }
+    }
+
     const TextRequest& m_request;
-    TextTree m_tree;
+    std::vector<TextNode> m_found;
+    std::vector<Place> m_places;       ///< one for each node
+    std::vector<std::int32_t> m_order; ///< the same: each node's place among its siblings
     CallPipeline m_calls;
     NodeTexts m_texts;
-    std::vector<ObjectRef> m_objects;
-    std::unordered_map<std::string, std::size_t> m_places;
-    std::unordered_set<std::size_t> m_apart;
+    bool m_complete = true;
 };
 
 } // namespace
 
-MatchesAnswer readByMarks(AtspiBus& bus, const TextRequest& request) {
+TextTree readByMarks(AtspiBus& bus, const TextRequest& request) {
     return InlineReader(bus, request).read();
 }
 

@@ -1,6 +1,7 @@
 #include "platform/linux/atspi/Programs.h"
 
 #include <algorithm>
+#include <fstream>
 #include <iterator>
 #include <utility>
 
@@ -10,12 +11,22 @@ namespace {
 
 const ObjectRef registryRoot{"org.a11y.atspi.Registry", "/org/a11y/atspi/accessible/root"};
 
+// Of both there are some dozens in earnest.
+constexpr std::int32_t mostPrograms = 2000, mostWindows = 500;
+
 template <typename Fits>
 std::vector<ProgramWindow*> those(std::vector<ProgramWindow>& windows, Fits fits) {
     std::vector<ProgramWindow*> found;
     for (ProgramWindow& window : windows)
         if (fits(window)) found.push_back(&window);
     return found;
+}
+
+/// Programs in a sandbox speak to the bus through such a process, and their windows belong to another one.
+bool isRelay(ProcessID pid) {
+    std::string name;
+    std::ifstream file("/proc/" + std::to_string(pid) + "/comm");
+    return !std::getline(file, name) || name == "xdg-dbus-proxy";
 }
 
 std::vector<ProgramWindow> properOnes(std::vector<ProgramWindow> windows) {
@@ -25,21 +36,9 @@ std::vector<ProgramWindow> properOnes(std::vector<ProgramWindow> windows) {
 
 } // namespace
 
-std::vector<ObjectRef> Programs::responsive(SteadyClock::time_point deadline) {
-    std::vector<ObjectRef> programs = all(deadline);
-    std::erase_if(programs, [&](const ObjectRef& program) { return m_bus.isHung(program.bus); });
-    return programs;
-}
-
 std::vector<ObjectRef> Programs::ofProcess(ProcessID pid, SteadyClock::time_point deadline) {
     std::vector<ObjectRef> programs = all(deadline);
-    CallPipeline calls(m_bus, deadline);
-    for (const ObjectRef& program : programs)
-        if (!m_processes.contains(program.bus))
-            ask::processID(calls, program.bus, [this, name = program.bus](std::optional<ProcessID> process) {
-                if (process) m_processes[name] = *process;
-            });
-    calls.run();
+    learnProcesses(programs, deadline);
     std::erase_if(programs, [&](const ObjectRef& program) {
         const auto found = m_processes.find(program.bus);
         return found == m_processes.end() || found->second != pid;
@@ -56,7 +55,9 @@ std::vector<ProgramWindow> Programs::windows(const std::vector<ObjectRef>& progr
 
 std::vector<ProgramWindow> Programs::activeWindows(const std::vector<ObjectRef>& programs,
                                                    SteadyClock::time_point deadline, bool& complete) {
-    std::vector<ProgramWindow> all = children(programs, deadline, complete);
+    // One program that hangs doesn't use up the time for the others' windows.
+    const auto now = SteadyClock::now();
+    std::vector<ProgramWindow> all = children(programs, now + (deadline - now) * 2 / 3, complete);
     std::erase_if(all, [](const ProgramWindow& window) { return !window.states.isActive(); });
     complete = readWhole(those(all, [](const ProgramWindow&) { return true; }), deadline) && complete;
     return properOnes(std::move(all));
@@ -86,7 +87,7 @@ std::vector<ProgramWindow> Programs::children(const std::vector<ObjectRef>& prog
     std::vector<std::vector<ProgramWindow>> found(programs.size());
     CallPipeline calls(m_bus, deadline);
     for (std::size_t i = 0; i < programs.size(); ++i)
-        ask::children(calls, programs[i], [&, i](std::optional<std::vector<ObjectRef>> children) {
+        ask::children(calls, programs[i], mostWindows, [&, i](std::optional<std::vector<ObjectRef>> children) {
             if (!children) return;
             std::erase_if(*children, [](const ObjectRef& child) { return child.isNull(); });
             auto& windows = found[i];
@@ -135,12 +136,28 @@ std::vector<ObjectRef> Programs::all(SteadyClock::time_point deadline) {
     forgetOldConnection();
     std::vector<ObjectRef> programs;
     CallPipeline calls(m_bus, deadline);
-    ask::children(calls, registryRoot, [&](std::optional<std::vector<ObjectRef>> children) {
+    ask::children(calls, registryRoot, mostPrograms, [&](std::optional<std::vector<ObjectRef>> children) {
         if (children) programs = std::move(*children);
     });
     calls.run();
     std::erase_if(programs, [](const ObjectRef& program) { return program.isNull(); });
     return programs;
+}
+
+void Programs::learnProcesses(const std::vector<ObjectRef>& programs, SteadyClock::time_point deadline) {
+    CallPipeline calls(m_bus, deadline);
+    for (const ObjectRef& program : programs)
+        if (!m_processes.contains(program.bus))
+            ask::processID(calls, program.bus, [this, name = program.bus](std::optional<ProcessID> process) {
+                if (process) m_processes[name] = *process;
+            });
+    calls.run();
+}
+
+bool Programs::mayBelongTo(const std::string& program, ProcessID pid, SteadyClock::time_point deadline) {
+    learnProcesses({{program, registryRoot.path}}, deadline);
+    const auto found = m_processes.find(program);
+    return pid <= 0 || found == m_processes.end() || found->second == pid || isRelay(found->second);
 }
 
 void Programs::forgetOldConnection() {

@@ -26,8 +26,8 @@ class Programs {
 public:
     explicit Programs(AtspiBus& bus) : m_bus(bus) {}
 
-    /// Root objects of every program; those that hang are left out.
-    std::vector<ObjectRef> responsive(SteadyClock::time_point deadline);
+    /// Root objects of every program.
+    std::vector<ObjectRef> all(SteadyClock::time_point deadline);
     std::vector<ObjectRef> ofProcess(ProcessID pid, SteadyClock::time_point deadline);
     /// In the programs' own order; those of a program that doesn't answer in time are missing.
     std::vector<ProgramWindow> windows(const std::vector<ObjectRef>& programs, SteadyClock::time_point deadline);
@@ -37,12 +37,15 @@ public:
     /// Those alone that decide which one is in front: active ones, or all that show where there is none.
     std::vector<ProgramWindow> frontWindows(const std::vector<ObjectRef>& programs, SteadyClock::time_point deadline);
     Toolkit toolkit(const std::string& program, SteadyClock::time_point deadline);
+    /// Whether a window of this process can be one of the program's. Certainly not only where the process that speaks
+    /// for the program is known, is another one, and doesn't pass on messages of programs from elsewhere.
+    bool mayBelongTo(const std::string& program, ProcessID pid, SteadyClock::time_point deadline);
 
 private:
     std::vector<ProgramWindow> children(const std::vector<ObjectRef>& programs, SteadyClock::time_point deadline,
                                         bool& complete);
     bool readWhole(const std::vector<ProgramWindow*>& windows, SteadyClock::time_point deadline);
-    std::vector<ObjectRef> all(SteadyClock::time_point deadline);
+    void learnProcesses(const std::vector<ObjectRef>& programs, SteadyClock::time_point deadline);
     void forgetOldConnection();
 
     AtspiBus& m_bus;

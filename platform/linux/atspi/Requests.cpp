@@ -175,14 +175,25 @@ void interfaces(CallPipeline& calls, const ObjectRef& object, const Take<Interfa
                    while (sd_bus_message_read(message, "s", &each) > 0) {
                        const std::string_view interface(each);
                        if (interface == textInterface) found.text = true;
-                       if (interface == collectionInterface) found.collection = true;
                        if (interface == "org.a11y.atspi.Document") found.document = true;
                    }
                    return found;
                }));
 }
 
-void children(CallPipeline& calls, const ObjectRef& object, const Take<std::vector<ObjectRef>>& take) {
+void children(CallPipeline& calls, const ObjectRef& object, std::int32_t most,
+              const Take<std::vector<ObjectRef>>& take) {
+    childCount(calls, object, [&calls, object, most, take](std::optional<std::int32_t> count) {
+        if (count && *count >= 0 && *count <= most)
+            countedChildren(calls, object, *count, take);
+        else
+            take(std::nullopt);
+    });
+}
+
+void countedChildren(CallPipeline& calls, const ObjectRef& object, std::int32_t count,
+                     const Take<std::vector<ObjectRef>>& take) {
+    if (count == 0) return take(std::vector<ObjectRef>());
     calls.call(object, accessibleInterface, "GetChildren", reading<std::vector<ObjectRef>>(take, readObjects));
 }
 
@@ -206,29 +217,29 @@ void objectAtPoint(CallPipeline& calls, const ObjectRef& object, Point point, co
                });
 }
 
-void matches(CallPipeline& calls, const ObjectRef& object, const Match& match,
-             const Take<std::vector<ObjectRef>>& take) {
-    constexpr std::int32_t allOf = 1, anyOf = 2;
+void shownChildren(CallPipeline& calls, const ObjectRef& object, const std::vector<Role>& wanted,
+                   const Take<std::vector<ObjectRef>>& take) {
+    constexpr std::int32_t allOf = 1, anyOf = 2, withoutEnd = 0, ownChildrenAlone = 0;
     constexpr std::uint32_t documentOrder = 1;
     calls.call(object, collectionInterface, "GetMatches", reading<std::vector<ObjectRef>>(take, readObjects),
                [&](sd_bus_message* message) {
-                   const std::uint64_t states = std::uint64_t{1} << match.stateBit;
+                   constexpr std::uint64_t states = std::uint64_t{1} << States::showingBit;
                    // Roles are a set of bits, written as 32-bit words.
                    std::array<std::int32_t, 4> roles{};
-                   for (const Role role : match.roles) {
+                   for (const Role role : wanted) {
                        const auto bit = static_cast<unsigned>(role);
                        roles.at(bit / 32) |= static_cast<std::int32_t>(1U << bit % 32);
                    }
                    sd_bus_message_open_container(message, 'r', "aiia{ss}iaiiasib");
                    sd_bus_message_append(message, "aiia{ss}i", 2, static_cast<std::int32_t>(states & 0xFFFFFFFF),
                                          static_cast<std::int32_t>(states >> 32U), allOf, 0, allOf);
-                   if (!match.roles.empty())
+                   if (!wanted.empty())
                        sd_bus_message_append(message, "aii", 4, roles[0], roles[1], roles[2], roles[3], anyOf);
                    else
                        sd_bus_message_append(message, "aii", 0, allOf);
                    sd_bus_message_append(message, "asib", 0, allOf, 0);
                    sd_bus_message_close_container(message);
-                   sd_bus_message_append(message, "uib", documentOrder, match.most, 1);
+                   sd_bus_message_append(message, "uib", documentOrder, withoutEnd, ownChildrenAlone);
                });
 }
 

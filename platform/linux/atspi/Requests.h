@@ -20,11 +20,13 @@ inline constexpr const char* collectionInterface = "org.a11y.atspi.Collection";
 struct States {
     std::uint64_t bits = 0;
 
-    static constexpr unsigned activeBit = 1, focusedBit = 12, showingBit = 25;
+    static constexpr unsigned activeBit = 1, focusedBit = 12, showingBit = 25, managesDescendantsBit = 31;
 
     bool isActive() const { return has(activeBit); }
     bool isFocused() const { return has(focusedBit); }
     bool isShowing() const { return has(showingBit); }
+    /// Its children are drawn by it and made for whoever asks, and there may be any number of them.
+    bool managesDescendants() const { return has(managesDescendantsBit); }
 
 private:
     bool has(unsigned bit) const { return (bits >> bit & 1U) != 0; }
@@ -33,15 +35,7 @@ private:
 /// Which interfaces an object answers. Asking for another one makes some programs write warnings to their log.
 struct Interfaces {
     bool text = false;
-    bool collection = false;
     bool document = false;
-};
-
-/// What `Collection` is asked to find; no roles mean any.
-struct Match {
-    unsigned stateBit = States::showingBit;
-    std::vector<Role> roles;
-    std::int32_t most = 0; ///< 0 for all
 };
 
 /// What an object says of itself in words, in one answer.
@@ -75,15 +69,23 @@ void parent(CallPipeline& calls, const ObjectRef& object, const Take<ObjectRef>&
 void extents(CallPipeline& calls, const ObjectRef& object, const Take<Rect>& take);
 void interfaces(CallPipeline& calls, const ObjectRef& object, const Take<Interfaces>& take);
 
-void children(CallPipeline& calls, const ObjectRef& object, const Take<std::vector<ObjectRef>>& take);
+/// All children; absent also where there are more than `most`, which is found out before they are asked for: a program
+/// makes an object for each child that it names, and a sheet has 17 billion.
+void children(CallPipeline& calls, const ObjectRef& object, std::int32_t most,
+              const Take<std::vector<ObjectRef>>& take);
+/// The same where the number is known already.
+void countedChildren(CallPipeline& calls, const ObjectRef& object, std::int32_t count,
+                     const Take<std::vector<ObjectRef>>& take);
 void childCount(CallPipeline& calls, const ObjectRef& object, const Take<std::int32_t>& take);
 void childAt(CallPipeline& calls, const ObjectRef& object, std::int32_t index, const Take<ObjectRef>& take);
 void indexInParent(CallPipeline& calls, const ObjectRef& object, const Take<std::int32_t>& take);
 /// The innermost object under a point of the screen.
 void objectAtPoint(CallPipeline& calls, const ObjectRef& object, Point point, const Take<ObjectRef>& take);
-/// In document order, without `object` itself.
-void matches(CallPipeline& calls, const ObjectRef& object, const Match& match,
-             const Take<std::vector<ObjectRef>>& take);
+/// Of the object's own children those that show and have one of these roles; no roles mean any. The program looks at
+/// each child, so it is asked only where their number is known to be bearable, and never about what lies deeper: no
+/// toolkit leaves out what doesn't show, and a search that has begun can't be stopped.
+void shownChildren(CallPipeline& calls, const ObjectRef& object, const std::vector<Role>& roles,
+                   const Take<std::vector<ObjectRef>>& take);
 /// The object that `object` says it is a frame around, as browsers do for the page on show.
 void embedded(CallPipeline& calls, const ObjectRef& object, const Take<ObjectRef>& take);
 

@@ -16,20 +16,18 @@ struct TextRequest {
     Toolkit toolkit;
     SteadyClock::time_point start;
 
-    SteadyClock::time_point deadline() const;
+    SteadyClock::time_point deadline() const {
+        return start +
+               std::chrono::duration_cast<SteadyClock::duration>(std::chrono::duration<double>(limits.budgetSeconds));
+    }
 };
 
-/// Two ways to the same tree. Both leave what there was no time for marked as unread.
-///
-/// One question finds all showing objects, then their attributes and texts are asked for in document order.
-struct MatchesAnswer {
-    std::optional<TextTree> tree; ///< absent where the program doesn't answer that question in time, or at all
-    SteadyClock::duration questionTook{};
-};
-/// The same for toolkits that mark in each text where children stand, with far fewer questions.
-MatchesAnswer readByMarks(AtspiBus& bus, const TextRequest& request);
-MatchesAnswer readByMatches(AtspiBus& bus, const TextRequest& request);
-/// Level by level, without what isn't showing.
+// Two ways to the same tree. Both enter only what shows, ask nothing whose cost to the program isn't known beforehand,
+// and leave what there was no time for marked as unread.
+
+/// For every toolkit.
 TextTree readByWalk(AtspiBus& bus, const TextRequest& request);
+/// For toolkits that mark in each text where children stand, with far fewer questions.
+TextTree readByMarks(AtspiBus& bus, const TextRequest& request);
 
 } // namespace nomara::atspi

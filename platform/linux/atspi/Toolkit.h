@@ -19,15 +19,30 @@ struct Toolkit {
     bool showingIsInView = false;
     /// Every object but a picture has text, and offsets past its end are taken for the end.
     bool everythingHasText = false;
+    /// Answers which of an object's own children show, and takes about as long for it as there are children.
+    bool findsShownChildren = false;
+    /// Finds what lies at a point without looking at every child of what lies around it.
+    bool findsAtPoint = false;
+    /// Some of its programs show pages that have an address.
+    bool mayShowPages = true;
 
-    static Toolkit named(std::string_view name) {
-        if (name == "Gecko") return {.kind = Kind::gecko, .writesInline = true, .showingIsInView = true};
+    static constexpr Toolkit named(std::string_view name) {
+        if (name == "Gecko")
+            return {.kind = Kind::gecko,
+                    .writesInline = true,
+                    .showingIsInView = true,
+                    .findsShownChildren = true,
+                    .findsAtPoint = true};
         if (name == "Chromium")
             return {.kind = Kind::chromium,
                     .writesInline = true,
                     .repeatsText = true,
                     .showingIsInView = true,
-                    .everythingHasText = true};
+                    .everythingHasText = true,
+                    .findsShownChildren = true,
+                    .findsAtPoint = true};
+        if (name == "Qt") return {.findsAtPoint = true, .mayShowPages = false};
+        if (name == "VCL") return {.mayShowPages = false};
         return {};
     }
 

@@ -1,3 +1,5 @@
+#include "platform/linux/atspi/ChildAccess.h"
+#include "platform/linux/atspi/DocumentOrder.h"
 #include "platform/linux/atspi/NodeTexts.h"
 #include "platform/linux/atspi/TextReader.h"
 
@@ -8,10 +10,10 @@ namespace nomara::atspi {
 
 namespace {
 
-// A list with more children is read around what stands at its edges.
-constexpr std::int32_t fewChildren = 256;
 // A level is read before it is known which of its nodes come first, so more are read than may be visited.
 constexpr std::int64_t readsPerNode = 4;
+// More don't fit on a screen. In a sheet the indexes between the first cell on show and the last one name whole rows.
+constexpr std::int32_t mostVisibleChildren = 600;
 
 class WalkReader {
 public:
@@ -20,9 +22,15 @@ public:
           m_texts(m_calls, m_found, request.frame, request.toolkit) {}
 
     TextTree read() {
-        visit(m_request.root, -1, 0, 0);
+        // The root is what was asked for, whatever it says of itself.
+        visit(m_request.root, {}, true);
         if (m_calls.run() != CallPipeline::Outcome::answered) m_complete = false;
-        return inDocumentOrder();
+        for (std::size_t i = 0; i < m_found.size(); ++i)
+            if (!m_places[i].showing) m_found[i].parent = -1;
+        return {.nodes = inDocumentOrder(std::move(m_found), m_order),
+                .inlineText = m_request.toolkit.writesInline,
+                .mayHoldPages = m_request.toolkit.kind != Toolkit::Kind::other,
+                .complete = m_complete};
     }
 
 private:
@@ -30,57 +38,89 @@ private:
     struct Place {
         ObjectRef object;
         int depth = 0;
-        std::int32_t index = 0; ///< among its siblings
         bool showing = false;
+        bool managesDescendants = false;
+    };
+    /// Where a node stands below an earlier one.
+    struct Below {
+        int parent = -1;
+        int depth = 0;
+        std::int32_t index = 0; ///< among its siblings
     };
 
-    void visit(const ObjectRef& object, int parent, int depth, std::int32_t index) {
+    void visit(const ObjectRef& object, const Below& below, bool shows) {
         if (object.isNull()) return;
         if (static_cast<std::int64_t>(m_found.size()) > m_request.limits.maxNodes * readsPerNode) {
             m_complete = false;
             return;
         }
         const std::size_t node = m_found.size();
-        m_found.push_back({.parent = parent, .unread = true});
-        m_places.push_back({object, depth, index, false});
+        m_found.push_back({.parent = below.parent, .unread = true});
+        m_places.push_back({object, below.depth, shows, false});
+        m_order.push_back(below.index);
         ask::states(m_calls, object, [this, node](std::optional<States> states) {
-            // The root is what was asked for, whatever it says of itself.
-            m_places[node].showing = node == 0 || (states && states->isShowing());
+            if (!states) return;
+            m_places[node].managesDescendants = states->managesDescendants();
+            m_places[node].showing = m_places[node].showing || states->isShowing();
         });
-        ask::role(m_calls, object, [this, node, object](std::optional<Role> role) {
+        const bool needsPlace = node == 0 || !m_request.toolkit.showingIsInView;
+        ask::role(m_calls, object, [this, node, object, needsPlace](std::optional<Role> role) {
             m_found[node].failed = !role;
             m_found[node].role = role.value_or(Role{});
             m_texts.tellPage(node, object);
             if (role == Role::staticText && m_request.toolkit.repeatsText) m_places[node].showing = false;
+            if (needsPlace) return;
+            // Of a long field it takes its place to tell which part shows, and a page without a size isn't open.
+            if (treatmentOf(m_found[node].role) == Treatment::field || isPage(m_found[node].role))
+                askPlace(node, object);
+            else
+                enter(node);
         });
+        if (needsPlace) askPlace(node, object);
+    }
+
+    void askPlace(std::size_t node, const ObjectRef& object) {
         ask::extents(m_calls, object, [this, node](std::optional<Rect> rect) {
             m_found[node].rect = rect;
-            m_found[node].unread = false;
             enter(node);
         });
     }
 
     void enter(std::size_t index) {
+        m_found[index].unread = false;
         const TextNode& node = m_found[index];
-        if (!m_places[index].showing || !TextRules::enters(node, m_request.frame)) return;
-        const Role role = node.role;
-        m_texts.read(index, m_places[index].object, TextRules::readingOf(role, m_request.toolkit.writesInline, false));
-        if (!TextRules::descends(role, m_places[index].depth)) return;
-        if (!showsManyChildren(role)) return askChildren(index);
-        ask::childCount(m_calls, m_places[index].object, [this, index](std::optional<std::int32_t> count) {
-            if (count && *count > fewChildren)
-                askVisibleChildren(index, *count);
-            else
-                askChildren(index);
-        });
+        const Place& place = m_places[index];
+        if (!place.showing || !TextRules::enters(node, m_request.frame)) return;
+        const bool descends = TextRules::descends(node.role, place.depth);
+        m_texts.read(index, place.object, TextRules::readingOf(node.role, m_request.toolkit.writesInline, false));
+        if (descends)
+            ask::childCount(m_calls, place.object, [this, index](std::optional<std::int32_t> count) {
+                if (count) askChildren(index, *count);
+            });
     }
 
-    void askChildren(std::size_t index) {
-        ask::children(m_calls, m_places[index].object, [this, index](std::optional<std::vector<ObjectRef>> children) {
+    void askChildren(std::size_t index, std::int32_t count) {
+        const ObjectRef object = m_places[index].object;
+        switch (childAccess(count, m_places[index].managesDescendants, m_request.toolkit)) {
+        case ChildAccess::none:
+            return;
+        case ChildAccess::all:
+            return ask::countedChildren(m_calls, object, count, visiting(index, false));
+        case ChildAccess::shown:
+            return ask::shownChildren(m_calls, object, {}, visiting(index, true));
+        case ChildAccess::atPoint:
+            return askVisibleChildren(index, count);
+        case ChildAccess::tooMany:
+            m_complete = false;
+        }
+    }
+
+    Take<std::vector<ObjectRef>> visiting(std::size_t index, bool shown) {
+        return [this, index, shown](std::optional<std::vector<ObjectRef>> children) {
             if (!children) return;
             for (std::size_t i = 0; i < children->size(); ++i)
-                visit((*children)[i], static_cast<int>(index), m_places[index].depth + 1, static_cast<std::int32_t>(i));
-        });
+                visit((*children)[i], below(index, static_cast<std::int32_t>(i)), shown);
+        };
     }
 
     /// Children of a list stand in the order of their indexes, so those between what is at its upper left and its lower
@@ -99,18 +139,14 @@ private:
                 edges->last = std::max(edges->last.value_or(*at), *at);
             }
             if (--edges->open > 0) return;
-            // Without edges the list is read from its start, and the limits end that.
-            const std::int32_t first = edges->first.value_or(0);
-            const std::int32_t last = edges->last.value_or(count - 1);
-            for (std::int32_t i = first; i <= last; ++i) {
-                if (i - first > m_request.limits.maxNodes) {
-                    m_complete = false;
-                    break;
-                }
-                ask::childAt(m_calls, m_places[index].object, i, [this, index, i](std::optional<ObjectRef> child) {
-                    if (child) visit(*child, static_cast<int>(index), m_places[index].depth + 1, i);
-                });
+            if (!edges->first || *edges->last - *edges->first >= mostVisibleChildren) {
+                m_complete = false;
+                return;
             }
+            for (std::int32_t i = *edges->first; i <= *edges->last; ++i)
+                ask::childAt(m_calls, m_places[index].object, i, [this, index, i](std::optional<ObjectRef> child) {
+                    if (child) visit(*child, below(index, i), false);
+                });
         };
         std::vector<Point> points;
         for (const double y : {seen.y + 4, seen.y + 40, seen.y + seen.height - 4, seen.y + seen.height - 24})
@@ -125,35 +161,14 @@ private:
             });
     }
 
-    TextTree inDocumentOrder() {
-        std::vector<std::vector<std::size_t>> children(m_found.size());
-        for (std::size_t i = 1; i < m_found.size(); ++i) {
-            if (m_places[i].showing) children[static_cast<std::size_t>(m_found[i].parent)].push_back(i);
-        }
-        for (auto& siblings : children)
-            std::sort(siblings.begin(), siblings.end(),
-                      [&](std::size_t a, std::size_t b) { return m_places[a].index < m_places[b].index; });
-        TextTree tree{.nodes = {},
-                      .inlineText = m_request.toolkit.writesInline,
-                      .mayHoldPages = m_request.toolkit.kind != Toolkit::Kind::other,
-                      .complete = m_complete};
-        tree.nodes.reserve(m_found.size());
-        std::vector<std::pair<std::size_t, int>> stack{{0, -1}};
-        while (!stack.empty()) {
-            const auto [index, parent] = stack.back();
-            stack.pop_back();
-            const int place = static_cast<int>(tree.nodes.size());
-            tree.nodes.push_back(std::move(m_found[index]));
-            tree.nodes.back().parent = parent;
-            for (auto child = children[index].rbegin(); child != children[index].rend(); ++child)
-                stack.emplace_back(*child, place);
-        }
-        return tree;
+    Below below(std::size_t parent, std::int32_t index) const {
+        return {static_cast<int>(parent), m_places[parent].depth + 1, index};
     }
 
     const TextRequest& m_request;
     std::vector<TextNode> m_found;
-    std::vector<Place> m_places;
+    std::vector<Place> m_places;       ///< one for each node
+    std::vector<std::int32_t> m_order; ///< the same: each node's place among its siblings
     CallPipeline m_calls;
     NodeTexts m_texts;
     bool m_complete = true;

@@ -9,9 +9,9 @@
 
 namespace nomara {
 
-X11InputActivity::X11InputActivity(Questions questions, std::function<void()> onConnectionLost,
+X11InputActivity::X11InputActivity(IsPasswordPrompter isPasswordPrompter, std::function<void()> onConnectionLost,
                                    const std::string& display)
-    : m_questions(std::move(questions)),
+    : m_isPasswordPrompter(std::move(isPasswordPrompter)),
       m_connection(std::make_unique<X11Connection>(std::move(onConnectionLost), display)) {}
 
 X11InputActivity::~X11InputActivity() = default;
@@ -26,10 +26,9 @@ double X11InputActivity::secondsSinceLastInput() {
 }
 
 SecureInput X11InputActivity::secureInput(const WindowList& windows) {
-    const auto& [mayBeSecure, isPasswordPrompter] = m_questions;
-    if (isPasswordPrompter && isPasswordAskedFor(*m_connection, windows, isPasswordPrompter))
+    if (m_isPasswordPrompter && isPasswordAskedFor(*m_connection, windows, m_isPasswordPrompter))
         return SecureInput::certain;
-    return mayBeSecure && mayBeSecure() ? SecureInput::possible : SecureInput::off;
+    return SecureInput::unknown;
 }
 
 } // namespace nomara

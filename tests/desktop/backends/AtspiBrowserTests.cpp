@@ -8,14 +8,14 @@ class AtspiBrowser : public AtspiTest {
 protected:
     /// The page gives its password field the focus, and the field after it is an ordinary one.
     void expectFocusIsFollowed(const AccessibleWindow& window) {
-        EXPECT_TRUE(waitUntil([&] { return accessibility.focusIsSecure(); }));
-        EXPECT_TRUE(AtspiAccessibility().focusIsSecure()) << "asked by one who saw no focus change";
+        EXPECT_TRUE(waitUntil([&] { return accessibility.focusIsSecure(0) == SecureFocus::yes; }));
+        EXPECT_EQ(AtspiAccessibility().focusIsSecure(0), SecureFocus::yes) << "asked by one who saw no focus change";
         EXPECT_EQ(timesIn(textOf(window), "pagesecret"), 0U);
         runCommand({"xdotool", "key", "Tab"});
-        EXPECT_TRUE(waitUntil([&] { return !accessibility.focusIsSecure(); }));
-        EXPECT_FALSE(AtspiAccessibility().focusIsSecure()) << "asked by one who saw no focus change";
+        EXPECT_TRUE(waitUntil([&] { return accessibility.focusIsSecure(0) == SecureFocus::no; }));
+        EXPECT_EQ(AtspiAccessibility().focusIsSecure(0), SecureFocus::no) << "asked by one who saw no focus change";
         runCommand({"xdotool", "key", "shift+Tab"});
-        EXPECT_TRUE(waitUntil([&] { return accessibility.focusIsSecure(); }));
+        EXPECT_TRUE(waitUntil([&] { return accessibility.focusIsSecure(0) == SecureFocus::yes; }));
     }
 };
 

@@ -68,12 +68,12 @@ TEST_F(AtspiFailure, HungProgramCostsOneTimeoutAnOperation) {
     std::optional<AccessibleWindow> front;
     WindowText text;
     const std::pair<const char*, std::function<void()>> operations[] = {
-        {"focus", [&] { accessibility.focusIsSecure(); }},
+        {"focus", [&] { accessibility.focusIsSecure(hung.pid()); }},
         {"front window", [&] { front = accessibility.frontWindow(hung.pid()); }},
         {"windows", [&] { accessibility.windows(hung.pid()); }},
         {"text", [&] { text = accessibility.text(window->element, window->frame, patientLimits); }},
         {"address", [&] { accessibility.documentAddress(window->element); }},
-        {"focus, for the second time", [&] { accessibility.focusIsSecure(); }},
+        {"focus, for the second time", [&] { accessibility.focusIsSecure(hung.pid()); }},
     };
     for (const auto& [what, operation] : operations)
         EXPECT_LE(secondsFor(operation), longestWaitSeconds) << what;
@@ -95,10 +95,10 @@ TEST_F(AtspiFailure, PasswordFieldIsSeenWhateverElseHangs) {
     const DesktopProgram dialog({"zenity", "--password", "--title=Secret"});
     AtspiAccessibility late; // was not there when the field took the focus
     ASSERT_TRUE(waitUntil([&] { return accessibility.frontWindow(dialog.pid()).has_value(); }));
-    ASSERT_TRUE(waitUntil([&] { return accessibility.focusIsSecure(); }));
+    ASSERT_TRUE(waitUntil([&] { return accessibility.focusIsSecure(0) == SecureFocus::yes; }));
     for (int look = 0; look < 20; ++look) {
-        EXPECT_TRUE(accessibility.focusIsSecure()) << look;
-        EXPECT_TRUE(late.focusIsSecure()) << look;
+        EXPECT_EQ(accessibility.focusIsSecure(0), SecureFocus::yes) << look;
+        EXPECT_EQ(late.focusIsSecure(0), SecureFocus::yes) << look;
     }
     hung.signal(SIGCONT);
 }
@@ -123,7 +123,7 @@ TEST_F(AtspiFailure, WithoutASessionBusThereIsAReason) {
     AtspiAccessibility alone;
     EXPECT_FALSE(alone.isTrusted());
     EXPECT_NE(alone.unavailableReason().find("no session bus"), std::string::npos) << alone.unavailableReason();
-    EXPECT_FALSE(alone.focusIsSecure());
+    EXPECT_EQ(alone.focusIsSecure(0), SecureFocus::unknown);
     EXPECT_FALSE(alone.frontWindow(1));
     EXPECT_TRUE(alone.windows(1).empty());
 

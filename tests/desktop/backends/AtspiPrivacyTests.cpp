@@ -146,7 +146,7 @@ TEST_F(AtspiPrivacy, WindowsOfOneChromiumAreKeptApart) {
         for (const AccessibleWindow& each : accessibility.windows(browser.pid()))
             EXPECT_FALSE(each.isActive && each.title.value_or("").starts_with(other)) << other;
     }
-    for (const auto reading : {AtspiAccessibility::Reading::matches, AtspiAccessibility::Reading::walk}) {
+    for (const auto reading : {AtspiAccessibility::Reading::automatic, AtspiAccessibility::Reading::walk}) {
         AtspiAccessibility reader(reading);
         const std::string text = textOf(*window, reader);
         EXPECT_EQ(timesIn(text, "front words"), 1U) << text;

@@ -23,6 +23,7 @@ inline std::vector<std::string> bareChromium(const std::string& profile, const s
                                      "--no-first-run",
                                      "--disable-background-networking",
                                      "--disable-sync",
+                                     "--password-store=basic",
                                      "--start-maximized",
                                      "--user-data-dir=" + profile};
     command.insert(command.end(), arguments.begin(), arguments.end());

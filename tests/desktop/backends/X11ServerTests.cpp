@@ -95,9 +95,8 @@ TEST(X11ConnectionLoss, EmptiesAnswersAndIsToldOnce) {
     OwnServer own;
     std::atomic<int> serverLost = 0, activityLost = 0, applicationsLost = 0;
     X11WindowServer server([&] { ++serverLost; }, own.display());
-    X11InputActivity activity(
-        {.isPasswordPrompter = [](const WindowOwner&) { return false; }}, [&] { ++activityLost; }, own.display());
-    EXPECT_EQ(activity.secureInput(server.onScreenWindows()), SecureInput::off);
+    X11InputActivity activity([](const WindowOwner&) { return false; }, [&] { ++activityLost; }, own.display());
+    EXPECT_EQ(activity.secureInput(server.onScreenWindows()), SecureInput::unknown);
     X11RunningApplications applications(
         {}, [&] { ++applicationsLost; }, own.display());
     std::atomic<int> activations = 0;
