@@ -9,6 +9,9 @@ namespace nomara::atspi {
 namespace {
 
 constexpr std::size_t mostSearched = 3000;
+// The focus moves by itself, without a report, in few programs; browsers report every move of it, and a walk over a
+// page takes them some tens of milliseconds.
+constexpr std::chrono::seconds searchValidFor{3}, browserSearchValidFor{15};
 constexpr const char* rootPath = "/org/a11y/atspi/accessible/root";
 
 SteadyClock::time_point soon() {
@@ -30,6 +33,7 @@ bool mayHoldFocus(Role role) {
 } // namespace
 
 void FocusTracker::noteFocus(const ObjectRef& object, bool focused) {
+    m_search.reset();
     if (focused)
         m_reported = object;
     else if (m_reported == object)
@@ -40,6 +44,7 @@ SecureFocus FocusTracker::isSecure(ProcessID front) {
     if (m_generation != m_bus.generation()) {
         m_generation = m_bus.generation();
         m_reported.reset();
+        m_search.reset();
     }
     const Focus reported = checkReported();
     if (reported.focused && reported.secure) return SecureFocus::yes;
@@ -59,13 +64,9 @@ SecureFocus FocusTracker::isSecure(ProcessID front) {
         windows = shownWindows(front);
         if (!windows.complete) return SecureFocus::unknown;
     }
-    SecureFocus answer = SecureFocus::no;
-    for (const ObjectRef& window : windows.objects) {
-        const SecureFocus found = search(window);
-        if (found == SecureFocus::yes) return found;
-        if (found == SecureFocus::unknown) answer = found;
-    }
-    return answer;
+    if (!m_search || m_search->windows != windows.objects || SteadyClock::now() >= m_search->validUntil)
+        return searchAll(windows.objects);
+    return m_search->answer;
 }
 
 /// A report that arrives while the last one is checked replaces it; the second look settles it.
@@ -128,9 +129,24 @@ FocusTracker::Windows FocusTracker::shownWindows(ProcessID front) {
     return windows;
 }
 
-SecureFocus FocusTracker::search(const ObjectRef& window) {
+SecureFocus FocusTracker::searchAll(const std::vector<ObjectRef>& windows) {
+    m_search.reset();
+    bool areBrowsers = true;
+    SecureFocus answer = SecureFocus::no;
+    for (const ObjectRef& window : windows) {
+        const Toolkit toolkit = m_programs.toolkit(window.bus, soon());
+        areBrowsers = areBrowsers && toolkit.kind != Toolkit::Kind::other;
+        const SecureFocus found = search(window, toolkit);
+        if (found == SecureFocus::yes) return found;
+        if (found == SecureFocus::unknown) answer = found;
+    }
+    const auto validFor = answer == SecureFocus::no && areBrowsers ? browserSearchValidFor : searchValidFor;
+    m_search = {windows, answer, SteadyClock::now() + validFor};
+    return answer;
+}
+
+SecureFocus FocusTracker::search(const ObjectRef& window, const Toolkit& toolkit) {
     const auto deadline = soon();
-    const Toolkit toolkit = m_programs.toolkit(window.bus, deadline);
     std::vector<ObjectRef> focused;
     const bool complete = walkShown(m_bus, window, toolkit, mostSearched, deadline, [&](const ShownNode& node) {
         if (node.states.isFocused()) focused.push_back(node.object);

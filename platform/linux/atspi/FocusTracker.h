@@ -29,15 +29,24 @@ private:
         bool complete = false; ///< every program that may be in front has answered
     };
 
+    /// A walk that needn't be repeated at every look, as long as nothing is reported.
+    struct Search {
+        std::vector<ObjectRef> windows;
+        SecureFocus answer = SecureFocus::unknown;
+        SteadyClock::time_point validUntil;
+    };
+
     Focus checkReported();
     Focus check(const ObjectRef& object);
     Windows activeWindows(ProcessID front);
     Windows shownWindows(ProcessID front);
-    SecureFocus search(const ObjectRef& window);
+    SecureFocus searchAll(const std::vector<ObjectRef>& windows);
+    SecureFocus search(const ObjectRef& window, const Toolkit& toolkit);
 
     AtspiBus& m_bus;
     Programs& m_programs;
     std::optional<ObjectRef> m_reported;
+    std::optional<Search> m_search;
     std::uint64_t m_generation = 0;
 };
 
