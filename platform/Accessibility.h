@@ -39,8 +39,17 @@ struct TextLimits {
     std::int64_t maxCharacters = 30'000;
 };
 
+/// What an editable line holds, as its program says, where nothing tells whether it shows that or dots instead.
+struct UnprovenLine {
+    std::string text;
+    Rect place; ///< global display coordinates
+    friend bool operator==(const UnprovenLine&, const UnprovenLine&) = default;
+};
+
 struct WindowText {
     std::string text; ///< one piece a line
+    /// Not to be kept, unless a picture shows the same at the same place.
+    std::vector<UnprovenLine> unproven = {};
     std::int64_t visited = 0;
     bool finished = true; ///< false when a limit ended the walk
 };

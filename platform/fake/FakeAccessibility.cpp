@@ -74,7 +74,7 @@ WindowText FakeAccessibility::text(const AccessibleElement& element, const std::
     const std::lock_guard lock(m_mutex);
     const Window* found = find(element);
     if (!found) return {};
-    return {found->text, 1, found->finished};
+    return {.text = found->text, .unproven = found->unproven, .visited = 1, .finished = found->finished};
 }
 
 void FakeAccessibility::setUnavailable(std::string reason) {

@@ -20,6 +20,7 @@ public:
         bool finished = true; ///< false: the walk's limits ended it
         BrowserFacts facts = {std::nullopt, false, true};
         bool isActive = false;
+        std::vector<UnprovenLine> unproven = {};
     };
     /// How often each kind of question has been asked.
     struct Counts {

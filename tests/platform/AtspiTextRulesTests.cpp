@@ -155,12 +155,34 @@ TEST(AtspiTextRules, NeverTakeTheDotsOfAFieldThatDoesNotTellWhatItIs) {
         {"\u2022\u2022\u2022", Role::entry, false},
         {"\u25CF\u25CF\u25CF\u25CF\n", Role::text, false},
         {"********", Role::comboBox, false},
-        {"**", Role::entry, true},
-        {"***a", Role::entry, true},
+        {"\u2731", Role::text, false}, // the first character typed
+        {"*", Role::entry, false},
+        {"##", Role::entry, false},
+        {"\u25CF\u25CFa", Role::text, false}, // the last one still shows
+        {"\u25CFa", Role::text, false},
+        {"\u25CFab", Role::text, true},
+        {"*a", Role::entry, true},
+        {"1111", Role::spinButton, true},
         {"***", Role::label, true},
     };
     for (const auto& [text, role, isTaken] : rows)
         EXPECT_EQ(textOf(treeOf({{0, Role::dialog}, {1, role, text}})), isTaken ? text : "") << text;
+}
+
+TEST(AtspiTextRules, KeepApartWhatALineMayHide) {
+    const Rect place{10, 10, 100, 20};
+    TextTree tree = treeOf({{0, Role::dialog},
+                            {1, Role::label, "Account", {}},
+                            {1, Role::text, "s3cret", {}, place},
+                            {1, Role::text, "nowhere", {}},
+                            {1, Role::entry, " ", {}, place},
+                            {1, Role::entry, "***", {}, place},
+                            {1, Role::text, "outside", {}, Rect{900, 900, 10, 10}}});
+    for (std::size_t i = 2; i < tree.nodes.size(); ++i)
+        tree.nodes[i].unproven = true;
+    const WindowText text = TextRules::compose(tree, Rect{0, 0, 200, 200}, {});
+    EXPECT_EQ(text.text, "Account");
+    EXPECT_EQ(text.unproven, (std::vector<UnprovenLine>{{"s3cret", place}}));
 }
 
 TEST(AtspiTextRules, TakeAPageWithoutTheBrowserAroundIt) {

@@ -1,5 +1,6 @@
 #include "platform/linux/atspi/FocusTracker.h"
 
+#include "platform/linux/atspi/FocusedField.h"
 #include "platform/linux/atspi/ShownWalk.h"
 
 #include <algorithm>
@@ -91,6 +92,11 @@ FocusTracker::Focus FocusTracker::check(const ObjectRef& object) {
     if (!focus.answered || !states || !role) return focus;
     focus.focused = states->isFocused();
     focus.secure = *role == Role::passwordText;
+    if (focus.focused) {
+        askTyping(calls, object, *role, *states, m_programs.toolkit(object.bus, soon()),
+                  [&](Typing typing) { focus.secure = typing != Typing::shown; });
+        focus.answered = calls.run() == CallPipeline::Outcome::answered;
+    }
     const Treatment treatment = treatmentOf(*role);
     // What manages its descendants has the focus in place of them.
     focus.mayHoldAnother =

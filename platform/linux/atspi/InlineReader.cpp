@@ -55,8 +55,7 @@ bool partsPages(Role role) {
 class InlineReader {
 public:
     InlineReader(AtspiBus& bus, const TextRequest& request)
-        : m_request(request), m_calls(bus, request.deadline()),
-          m_texts(m_calls, m_found, request.frame, request.toolkit) {}
+        : m_request(request), m_calls(bus, request.deadline()), m_texts(m_calls, m_found, request) {}
 
     TextTree read() {
         if (const auto root = add(m_request.root, {})) askNode(*root);

@@ -42,7 +42,7 @@ void NodeTexts::read(std::size_t index, const ObjectRef& object, TextRules::Read
         });
         return;
     }
-    if (m_toolkit.hasText(m_nodes[index].role) && reading.text) return readKnownText(index, object);
+    if (m_request.toolkit.hasText(m_nodes[index].role) && reading.text) return readKnownText(index, object);
     // Answers come in the order of the questions, so the text is the last to arrive.
     if (reading.name)
         ask::name(m_calls, object,
@@ -54,7 +54,7 @@ void NodeTexts::read(std::size_t index, const ObjectRef& object, TextRules::Read
 }
 
 void NodeTexts::tellPage(std::size_t index, const ObjectRef& object) {
-    if (m_toolkit.kind == Toolkit::Kind::other || !isPage(m_nodes[index].role)) return;
+    if (m_request.toolkit.kind == Toolkit::Kind::other || !isPage(m_nodes[index].role)) return;
     m_nodes[index].isPanel = true;
     ask::documentAttributes(m_calls, object, [this, index](const std::optional<Attributes>& attributes) {
         if (attributes) m_nodes[index].isPanel = TextRules::isPanelAddress(addressIn(*attributes).value_or(""));
@@ -62,11 +62,43 @@ void NodeTexts::tellPage(std::size_t index, const ObjectRef& object) {
 }
 
 void NodeTexts::readText(std::size_t index, const ObjectRef& object) {
-    ask::interfaces(m_calls, object, [this, index, object](const std::optional<Interfaces>& interfaces) {
-        if (interfaces && interfaces->text)
-            readByLength(index, object);
-        else
+    if (object.bus == m_request.root.bus) return readTextOf(m_request.toolkit.fieldText, index, object);
+    // A program may show part of another one in its window, a page perhaps.
+    ask::toolkit(m_calls, object, [this, index, object](const std::optional<std::string>& name) {
+        readTextOf(Toolkit::named(name.value_or("")).fieldText, index, object);
+    });
+}
+
+void NodeTexts::readTextOf(FieldText fieldText, std::size_t index, const ObjectRef& object) {
+    ask::interfaces(m_calls, object, [this, fieldText, index, object](const std::optional<Interfaces>& interfaces) {
+        if (!interfaces || !interfaces->text) return finished(index);
+        const bool isProven = fieldText == FieldText::hiddenHasRole ||
+                              (fieldText == FieldText::editableHasRole && interfaces->editableText) ||
+                              (fieldText == FieldText::displayed && !interfaces->editableText);
+        if (isProven) return readByLength(index, object);
+        readEditable(fieldText, index, object, interfaces->editableText);
+    });
+}
+
+void NodeTexts::readEditable(FieldText fieldText, std::size_t index, const ObjectRef& object, bool takesText) {
+    ask::states(m_calls, object, [=, this](const std::optional<States>& states) {
+        if (!states) return finished(index);
+        TextNode& node = m_nodes[index];
+        const Treatment treatment = treatmentOf(node.role);
+        const bool isField = treatment == Treatment::field || treatment == Treatment::editableList;
+        const bool isEditable = takesText || isField || states->isEditable();
+        // Text of several lines is hidden nowhere.
+        if (!isEditable || states->isMultiLine() || node.role == Role::terminal) return readByLength(index, object);
+        if (fieldText != FieldText::displayed) {
+            node.unproven = true;
+            return readByLength(index, object);
+        }
+        // A row around a field passes on what the field holds; the field itself is read.
+        if (!isField) return finished(index);
+        ask::displayedLine(m_calls, object, [this, index](std::optional<std::string> text) {
+            m_nodes[index].text = std::move(text);
             finished(index);
+        });
     });
 }
 
@@ -147,7 +179,7 @@ void NodeTexts::readLines(std::size_t index, const ObjectRef& object, std::int32
 std::optional<Rect> NodeTexts::visibleRect(std::size_t index) const {
     const TextNode& node = m_nodes[index];
     if (!node.rect || node.rect->isEmpty()) return std::nullopt;
-    Rect rect = m_frame ? node.rect->intersection(*m_frame) : *node.rect;
+    Rect rect = m_request.frame ? node.rect->intersection(*m_request.frame) : *node.rect;
     for (int i = node.parent; i >= 0; i = m_nodes[static_cast<std::size_t>(i)].parent) {
         const TextNode& around = m_nodes[static_cast<std::size_t>(i)];
         if (clips(around.role) && around.rect && !around.rect->isEmpty()) rect = rect.intersection(*around.rect);

@@ -1,17 +1,16 @@
 #pragma once
 
 #include "platform/linux/atspi/Requests.h"
+#include "platform/linux/atspi/TextReader.h"
 #include "platform/linux/atspi/TextRules.h"
-#include "platform/linux/atspi/Toolkit.h"
 
 namespace nomara::atspi {
 
 /// Asks for the texts of single nodes, into a list of nodes that keeps its length meanwhile.
 class NodeTexts {
 public:
-    NodeTexts(CallPipeline& calls, std::vector<TextNode>& nodes, const std::optional<Rect>& frame,
-              const Toolkit& toolkit)
-        : m_calls(calls), m_nodes(nodes), m_frame(frame), m_toolkit(toolkit) {}
+    NodeTexts(CallPipeline& calls, std::vector<TextNode>& nodes, const TextRequest& request)
+        : m_calls(calls), m_nodes(nodes), m_request(request) {}
 
     /// The node counts as unread until all of its answers are in.
     void read(std::size_t index, const ObjectRef& object, TextRules::Reading reading);
@@ -20,6 +19,8 @@ public:
 
 private:
     void readText(std::size_t index, const ObjectRef& object);
+    void readTextOf(FieldText fieldText, std::size_t index, const ObjectRef& object);
+    void readEditable(FieldText fieldText, std::size_t index, const ObjectRef& object, bool takesText);
     void readKnownText(std::size_t index, const ObjectRef& object);
     void readByLength(std::size_t index, const ObjectRef& object);
     void readVisible(std::size_t index, const ObjectRef& object, std::int32_t length);
@@ -30,8 +31,7 @@ private:
 
     CallPipeline& m_calls;
     std::vector<TextNode>& m_nodes;
-    const std::optional<Rect>& m_frame;
-    const Toolkit& m_toolkit;
+    const TextRequest& m_request;
 };
 
 } // namespace nomara::atspi

@@ -15,6 +15,8 @@ constexpr const char* componentInterface = "org.a11y.atspi.Component";
 constexpr const char* textInterface = "org.a11y.atspi.Text";
 constexpr std::uint32_t screenCoordinates = 0;
 constexpr std::uint32_t embedsRelation = 13;
+constexpr std::uint32_t lineUnit = 3;
+constexpr const char* programPath = "/org/a11y/atspi/accessible/root";
 
 /// Programs that have not laid an object out yet send the smallest integer.
 bool isPlace(std::int32_t coordinate) {
@@ -175,6 +177,7 @@ void interfaces(CallPipeline& calls, const ObjectRef& object, const Take<Interfa
                    while (sd_bus_message_read(message, "s", &each) > 0) {
                        const std::string_view interface(each);
                        if (interface == textInterface) found.text = true;
+                       if (interface == "org.a11y.atspi.EditableText") found.editableText = true;
                        if (interface == "org.a11y.atspi.Document") found.document = true;
                    }
                    return found;
@@ -269,6 +272,12 @@ void text(CallPipeline& calls, const ObjectRef& object, std::int32_t start, std:
                [&](sd_bus_message* message) { sd_bus_message_append(message, "ii", start, end); });
 }
 
+void displayedLine(CallPipeline& calls, const ObjectRef& object, const Take<std::string>& take) {
+    constexpr std::int32_t start = 0;
+    calls.call(object, textInterface, "GetStringAtOffset", reading<std::string>(take, readText),
+               [](sd_bus_message* message) { sd_bus_message_append(message, "iu", start, lineUnit); });
+}
+
 void lineAt(CallPipeline& calls, const ObjectRef& object, std::int32_t offset, const Take<LineRange>& take) {
     const auto read = [offset](sd_bus_message* message) -> std::optional<LineRange> {
         const char* line = nullptr;
@@ -281,7 +290,7 @@ void lineAt(CallPipeline& calls, const ObjectRef& object, std::int32_t offset, c
     const auto append = [offset](std::uint32_t unit) {
         return [offset, unit](sd_bus_message* message) { sd_bus_message_append(message, "iu", offset, unit); };
     };
-    constexpr std::uint32_t lineUnit = 3, fromLineStart = 5;
+    constexpr std::uint32_t fromLineStart = 5;
     const auto askOld = [&calls, object, take, read, append] {
         calls.call(object, textInterface, "GetTextAtOffset", reading<LineRange>(take, read), append(fromLineStart));
     };
@@ -321,7 +330,8 @@ void processID(CallPipeline& calls, const std::string& program, const Take<Proce
 }
 
 void toolkit(CallPipeline& calls, const ObjectRef& object, const Take<std::string>& take) {
-    property<std::string>(calls, object, "org.a11y.atspi.Application", "ToolkitName", "s", take, readText);
+    property<std::string>(calls, {object.bus, programPath}, "org.a11y.atspi.Application", "ToolkitName", "s", take,
+                          readText);
 }
 
 } // namespace nomara::atspi::ask

@@ -20,11 +20,14 @@ inline constexpr const char* collectionInterface = "org.a11y.atspi.Collection";
 struct States {
     std::uint64_t bits = 0;
 
-    static constexpr unsigned activeBit = 1, focusedBit = 12, showingBit = 25, managesDescendantsBit = 31;
+    static constexpr unsigned activeBit = 1, editableBit = 7, focusedBit = 12, multiLineBit = 17, showingBit = 25,
+                              managesDescendantsBit = 31;
 
     bool isActive() const { return has(activeBit); }
     bool isFocused() const { return has(focusedBit); }
     bool isShowing() const { return has(showingBit); }
+    bool isEditable() const { return has(editableBit); }
+    bool isMultiLine() const { return has(multiLineBit); }
     /// Its children are drawn by it and made for whoever asks, and there may be any number of them.
     bool managesDescendants() const { return has(managesDescendantsBit); }
 
@@ -35,6 +38,7 @@ private:
 /// Which interfaces an object answers. Asking for another one makes some programs write warnings to their log.
 struct Interfaces {
     bool text = false;
+    bool editableText = false; ///< takes text from others too; labels and the like don't
     bool document = false;
 };
 
@@ -92,6 +96,8 @@ void embedded(CallPipeline& calls, const ObjectRef& object, const Take<ObjectRef
 void characterCount(CallPipeline& calls, const ObjectRef& object, const Take<std::int32_t>& take);
 void text(CallPipeline& calls, const ObjectRef& object, std::int32_t start, std::int32_t end,
           const Take<std::string>& take);
+/// What an object displays in its first line: dots, say, where the text that it holds is hidden.
+void displayedLine(CallPipeline& calls, const ObjectRef& object, const Take<std::string>& take);
 /// The line on the screen that holds an offset.
 void lineAt(CallPipeline& calls, const ObjectRef& object, std::int32_t offset, const Take<LineRange>& take);
 /// The offset of the character under a point of the screen.
@@ -100,7 +106,7 @@ void offsetAtPoint(CallPipeline& calls, const ObjectRef& object, Point point, co
 void documentAttributes(CallPipeline& calls, const ObjectRef& object, const Take<Attributes>& take);
 /// The process behind a program's name on the bus. The bus itself answers.
 void processID(CallPipeline& calls, const std::string& program, const Take<ProcessID>& take);
-/// The library that a program's tree comes from, of the program's root object.
+/// The library that a program's tree comes from; of any object of the program.
 void toolkit(CallPipeline& calls, const ObjectRef& object, const Take<std::string>& take);
 
 } // namespace ask

@@ -1,6 +1,7 @@
 #include "platform/linux/atspi/TextRules.h"
 
 #include "core/text/Graphemes.h"
+#include "core/text/TextNormalizer.h"
 
 #include <algorithm>
 #include <array>
@@ -29,18 +30,6 @@ bool isBlank(std::string_view text) {
 /// Of a browser's own: what names pages that aren't on show.
 bool namesOtherPages(Role role) {
     return role == Role::pageTabList || role == Role::pageTab || role == Role::toolTip;
-}
-
-/// What password fields show, also those of toolkits that don't tell what they are.
-bool isMasked(std::string_view text) {
-    constexpr std::array<std::string_view, 7> masks{"*", "\u2022", "\u25CF", "\u2217", "\u26AB", "\u2B24", "\uFF0A"};
-    constexpr std::int64_t fewest = 3; // fewer may be a bullet or a star that somebody wrote
-    const std::string_view trimmed = Graphemes::trimmed(text);
-    const auto characters = Graphemes::split(trimmed);
-    return static_cast<std::int64_t>(characters.size()) >= fewest &&
-           std::all_of(characters.begin(), characters.end(), [&](std::string_view character) {
-               return std::find(masks.begin(), masks.end(), character) != masks.end();
-           });
 }
 
 /// The walk itself: a stack of what is still to come, the next on top.
@@ -111,7 +100,10 @@ private:
         const Reading reading = readingOf(node.role, m_tree.inlineText, hasStaticChild(index));
         const bool says = inPage || !m_pagesOnly;
         const bool saysText = says && reading.text && node.text && !repeatsField(node) && !hidesSecret(node);
-        const auto segments = saysText ? segmentsOf(*node.text) : std::vector<std::string_view>{};
+        const bool isProven = !node.unproven;
+        if (saysText && !isProven && node.rect && !isBlank(*node.text))
+            m_result.unproven.push_back({*node.text, *node.rect});
+        const auto segments = saysText && isProven ? segmentsOf(*node.text) : std::vector<std::string_view>{};
         const bool silent = std::all_of(segments.begin(), segments.end(), isBlank);
 
         if (says && silent && reading.name && node.name) {
@@ -138,7 +130,8 @@ private:
 
     static bool hidesSecret(const TextNode& node) {
         const Treatment treatment = treatmentOf(node.role);
-        return (treatment == Treatment::field || treatment == Treatment::editableList) && isMasked(*node.text);
+        return (node.unproven || treatment == Treatment::field || treatment == Treatment::editableList) &&
+               isMasked(*node.text);
     }
 
     /// An editable list and the field in it hold the same.
@@ -176,6 +169,20 @@ private:
 bool isPanelAddress(std::string_view address) {
     return (address.starts_with("chrome") && address.find(".top-chrome/") != std::string_view::npos) ||
            address.starts_with("chrome://browser/");
+}
+
+// Which character stands for the hidden ones is up to the program. Some show the last one for a moment; where that is
+// taken into account the others must be such that nobody types.
+bool isMasked(std::string_view text) {
+    constexpr std::array<std::string_view, 10> dots{"\u00B7", "\u2022", "\u2217", "\u25CF", "\u25E6",
+                                                    "\u26AB", "\u2731", "\u273A", "\u2B24", "\uFF0A"};
+    auto characters = Graphemes::split(Graphemes::trimmed(text));
+    if (characters.empty()) return false;
+    const std::string_view first = characters.front();
+    if (std::find(dots.begin(), dots.end(), first) != dots.end() && characters.size() > 1) characters.pop_back();
+    const bool isSymbol = !Graphemes::isWhiteSpace(first) && TextNormalizer::tokens(first).empty();
+    return isSymbol && std::all_of(characters.begin(), characters.end(),
+                                   [&](std::string_view character) { return character == first; });
 }
 
 bool enters(const TextNode& node, const std::optional<Rect>& frame) {

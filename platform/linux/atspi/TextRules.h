@@ -18,6 +18,7 @@ struct TextNode {
     std::optional<Rect> rect;        ///< screen coordinates
     bool failed = false;             ///< its attributes could not be read: left out with all below it
     bool isPanel = false;            ///< a document with which a browser draws its own controls
+    bool unproven = false;           ///< `text` is an editable line's, which may not be what it displays
     bool unread = false;             ///< time ran out before all of it that was wanted had been read
     std::optional<std::string> text; ///< what stands in the object itself, U+FFFC where a child stands
     std::optional<std::string> name;
@@ -56,6 +57,9 @@ bool isPanelAddress(std::string_view address);
 /// Whether a walk takes anything from the node or from below it.
 bool enters(const TextNode& node, const std::optional<Rect>& frame);
 bool descends(Role role, int depth);
+/// Whether this, displayed by an editable line, stands for text that is hidden. Nothing of it is told then, nor how
+/// long it is.
+bool isMasked(std::string_view text);
 /// What has to be asked of a node that a walk enters. Never anything of a password field.
 Reading readingOf(Role role, bool inlineText, bool hasStaticChild);
 

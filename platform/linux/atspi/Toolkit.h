@@ -6,6 +6,15 @@
 
 namespace nomara::atspi {
 
+/// How one tells whether a toolkit shows the text of an editable line, or hides it behind dots. Each but the first has
+/// been seen to hold in programs of that toolkit.
+enum class FieldText {
+    unproven,        ///< only a picture tells
+    hiddenHasRole,   ///< hidden text is a password field's, by its role
+    editableHasRole, ///< the same, but only of fields that take text from others too
+    displayed,       ///< a hidden field may be called an ordinary one; asked what it displays, it gives dots
+};
+
 /// What can be relied upon in the trees of one toolkit. A browser answers some ten thousand questions a second, so what
 /// is known need not be asked. An unknown toolkit is relied upon for nothing.
 struct Toolkit {
@@ -25,6 +34,7 @@ struct Toolkit {
     bool findsAtPoint = false;
     /// Some of its programs show pages that have an address.
     bool mayShowPages = true;
+    FieldText fieldText = FieldText::unproven;
 
     static constexpr Toolkit named(std::string_view name) {
         if (name == "Gecko")
@@ -32,7 +42,8 @@ struct Toolkit {
                     .writesInline = true,
                     .showingIsInView = true,
                     .findsShownChildren = true,
-                    .findsAtPoint = true};
+                    .findsAtPoint = true,
+                    .fieldText = FieldText::hiddenHasRole};
         if (name == "Chromium")
             return {.kind = Kind::chromium,
                     .writesInline = true,
@@ -40,8 +51,13 @@ struct Toolkit {
                     .showingIsInView = true,
                     .everythingHasText = true,
                     .findsShownChildren = true,
-                    .findsAtPoint = true};
-        if (name == "Qt") return {.findsAtPoint = true, .mayShowPages = false};
+                    .findsAtPoint = true,
+                    .fieldText = FieldText::hiddenHasRole};
+        if (name == "gtk") return {.fieldText = FieldText::hiddenHasRole}; // GTK 2 and 3
+        if (name == "GTK") return {.fieldText = FieldText::displayed};     // GTK 4
+        if (name == "Qt") return {.findsAtPoint = true, .mayShowPages = false, .fieldText = FieldText::hiddenHasRole};
+        // Swing's fields take text from others, AWT's don't.
+        if (name == "J2SE-access-bridge") return {.fieldText = FieldText::editableHasRole};
         if (name == "VCL") return {.mayShowPages = false};
         return {};
     }

@@ -18,8 +18,7 @@ constexpr std::int32_t mostVisibleChildren = 600;
 class WalkReader {
 public:
     WalkReader(AtspiBus& bus, const TextRequest& request)
-        : m_request(request), m_calls(bus, request.deadline()),
-          m_texts(m_calls, m_found, request.frame, request.toolkit) {}
+        : m_request(request), m_calls(bus, request.deadline()), m_texts(m_calls, m_found, request) {}
 
     TextTree read() {
         // The root is what was asked for, whatever it says of itself.
