@@ -148,6 +148,8 @@ private:
     void imageTick(const Look& look);
     bool isWithoutImages(const Look& look);
     void captureFrame(const Look& look, const Display& display, DisplayCapturer& capturer, bool isActive);
+    void addProvenLines(std::string& text, const std::vector<UnprovenLine>& lines, const Image& image,
+                        const Display& display);
     void readImage(NewFrame& frame, const Image& image, const std::string& key);
     void holdBack(const Look& look, DisplayID display, DisplayCapturer& capturer, SkipReason::Kind reason);
     Image safeImage(const Look& look, const Display& display, const LatestImage& latest);

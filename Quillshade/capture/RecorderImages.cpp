@@ -131,7 +131,10 @@ void Recorder::captureFrame(const Look& look, const Display& display, DisplayCap
     const bool isPictureEnough = category == AppCategory::ocrPreferred && canReadNow;
     std::string text;
     if (isActive && look.window.element) {
-        if (!isPictureEnough) text = m_inspector.text(*look.window.element, look.window.frame, TextLimits()).text;
+        WindowText told;
+        if (!isPictureEnough) told = m_inspector.text(*look.window.element, look.window.frame, TextLimits());
+        text = std::move(told.text);
+        if (canReadNow) addProvenLines(text, told.unproven, image, display);
         if (!isStillShown(look, page))
             return holdBack(look, display.id, capturer,
                             page.isBrowser ? SkipReason::Kind::unverifiedBrowser : SkipReason::Kind::none);
@@ -168,6 +171,20 @@ void Recorder::captureFrame(const Look& look, const Display& display, DisplayCap
     if (id && canReadNow && frame.ocrState == OCRState::queued) m_services.readSoon(*id, image);
     noteLook(look, display.id, !id ? LookResult::failed : hasPicture ? LookResult::stored : LookResult::storedText);
     state = {look.now, hash, key, {}, {}};
+}
+
+/// Adds of these lines those that the image shows as well.
+void Recorder::addProvenLines(std::string& text, const std::vector<UnprovenLine>& lines, const Image& image,
+                              const Display& display) {
+    const Clock& clock = m_services.clock;
+    for (const UnprovenLine& line : lines) {
+        const auto place = relativeRect(line.place, display.bounds);
+        if (m_readingSecondsLeft <= 0 || !place) continue;
+        const double end = clock.uptime() + m_readingSecondsLeft;
+        if (m_services.ocr.shows(image, *place, line.text, [&clock, end] { return clock.uptime() >= end; }))
+            text += '\n' + line.text;
+        m_readingSecondsLeft = end - clock.uptime();
+    }
 }
 
 /// Adds what the image says; what can't be read in this tick's time stays for later, with the rest once more.

@@ -30,6 +30,9 @@ struct Recorder::FrontPage {
     BrowserPrivacy::Front browser; ///< where it is one
 };
 
+/// Of a place its part within `bounds`, as fractions of these from the top left; none where they don't meet.
+std::optional<RelativeRect> relativeRect(const Rect& place, const Rect& bounds);
+
 /// How much of one window's text is kept.
 constexpr std::int64_t maxCaptureCharacters = 40'000, maxCaptureLines = 2'000;
 

@@ -14,16 +14,17 @@ namespace {
 constexpr double settleSeconds = 1.5; // a window just come up, or a person still typing
 constexpr double rereadSeconds = 5;   // the same window isn't read more often than this
 
-std::optional<RelativeRect> windowRect(const std::optional<Rect>& frame, const Rect& bounds) {
-    if (!frame || bounds.isEmpty()) return std::nullopt;
-    const Rect visible = frame->intersection(bounds);
+} // namespace
+
+std::optional<RelativeRect> relativeRect(const Rect& place, const Rect& bounds) {
+    if (bounds.isEmpty()) return std::nullopt;
+    const Rect visible = place.intersection(bounds);
     if (visible.isEmpty()) return std::nullopt;
     return RelativeRect{(visible.x - bounds.x) / bounds.width, (visible.y - bounds.y) / bounds.height,
                         visible.width / bounds.width, visible.height / bounds.height};
 }
 
-} // namespace
-
+// What only a picture could prove is left out: there is none.
 void Recorder::textOnlyTick(const Look& look) {
     DisplayState& state = m_states[look.display.id];
     const double sinceLast =
@@ -73,7 +74,7 @@ void Recorder::describeFrontWindow(NewFrame& frame, const Look& look, const Fron
     frame.url = page.url;
     frame.project =
         ProjectInference::infer(look.app.bundleID, look.app.name, look.window.title, page.url, config.projectRules);
-    frame.windowRect = windowRect(look.window.frame, look.display.bounds);
+    if (look.window.frame) frame.windowRect = relativeRect(*look.window.frame, look.display.bounds);
 }
 
 Recorder::FrontPage Recorder::frontPage(const Look& look) {

@@ -112,6 +112,34 @@ OCRService::Reading OCRService::recognize(const Image& image, const std::optiona
     }
 }
 
+bool OCRService::shows(const Image& image, const RelativeRect& place, const std::string& text,
+                       std::function<bool()> shouldStop) const {
+    // A field's height alone is far less than what is worth reading otherwise.
+    TextRequest request{.image = image,
+                        .languages = m_languages,
+                        .regionOfInterest = {{place.x, 1 - place.y - place.height, place.width, place.height}},
+                        .urgency = TextRequest::Urgency::now,
+                        .shouldStop = std::move(shouldStop)};
+    // Spaces and punctuation are what reading gets wrong most often.
+    const auto wordsIn = [](std::string_view line) {
+        std::string words;
+        for (const std::string& word : TextNormalizer::tokens(line))
+            words += word;
+        return words;
+    };
+    try {
+        const TextResult result = m_recognizer.recognize(request);
+        std::string shown;
+        for (const std::string& line : lines(result.observations))
+            shown += line + ' ';
+        const std::string words = wordsIn(text);
+        return result.isComplete && !words.empty() && words == wordsIn(shown);
+    } catch (const std::exception& error) {
+        Log::error(LogCategory::ocr, std::string("OCR failed: ") + error.what());
+        return false;
+    }
+}
+
 std::vector<std::string> OCRService::lines(const std::vector<TextObservation>& observations) {
     return ReadingOrder::lines(observations);
 }

@@ -27,6 +27,10 @@ public:
     Reading recognize(const Image& image, const std::optional<RelativeRect>& focus,
                       TextRequest::Urgency urgency = TextRequest::Urgency::now,
                       std::function<bool()> shouldStop = {}) const;
+    /// Waits. Whether the image shows this text at that place and nothing else there, compared as search compares.
+    /// False where it can't be read for certain.
+    bool shows(const Image& image, const RelativeRect& place, const std::string& text,
+               std::function<bool()> shouldStop) const;
     /// The texts in reading order, without those too uncertain to be text.
     static std::vector<std::string> lines(const std::vector<TextObservation>& observations);
     /// The same as lines of a frame's text: cleaned, each once.
