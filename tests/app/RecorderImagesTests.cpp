@@ -217,6 +217,54 @@ TEST(RecorderImages, ReadsAtOnceWhatItMay) {
     }
 }
 
+TEST(RecorderImages, ALineThatMayBeHiddenIsKeptOnlyWhereThePictureShowsIt) {
+    // Of a display of 1920 x 1080 points; the picture counts from the bottom.
+    const Rect place{192, 108, 384, 54};
+    const RelativeRect there{0.1, 0.85, 0.2, 0.05}, elsewhere{0.1, 0.5, 0.2, 0.05};
+    const struct {
+        const char* name;
+        const char* holds;
+        std::vector<TextObservation> shown;
+        bool noData, textOnly, isKept;
+    } rows[] = {
+        {"shown", "Blue Heron 7", {FakeTextRecognizer::piece("blue heron 7", there)}, false, false, true},
+        {"read in pieces",
+         "blue.heron",
+         {FakeTextRecognizer::piece("blue", {0.1, 0.85, 0.05, 0.05}),
+          FakeTextRecognizer::piece("heron", {0.16, 0.85, 0.05, 0.05})},
+         false,
+         false,
+         true},
+        {"dots", "blue heron", {FakeTextRecognizer::piece("\u2022\u2022\u2022\u2022", there)}, false, false, false},
+        {"nothing", "blue heron", {}, false, false, false},
+        {"a part", "blue heron", {FakeTextRecognizer::piece("blue", there)}, false, false, false},
+        {"elsewhere", "blue heron", {FakeTextRecognizer::piece("blue heron", elsewhere)}, false, false, false},
+        {"dots for signs", "?!", {FakeTextRecognizer::piece("\u2022\u2022", there)}, false, false, false},
+        {"no data", "blue heron", {FakeTextRecognizer::piece("blue heron", there)}, true, false, false},
+        {"no picture", "blue heron", {FakeTextRecognizer::piece("blue heron", there)}, false, true, false},
+    };
+    for (const auto& row : rows) {
+        ImageHarness h;
+        h.config.textOnly = row.textOnly;
+        h.recognizer.setText(row.shown);
+        if (row.noData) h.recognizer.setUnavailable("Install the data.");
+        FakeAccessibility::Window window{"Title", Rect{0, 0, 800, 600}, words(300), std::nullopt};
+        window.unproven = {{row.holds, place}};
+        h.recordImages(h.config);
+        h.accessibility.setWindows(10, {window});
+        h.applications.activate(editor);
+        h.settle();
+        if (!row.textOnly) {
+            ASSERT_TRUE(h.awaitStreams({1}));
+            h.tick(1);
+            h.deliver(picture(1), 1);
+        }
+        h.tick(3);
+        ASSERT_EQ(h.storedTexts().size(), 1U) << row.name;
+        EXPECT_EQ(h.storedTexts()[0], words(300) + (row.isKept ? std::string("\n") + row.holds : "")) << row.name;
+    }
+}
+
 TEST(RecorderImages, ReadingEndsInTimeAndTheRestWaits) {
     ImageHarness h;
     h.config.allDisplays = true;
