@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/imaging/Image.h"
+#include "core/imaging/ImageLayer.h"
 #include "platform/WindowServer.h"
 
 #include <cstdint>
@@ -15,7 +16,8 @@ namespace nomara {
 /// What must never be seen in an image.
 struct DisplayStreamFilter {
     std::vector<std::string> excludedApplications; ///< bundle ids; menus and tips of a program go with it
-    std::vector<std::uint32_t> excludedWindows;    ///< by the window server's numbers
+    /// By the window server's numbers, of a program's window or of the frame around it.
+    std::vector<std::uint32_t> excludedWindows;
     friend bool operator==(const DisplayStreamFilter&, const DisplayStreamFilter&) = default;
 };
 
@@ -31,6 +33,9 @@ struct DisplaySample {
     Image image; ///< opaque; of the size that `streamImageSize` tells, another one after the display changed its size
     /// What has changed since the sample before, in the image's pixels; they may overlap. Absent: not known.
     std::optional<std::vector<Rect>> dirty;
+    /// The windows that the image is put together from, the lowest first; where none of them is visible it is black.
+    /// Absent: it shows what the screen showed.
+    std::optional<std::vector<ImageLayer>> layers;
 };
 
 /// Why a stream ended or couldn't start.

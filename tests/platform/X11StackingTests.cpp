@@ -159,38 +159,73 @@ TEST(X11Stacking, TellsWhenWhatShowsOfExcludedWindowsChanged) {
     EXPECT_FALSE(stacking.hasExcluded());
 }
 
-TEST(X11Stacking, UnderACompositorHidesAllOfTheirPlacesAndWhatNewWindowsBeganWith) {
+TEST(X11Stacking, UnderACompositorKnowsWhatWindowsHaveNotPaintedOfTheirMemory) {
+    const X11Box wide{-500, -500, 1'500, 1'500}, half{0, 0, 10, 20};
     X11Stacking stacking;
-    const X11Box wide{-500, -500, 1'500, 1'500};
-    const X11Box around = place.grown(64);
-    stacking.reset({shown(ground, wide), shown(secret, place, true), shown(cover, {0, 0, 100, 100})}, 0);
-    stacking.painted(cover, {0, 0, 100, 100});
-    EXPECT_TRUE(stacking.hidden(1).isEmpty()) << "covered";
+    stacking.reset({shown(ground, wide), shown(cover, far), shown(secret, place, true)}, 0);
+    const auto unpainted = [&](std::uint32_t id) {
+        const auto found = stacking.unpainted().find(id);
+        const auto* const window = stacking.find(id);
+        return found == stacking.unpainted().end() || !window
+                   ? X11Region()
+                   : found->second.moved(window->bounds.left, window->bounds.top);
+    };
+    // Each begins with what the screen showed: others' pixels where those lay above.
     stacking.setComposited(true, 2);
-    EXPECT_EQ(stacking.changedAt(), 2);
-    EXPECT_TRUE(coverTheSame(stacking.hidden(3), X11Region(around))) << "it may shine through";
+    EXPECT_TRUE(coverTheSame(unpainted(ground), regionOf({place, far})));
+    EXPECT_TRUE(unpainted(cover).isEmpty());
+    stacking.painted(ground, {0, 0, 100, 30});
+    EXPECT_TRUE(coverTheSame(unpainted(ground), X11Region(far)));
+    stacking.painted(cover, wide);
+    EXPECT_FALSE(unpainted(ground).isEmpty()) << "what another window painted";
+    stacking.assumePainted(ground, X11Region(wide));
+    EXPECT_TRUE(unpainted(ground).isEmpty());
 
-    // The windows' new memory begins with what the screen showed, and their programs have to paint it.
-    stacking.remove(secret, 4);
-    EXPECT_TRUE(coverTheSame(stacking.hidden(5), X11Region(around))) << "it fades away";
-    stacking.painted(cover, {0, 0, 100, 100});
-    EXPECT_TRUE(stacking.hidden(20).contains(20, 20)) << "not painted yet, though what lies above is";
-    stacking.painted(ground, wide);
-    EXPECT_TRUE(stacking.hidden(20).isEmpty());
-
-    // One that comes while it is seen carries along what it began with, wherever it goes.
-    stacking.add(shown(secret, place, true), 30);
-    X11TopWindow late = shown(9, {0, 0, 20, 20});
-    late.isShown = false;
-    stacking.add(late, 31);
-    stacking.setShown(9, true, 31);
-    stacking.configure(9, {400, 400, 420, 420}, cover, 32);
-    stacking.remove(secret, 33);
-    EXPECT_TRUE(stacking.hidden(50).contains(405, 405));
-    EXPECT_FALSE(stacking.hidden(50).contains(10, 10));
+    const struct {
+        const char* what;
+        std::function<void(X11Stacking&)> step;
+        X11Region unpainted;
+    } rows[] = {
+        {"not shown yet",
+         [&](X11Stacking& s) {
+             X11TopWindow late = shown(9, {0, 0, 20, 20});
+             late.isShown = false;
+             s.add(late, 31);
+         },
+         {}},
+        {"shown", [](X11Stacking& s) { s.setShown(9, true, 31); }, X11Region({0, 0, 20, 20})},
+        {"painted in part", [&](X11Stacking& s) { s.painted(9, half); }, X11Region({10, 0, 20, 20})},
+        {"moved, it takes it along",
+         [](X11Stacking& s) {
+             s.configure(9, {400, 400, 420, 420}, cover, 32);
+         },
+         X11Region({410, 400, 420, 420})},
+        {"resized",
+         [](X11Stacking& s) {
+             s.configure(9, {400, 400, 430, 430}, cover, 33);
+         },
+         X11Region({400, 400, 430, 430})},
+        {"painted",
+         [](X11Stacking& s) {
+             s.painted(9, {400, 400, 430, 430});
+         },
+         {}},
+        {"put away and shown again",
+         [](X11Stacking& s) {
+             s.setShown(9, false, 34);
+             s.setShown(9, true, 35);
+         },
+         X11Region({400, 400, 430, 430})},
+        {"another filter changes nothing of it", [](X11Stacking& s) { s.forget(); }, X11Region({400, 400, 430, 430})},
+    };
+    for (const auto& [what, step, expected] : rows) {
+        step(stacking);
+        EXPECT_TRUE(coverTheSame(unpainted(9), expected)) << what;
+    }
+    // Without a compositor the screen has it.
     stacking.setComposited(false, 60);
-    EXPECT_TRUE(stacking.hidden(61).contains(405, 405)) << "and keeps it without a compositor";
-    stacking.painted(9, {400, 400, 420, 420});
+    EXPECT_TRUE(stacking.hidden(61).contains(405, 405));
+    stacking.painted(9, {400, 400, 430, 430});
     EXPECT_TRUE(stacking.hidden(62).isEmpty());
 }
 

@@ -46,6 +46,7 @@ constexpr std::array<std::string_view, static_cast<std::size_t>(X11Atom::count)>
     "_NET_WM_WINDOW_TYPE_DND",
     "_NET_WM_WINDOW_TYPE_SPLASH",
     "_GTK_FRAME_EXTENTS",
+    "_NET_SUPPORTING_WM_CHECK",
     "UTF8_STRING",
 };
 

@@ -50,6 +50,7 @@ enum class X11Atom : std::uint8_t {
     typeDragAndDrop,
     typeSplash,
     gtkFrameExtents,
+    supportingCheck,
     utf8String,
     count,
 };

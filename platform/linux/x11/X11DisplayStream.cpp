@@ -1,6 +1,7 @@
 #include "platform/linux/x11/X11DisplayStream.h"
 
 #include "platform/PlatformError.h"
+#include "platform/linux/x11/X11ComposedImage.h"
 #include "platform/linux/x11/X11Displays.h"
 #include "platform/linux/x11/X11ScreenChanges.h"
 #include "platform/linux/x11/X11ScreenImage.h"
@@ -43,11 +44,12 @@ X11Box boxOf(const Rect& rect) {
 /// The work of one stream; everything but those that say otherwise is on its thread.
 class Worker {
 public:
-    Worker(IdentityResolver resolver, std::string display, DisplayStreamConfiguration configuration,
-           DisplayStreamCallbacks callbacks)
-        : m_resolver(std::move(resolver)), m_server(std::move(display)), m_display(configuration.display),
-          m_callbacks(std::move(callbacks)), m_wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
-          m_filter(std::move(configuration.filter)), m_interval(configuration.intervalSeconds) {}
+    Worker(IdentityResolver resolver, std::string display, X11ImageSource source,
+           DisplayStreamConfiguration configuration, DisplayStreamCallbacks callbacks)
+        : m_resolver(std::move(resolver)), m_server(std::move(display)), m_source(source),
+          m_display(configuration.display), m_callbacks(std::move(callbacks)),
+          m_wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), m_filter(std::move(configuration.filter)),
+          m_interval(configuration.intervalSeconds) {}
     ~Worker() {
         if (m_wake >= 0) close(m_wake);
     }
@@ -67,14 +69,19 @@ private:
     void wake() const;
     void takeSettings(X11ScreenChanges& changes);
     bool findDisplay();
-    void look(X11ScreenChanges& changes, X11ScreenImage& screen);
-    bool tryLook(X11ScreenChanges& changes, X11ScreenImage& screen);
+    void look(X11ScreenChanges& changes, X11ScreenImage& screen, X11ComposedImage& composed);
+    enum class Attempt : std::uint8_t { done, again, impossible };
+    Attempt tryCompose(X11ScreenChanges& changes, X11ComposedImage& composed);
+    Attempt tryLook(X11ScreenChanges& changes, X11ScreenImage& screen);
+    void setComposing(X11ScreenChanges& changes, bool isComposing);
+    void noteUnchanged();
     X11Region changedPart(const X11Region& hidden) const;
-    DisplaySample sample(Image image, const X11Region& changed) const;
+    std::vector<Rect> inImage(const X11Region& region) const;
     bool isSettingsCurrent();
 
     const IdentityResolver m_resolver;
     const std::string m_server;
+    const X11ImageSource m_source;
     const DisplayID m_display;
     const DisplayStreamCallbacks m_callbacks;
     const int m_wake; // an event counter that ends the thread's waiting
@@ -95,6 +102,8 @@ private:
     bool m_isPending = true; // something may have changed since the last image
     X11Region m_dirty;       // what has been painted since then
     X11Region m_lastHidden;  // what was painted over in it
+    X11Region m_unread;      // what windows have painted since their pixels were read
+    bool m_isComposing = false;
     double m_lastAt = -longestWaitSeconds, m_dueAt = 0;
 };
 
@@ -110,6 +119,7 @@ void Worker::run() {
             m_socket = xcb_get_file_descriptor(m_connection->get());
         }
         X11ScreenImage screen(*m_connection);
+        X11ComposedImage composed(*m_connection);
         X11ScreenChanges changes(*m_connection, m_resolver);
         if (findDisplay()) {
             hasStarted = true;
@@ -125,9 +135,10 @@ void Worker::run() {
                     error = {Kind::displayGone, "The display is no longer there."};
                     break;
                 }
-                m_isPending = m_isPending || changes.hasDamage();
+                const auto revealAt = changes.nextRevealAt();
+                m_isPending = m_isPending || changes.hasDamage() || (revealAt && *revealAt <= uptime());
                 if (m_isPending && uptime() >= m_dueAt)
-                    look(changes, screen);
+                    look(changes, screen, composed);
                 else if (!hadEvents) // else more may have come in with answers, where poll() doesn't see them
                     wait(changes);
             }
@@ -187,7 +198,9 @@ void Worker::wake() const {
 }
 
 void Worker::wait(X11ScreenChanges& changes) {
-    const double seconds = m_isPending ? std::clamp(m_dueAt - uptime(), 0.0, longestWaitSeconds) : longestWaitSeconds;
+    double until = m_isPending ? m_dueAt : uptime() + longestWaitSeconds;
+    if (const auto revealAt = changes.nextRevealAt(); revealAt && !m_isPending) until = std::min(until, *revealAt);
+    const double seconds = std::clamp(until - uptime(), 0.0, longestWaitSeconds);
     int milliseconds = int(std::ceil(seconds * 1'000));
     pollfd waiting[] = {{m_wake, POLLIN, 0}, {xcb_get_file_descriptor(m_connection->get()), POLLIN, 0}};
     xcb_flush(m_connection->get());
@@ -236,59 +249,129 @@ bool Worker::findDisplay() {
     return true;
 }
 
-void Worker::look(X11ScreenChanges& changes, X11ScreenImage& screen) {
-    for (int i = 0; i < maxTries; ++i)
-        if (m_ending || tryLook(changes, screen)) return;
+void Worker::look(X11ScreenChanges& changes, X11ScreenImage& screen, X11ComposedImage& composed) {
+    for (int i = 0; i < maxTries && !m_ending; ++i) {
+        changes.drain(uptime());
+        if (!m_connection->isAlive()) return; // the thread's loop will find out
+        Attempt attempt = Attempt::impossible;
+        if (m_source == X11ImageSource::windows && changes.hasCompositor() && composed.isAvailable())
+            attempt = tryCompose(changes, composed);
+        if (attempt == Attempt::impossible) {
+            composed.clear();
+            setComposing(changes, false);
+            attempt = tryLook(changes, screen);
+        }
+        if (attempt == Attempt::done) return;
+    }
     m_dueAt = uptime() + pauseSeconds;
 }
 
-// False where it is worth another try at once. Whatever moves between reading the windows and the end, or isn't known
-// for certain, costs the image.
-bool Worker::tryLook(X11ScreenChanges& changes, X11ScreenImage& screen) {
-    changes.drain(uptime());
-    if (!m_connection->isAlive()) return true; // the thread's loop will find out
+void Worker::setComposing(X11ScreenChanges& changes, bool isComposing) {
+    changes.setComposing(isComposing, uptime());
+    if (m_isComposing == isComposing) return;
+    m_isComposing = isComposing;
+    m_dirty = X11Region(m_area);
+    m_lastHidden = {};
+    m_unread = {};
+}
+
+// Puts the image together from the pixels of windows that may be seen. The list of them, their pixels and what is told
+// with the image belong together: whatever moves meanwhile costs another try.
+Worker::Attempt Worker::tryCompose(X11ScreenChanges& changes, X11ComposedImage& composed) {
     const auto moves = changes.moves();
-    if (!changes.refresh(uptime())) return false;
+    const auto windows = changes.refreshComposable(uptime());
+    if (!windows) return Attempt::again;
+    composed.setArea(m_area);
+    const auto layers = composeLayers(*windows, changes.unpainted(), m_area);
+    m_unread.add(changes.takePainted(layers, uptime()));
+    if (changes.moves() != moves || !isSettingsCurrent()) return Attempt::again;
+    X11Region changed = changedBetween(composed.layers(), layers);
+    changed.add(m_unread);
+    const unsigned renewals = m_renewalsAsked;
+    const double takenAt = uptime();
+    if (composed.update(layers, m_unread) == X11ComposedImage::Result::notRedirected) {
+        changes.synchronise();
+        changes.drain(uptime());
+        return changes.moves() != moves ? Attempt::again : Attempt::impossible;
+    }
+    setComposing(changes, true);
+    m_unread = {};
+    m_dirty.add(changed);
+    if (m_dirty.isEmpty() && renewals == m_renewalsDone) {
+        noteUnchanged();
+        return Attempt::done;
+    }
+    if (m_callbacks.imageTaken) m_callbacks.imageTaken(uptime() - takenAt);
+    changes.synchronise();
+    changes.drain(uptime());
+    if (!m_connection->isAlive() || m_ending) return Attempt::done;
+    if (changes.moves() != moves || !isSettingsCurrent()) return Attempt::again;
+    Image image = composed.image(m_size);
+    if (!image) return Attempt::again;
+    DisplaySample sample{std::move(image), inImage(m_dirty), std::vector<ImageLayer>()};
+    for (const X11Layer& layer : layers) {
+        ImageLayer& part = sample.layers->emplace_back();
+        part.windows.push_back(layer.id);
+        part.windows.insert(part.windows.end(), layer.clients.begin(), layer.clients.end());
+        part.pid = layer.pid;
+        part.visible = inImage(layer.visible);
+    }
+    m_dirty = {};
+    m_isPending = false;
+    m_renewalsDone = renewals;
+    m_lastAt = m_dueAt = takenAt;
+    m_callbacks.sample(std::move(sample));
+    return Attempt::done;
+}
+
+void Worker::noteUnchanged() {
+    m_dirty = {};
+    m_isPending = false;
+    m_lastAt = uptime();
+    m_dueAt = m_lastAt; // the settings add the interval
+}
+
+// Whatever moves between reading the windows and the end, or isn't known for certain, costs the image.
+Worker::Attempt Worker::tryLook(X11ScreenChanges& changes, X11ScreenImage& screen) {
+    const auto moves = changes.moves();
+    if (!changes.refresh(uptime())) return Attempt::again;
     const double quiet = changes.quietUntil(uptime());
     if (quiet > uptime()) {
         m_dueAt = quiet;
-        return true;
+        return Attempt::done;
     }
     m_dirty.add(X11Region(changes.takeDamage()).intersection(m_area));
     changes.drain(uptime());
-    if (changes.moves() != moves || !isSettingsCurrent()) return false;
+    if (changes.moves() != moves || !isSettingsCurrent()) return Attempt::again;
     const X11Region hidden = changes.hidden(uptime()).intersection(m_area);
     const X11Region changed = changedPart(hidden);
     const unsigned renewals = m_renewalsAsked;
     if (changed.isEmpty() && renewals == m_renewalsDone) {
         // Only what is hidden has been painted, or the other displays.
-        m_dirty = {};
-        m_isPending = false;
-        m_lastAt = uptime();
-        m_dueAt = m_lastAt; // the settings add the interval
-        return true;
+        noteUnchanged();
+        return Attempt::done;
     }
 
     const double takenAt = uptime();
     if (!screen.take(m_area)) {
         changes.expectScreenChange(); // the display doesn't lie there any more
         m_dueAt = uptime() + pauseSeconds;
-        return true;
+        return Attempt::done;
     }
     if (m_callbacks.imageTaken) m_callbacks.imageTaken(uptime() - takenAt);
     changes.synchronise();
     changes.drain(uptime());
-    if (!m_connection->isAlive() || m_ending) return true;
-    if (changes.moves() != moves || !isSettingsCurrent()) return false;
+    if (!m_connection->isAlive() || m_ending) return Attempt::done;
+    if (changes.moves() != moves || !isSettingsCurrent()) return Attempt::again;
     Image image = screen.image(hidden, m_size);
-    if (!image) return false;
+    if (!image) return Attempt::again;
     m_dirty = {};
     m_lastHidden = hidden;
     m_isPending = false;
     m_renewalsDone = renewals;
     m_lastAt = m_dueAt = takenAt;
-    m_callbacks.sample(sample(std::move(image), changed));
-    return true;
+    m_callbacks.sample({std::move(image), inImage(changed), std::nullopt});
+    return Attempt::done;
 }
 
 // What is painted where both images are black hasn't changed; what comes to light or is hidden has.
@@ -303,31 +386,35 @@ X11Region Worker::changedPart(const X11Region& hidden) const {
     return changed;
 }
 
-DisplaySample Worker::sample(Image image, const X11Region& changed) const {
+// Where the display is wider than its images, a pixel may hold something of those around it.
+std::vector<Rect> Worker::inImage(const X11Region& region) const {
     const double width = m_area.right - m_area.left, height = m_area.bottom - m_area.top;
     const bool isCropped = width - m_size.width <= 1 && height - m_size.height <= 1;
     const double x = isCropped ? 1 : m_size.width / width, y = isCropped ? 1 : m_size.height / height;
     const Rect whole{0, 0, double(m_size.width), double(m_size.height)};
-    std::vector<Rect> dirty;
-    const X11Region moved = changed.moved(-m_area.left, -m_area.top);
+    const double margin = isCropped ? 0 : 1;
+    std::vector<Rect> parts;
+    const X11Region moved = region.intersection(m_area).moved(-m_area.left, -m_area.top);
     for (const X11Box& box : moved.boxes()) {
-        const Rect part =
-            Rect{box.left * x, box.top * y, (box.right - box.left) * x, (box.bottom - box.top) * y}.intersection(whole);
-        if (!part.isEmpty()) dirty.push_back(part);
+        const Rect part = Rect{box.left * x - margin, box.top * y - margin, (box.right - box.left) * x + 2 * margin,
+                               (box.bottom - box.top) * y + 2 * margin}
+                              .intersection(whole);
+        if (!part.isEmpty()) parts.push_back(part);
     }
-    return {std::move(image), std::move(dirty)};
+    return parts;
 }
 
 class X11DisplayStream final : public DisplayStream {
 public:
-    X11DisplayStream(IdentityResolver resolver, std::string display)
-        : m_resolver(std::move(resolver)), m_server(std::move(display)) {}
+    X11DisplayStream(IdentityResolver resolver, std::string display, X11ImageSource source)
+        : m_resolver(std::move(resolver)), m_server(std::move(display)), m_source(source) {}
     ~X11DisplayStream() override { stop(); }
     X11DisplayStream(const X11DisplayStream&) = delete;
     X11DisplayStream& operator=(const X11DisplayStream&) = delete;
 
     void start(DisplayStreamConfiguration configuration, DisplayStreamCallbacks callbacks) override {
-        m_worker = std::make_unique<Worker>(m_resolver, m_server, std::move(configuration), std::move(callbacks));
+        m_worker =
+            std::make_unique<Worker>(m_resolver, m_server, m_source, std::move(configuration), std::move(callbacks));
         m_thread = std::thread([this] { m_worker->run(); });
     }
     void setFilter(DisplayStreamFilter filter) override {
@@ -349,17 +436,18 @@ public:
 private:
     const IdentityResolver m_resolver;
     const std::string m_server;
+    const X11ImageSource m_source;
     std::unique_ptr<Worker> m_worker;
     std::thread m_thread;
 };
 
 } // namespace
 
-X11DisplayStreams::X11DisplayStreams(IdentityResolver resolver, std::string display)
-    : m_resolver(std::move(resolver)), m_display(std::move(display)) {}
+X11DisplayStreams::X11DisplayStreams(IdentityResolver resolver, std::string display, X11ImageSource source)
+    : m_resolver(std::move(resolver)), m_display(std::move(display)), m_source(source) {}
 
 std::unique_ptr<DisplayStream> X11DisplayStreams::make() {
-    return std::make_unique<X11DisplayStream>(m_resolver, m_display);
+    return std::make_unique<X11DisplayStream>(m_resolver, m_display, m_source);
 }
 
 } // namespace nomara

@@ -1,5 +1,6 @@
 #include "platform/linux/x11/X11Region.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace nomara {
@@ -9,15 +10,22 @@ namespace {
 // A screen full of windows needs a few dozen. More boxes than this cost more than too large a region does.
 constexpr std::size_t maxBoxes = 512;
 
+X11Box around(const std::vector<X11Box>& boxes) {
+    X11Box whole = boxes.front();
+    for (const X11Box& each : boxes)
+        whole = {std::min(whole.left, each.left), std::min(whole.top, each.top), std::max(whole.right, each.right),
+                 std::max(whole.bottom, each.bottom)};
+    return whole;
+}
+
 } // namespace
 
 void X11Region::add(const X11Box& box) {
     if (box.isEmpty()) return;
     X11Box whole = box;
     if (m_boxes.size() >= maxBoxes) {
-        for (const X11Box& each : m_boxes)
-            whole = {std::min(whole.left, each.left), std::min(whole.top, each.top), std::max(whole.right, each.right),
-                     std::max(whole.bottom, each.bottom)};
+        m_boxes.push_back(box);
+        whole = around(m_boxes);
         m_boxes.clear();
     } else {
         subtract(box);
@@ -65,10 +73,17 @@ X11Region X11Region::intersection(const X11Box& box) const {
 }
 
 X11Region X11Region::intersection(const X11Region& other) const {
+    // Parts of boxes that don't overlap don't either, so nothing has to be made larger here.
     X11Region result;
-    for (const X11Box& box : other.m_boxes)
-        result.add(intersection(box));
+    for (const X11Box& box : other.m_boxes) {
+        const X11Region part = intersection(box);
+        result.m_boxes.insert(result.m_boxes.end(), part.m_boxes.begin(), part.m_boxes.end());
+    }
     return result;
+}
+
+void X11Region::limit() {
+    if (m_boxes.size() > maxBoxes) m_boxes = {around(m_boxes)};
 }
 
 X11Region X11Region::moved(int x, int y) const {

@@ -15,11 +15,11 @@ struct X11Box {
         return {std::max(left, other.left), std::max(top, other.top), std::min(right, other.right),
                 std::min(bottom, other.bottom)};
     }
-    X11Box grown(int by) const { return {left - by, top - by, right + by, bottom + by}; }
     X11Box moved(int x, int y) const { return {left + x, top + y, right + x, bottom + y}; }
 };
 
-/// A set of pixels, as boxes that don't overlap. One that would need very many boxes becomes larger than it should be.
+/// A set of pixels, as boxes that don't overlap. One that grows to very many boxes becomes larger than it should be;
+/// what is taken away from one, or common to two, is exact.
 class X11Region {
 public:
     X11Region() = default;
@@ -31,6 +31,8 @@ public:
     void subtract(const X11Region& other);
     X11Region intersection(const X11Box& box) const;
     X11Region intersection(const X11Region& other) const;
+    /// Makes one of very many boxes larger than it should be.
+    void limit();
     X11Region moved(int x, int y) const;
 
     bool isEmpty() const { return m_boxes.empty(); }

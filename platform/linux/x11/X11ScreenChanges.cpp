@@ -3,9 +3,7 @@
 #include "platform/PlatformError.h"
 
 #include <algorithm>
-#include <array>
 #include <string>
-#include <string_view>
 #include <utility>
 
 #include <xcb/damage.h>
@@ -22,9 +20,12 @@ constexpr double settleSeconds = 0.2;
 constexpr double animationSeconds = 1;
 // The same where an excluded window or a desktop is what comes or goes.
 constexpr double compositorSeconds = 2;
-// They draw each window at its place and nowhere else. Those that are window managers as well have overviews, small
-// pictures of windows where one switches between them, or a magnifier, and tell nobody when these are open.
-constexpr std::array<std::string_view, 3> plainCompositors = {"picom", "compton", "xcompmgr"};
+// A window that may have painted before one followed it has done so by then, unless its program hangs; and what was
+// excluded is in no window's new memory any more that begins after that.
+constexpr double unseenSeconds = 1;
+constexpr double excludedSeconds = 10;
+// Window managers have painted a new window's decorations by then.
+constexpr double strokesSeconds = 3;
 
 // Events are told apart by their first byte, as X11 has it.
 template <typename Event>
@@ -34,6 +35,14 @@ const Event& as(const xcb_generic_event_t& event) {
 
 X11Box boxOf(int x, int y, int width, int height, int border = 0) {
     return {x, y, x + width + 2 * border, y + height + 2 * border};
+}
+
+X11Region regionOf(const xcb_xfixes_fetch_region_reply_t& reply, int left, int top) {
+    X11Region region;
+    const xcb_rectangle_t* const rectangles = xcb_xfixes_fetch_region_rectangles(&reply);
+    for (int i = 0; i < xcb_xfixes_fetch_region_rectangles_length(&reply); ++i)
+        region.add(boxOf(left + rectangles[i].x, top + rectangles[i].y, rectangles[i].width, rectangles[i].height));
+    return region;
 }
 
 xcb_atom_t compositorSelection(const X11Connection& connection) {
@@ -92,8 +101,8 @@ X11ScreenChanges::X11ScreenChanges(const X11Connection& connection, const Identi
 }
 
 void X11ScreenChanges::setFilter(DisplayStreamFilter filter, double now) {
+    if (isAnyExcluded(now)) m_excludedAt = now;
     m_excluded.setFilter(std::move(filter));
-    m_stacking.reset({}, now);
     m_stacking.forget();
     m_compositedUntil = 0;
 }
@@ -120,18 +129,88 @@ bool X11ScreenChanges::refresh(double now) {
     return true;
 }
 
+std::optional<std::vector<X11ComposableWindow>> X11ScreenChanges::refreshComposable(double now) {
+    const auto moves = m_moves;
+    auto windows = m_excluded.readComposable(m_compositor);
+    drain(now);
+    if (!windows || m_moves != moves || !followProperties(*windows)) return std::nullopt;
+    std::vector<X11TopWindow> tops;
+    for (const X11ComposableWindow& window : *windows)
+        tops.push_back(window.top);
+    if (tops != m_stacking.windows()) m_stacking.reset(std::move(tops), now);
+    if (m_stacking.hasExcluded()) m_excludedAt = now;
+    for (const X11ComposableWindow& window : *windows)
+        if (window.top.isShown)
+            m_programAreas[window.top.id] = window.painted.moved(-window.top.bounds.left, -window.top.bounds.top);
+    // What window managers draw around programs' windows isn't always drawn into the windows' own memory.
+    if (!std::exchange(m_isListed, true))
+        for (const X11ComposableWindow& window : *windows) {
+            if (!window.top.isShown) continue;
+            X11Region rest(window.top.bounds);
+            rest.subtract(window.painted);
+            m_stacking.addUnpainted(window.top.id, rest);
+        }
+    assumePainted(*windows, now);
+    followPainting(now);
+    return windows;
+}
+
 X11Region X11ScreenChanges::takeDamage() {
     xcb_connection_t* const server = m_connection.get();
     m_hasDamage = false;
     xcb_damage_subtract(server, m_damage, XCB_NONE, m_region);
     const X11Reply<xcb_xfixes_fetch_region_reply_t> reply(
         xcb_xfixes_fetch_region_reply(server, xcb_xfixes_fetch_region(server, m_region), nullptr));
-    X11Region region;
-    if (!reply) return region;
-    const xcb_rectangle_t* const rectangles = xcb_xfixes_fetch_region_rectangles(reply.get());
-    for (int i = 0; i < xcb_xfixes_fetch_region_rectangles_length(reply.get()); ++i)
-        region.add(boxOf(rectangles[i].x, rectangles[i].y, rectangles[i].width, rectangles[i].height));
-    return region;
+    return reply ? regionOf(*reply, 0, 0) : X11Region();
+}
+
+// First taken, then read: what is painted between the two is told once more.
+X11Region X11ScreenChanges::takePainted(const std::vector<X11Layer>& layers, double now) {
+    xcb_connection_t* const server = m_connection.get();
+    struct Asked {
+        const X11Layer* layer = nullptr;
+        xcb_xfixes_fetch_region_cookie_t cookie{};
+    };
+    std::vector<Asked> asked;
+    std::set<xcb_window_t> layered;
+    for (const X11Layer& layer : layers) {
+        layered.insert(layer.id);
+        auto known = m_changes.find(layer.id);
+        if (known == m_changes.end()) {
+            const std::uint32_t damage = xcb_generate_id(server);
+            const auto request = xcb_damage_create(server, damage, layer.id, XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
+            known = m_changes.emplace(layer.id, Strokes{layer.id, damage, request.sequence}).first;
+        }
+        if (!m_layered.contains(layer.id)) {
+            xcb_damage_subtract(server, known->second.damage, XCB_NONE, XCB_NONE); // all of it is read anyway
+            m_begunSince.erase(layer.id);
+        } else if (m_changed.contains(layer.id)) {
+            xcb_damage_subtract(server, known->second.damage, XCB_NONE, m_region);
+            asked.push_back({&layer, xcb_xfixes_fetch_region(server, m_region)});
+        }
+    }
+    m_changed.clear();
+    m_layered = std::move(layered);
+    X11Region painted;
+    std::vector<std::pair<xcb_window_t, X11Region>> known;
+    for (const Asked& each : asked) {
+        const X11Layer& layer = *each.layer;
+        const X11Reply<xcb_xfixes_fetch_region_reply_t> reply(
+            xcb_xfixes_fetch_region_reply(server, each.cookie, nullptr));
+        const X11Region region =
+            reply ? regionOf(*reply, layer.bounds.left + layer.border, layer.bounds.top + layer.border) : layer.visible;
+        painted.add(region.intersection(layer.visible));
+        if (!m_begunSince.contains(layer.id) && reply) known.emplace_back(layer.id, region);
+    }
+    // Notices that came before the answers are taken in first: what was copied by a move doesn't count.
+    const auto moves = m_moves;
+    for (const Asked& each : asked)
+        m_begunSince.erase(each.layer->id);
+    drain(now);
+    if (m_moves != moves) return painted;
+    for (const auto& [window, region] : known)
+        m_stacking.assumePainted(window, region);
+    return painted;
 }
 
 void X11ScreenChanges::synchronise() {
@@ -143,35 +222,40 @@ bool X11ScreenChanges::takeScreenChange() {
     return std::exchange(m_hasScreenChange, false);
 }
 
+void X11ScreenChanges::setComposing(bool isComposing, double now) {
+    m_lookedMoves = m_moves;
+    if (m_isComposing == isComposing) return;
+    m_isComposing = isComposing;
+    m_hasDamage = true;
+    if (!isComposing) m_compositorAt = now; // what it painted last may still be on the screen
+}
+
+bool X11ScreenChanges::hasDamage() const {
+    return m_isComposing ? !m_changed.empty() || m_moves != m_lookedMoves : m_hasDamage;
+}
+
+std::optional<double> X11ScreenChanges::nextRevealAt() const {
+    std::optional<double> next;
+    for (const auto& [window, since] : m_unseen)
+        next = std::min(next.value_or(since + unseenSeconds), since + unseenSeconds);
+    return next;
+}
+
 double X11ScreenChanges::quietUntil(double now) {
     double quiet = m_excluded.hasFilter() ? m_stacking.changedAt() + settleSeconds : 0;
-    if (m_compositor == XCB_WINDOW_NONE) return std::max(quiet, m_compositedUntil);
+    if (!hasCompositor()) return std::max(quiet, m_compositedUntil);
     quiet = std::max({quiet, m_lastMoveAt + animationSeconds, m_lastSwitchAt + compositorSeconds,
                       m_compositorAt + compositorSeconds});
     if (!m_excluded.hasFilter()) return quiet;
-    if (isPlainCompositor()) return std::max(quiet, m_stacking.changedAt() + compositorSeconds);
     if (m_stacking.hasExcluded() || m_excluded.isAnyOpen()) m_compositedUntil = now + compositorSeconds;
     return std::max(quiet, m_compositedUntil);
 }
 
-bool X11ScreenChanges::isPlainCompositor() const {
-    const auto windowClass =
-        windowClassOf(m_connection.property(m_connection.requestProperty(m_compositor, XCB_ATOM_WM_CLASS)));
-    return std::ranges::find(plainCompositors, windowClass.instanceName) != plainCompositors.end();
-}
-
 void X11ScreenChanges::handle(const xcb_generic_event_t& event, double now) {
     const auto kind = std::uint8_t(event.response_type & 0x7F);
-    if (kind == m_damageEvent + XCB_DAMAGE_NOTIFY) {
-        const auto& notice = as<xcb_damage_notify_event_t>(event);
-        if (notice.damage == m_damage)
-            m_hasDamage = true;
-        else if (countsAsPainting(event, now))
-            m_stacking.painted(notice.drawable,
-                               boxOf(notice.geometry.x + notice.area.x, notice.geometry.y + notice.area.y,
-                                     notice.area.width, notice.area.height));
-        return;
-    }
+    if (kind == 0) return; // the error of a request about a window that was gone
+    if (kind == m_damageEvent + XCB_DAMAGE_NOTIFY)
+        return handleDamage(as<xcb_damage_notify_event_t>(event), event.full_sequence, now);
     if (m_randrEvent != 0 &&
         (kind == m_randrEvent + XCB_RANDR_SCREEN_CHANGE_NOTIFY || kind == m_randrEvent + XCB_RANDR_NOTIFY)) {
         m_hasScreenChange = true;
@@ -185,6 +269,7 @@ void X11ScreenChanges::handle(const xcb_generic_event_t& event, double now) {
         break;
     case XCB_CREATE_NOTIFY: {
         const auto& notice = as<xcb_create_notify_event_t>(event);
+        forgetWindow(notice.window); // of one with the same number that went within a frame, which isn't told
         X11TopWindow window;
         window.id = notice.window;
         window.bounds = boxOf(notice.x, notice.y, notice.width, notice.height, notice.border_width);
@@ -193,38 +278,24 @@ void X11ScreenChanges::handle(const xcb_generic_event_t& event, double now) {
     }
     case XCB_DESTROY_NOTIFY: {
         const auto window = as<xcb_destroy_notify_event_t>(event).window;
+        forgetWindow(window);
         if (const auto* known = m_stacking.find(window); known && known->isShown) moved(now);
         m_stacking.remove(window, now);
         break;
     }
     case XCB_MAP_NOTIFY:
-        handleMap(as<xcb_map_notify_event_t>(event).window, now);
+        handleMap(as<xcb_map_notify_event_t>(event).window, event.full_sequence, now);
         break;
     case XCB_UNMAP_NOTIFY:
         moved(now);
         m_stacking.setShown(as<xcb_unmap_notify_event_t>(event).window, false, now);
         break;
-    case XCB_REPARENT_NOTIFY: {
-        // Into a frame, which becomes another's by it, or out of one.
-        const auto& notice = as<xcb_reparent_notify_event_t>(event);
-        moved(now);
-        m_stacking.remove(notice.window, now);
-        if (m_stacking.find(notice.parent) && m_excluded.isExcluded(notice.parent))
-            m_stacking.setExcluded(notice.parent, now);
+    case XCB_REPARENT_NOTIFY:
+        handleReparent(as<xcb_reparent_notify_event_t>(event), now);
         break;
-    }
-    case XCB_CONFIGURE_NOTIFY: {
-        const auto& notice = as<xcb_configure_notify_event_t>(event);
-        if (notice.window == m_connection.root()) {
-            m_hasScreenChange = true;
-            break;
-        }
-        if (const auto* known = m_stacking.find(notice.window); !known || known->isShown) moved(now);
-        if (m_strokes.contains(notice.window)) m_movedAt[notice.window] = now;
-        m_stacking.configure(notice.window, boxOf(notice.x, notice.y, notice.width, notice.height, notice.border_width),
-                             notice.above_sibling, now);
+    case XCB_CONFIGURE_NOTIFY:
+        handleConfigure(as<xcb_configure_notify_event_t>(event), event.full_sequence, now);
         break;
-    }
     case XCB_CIRCULATE_NOTIFY: {
         const auto& notice = as<xcb_circulate_notify_event_t>(event);
         moved(now);
@@ -244,70 +315,251 @@ void X11ScreenChanges::moved(double now) {
     m_lastMoveAt = now;
 }
 
+// What the server kept for us has gone with the window.
+void X11ScreenChanges::forgetWindow(xcb_window_t window) {
+    m_strokes.erase(window);
+    m_movedAt.erase(window);
+    m_changes.erase(window);
+    m_changed.erase(window);
+    m_layered.erase(window);
+    m_unseen.erase(window);
+    m_begunAt.erase(window);
+    m_begunSince.erase(window);
+    m_programAreas.erase(window);
+    m_propertied.erase(window);
+}
+
+void X11ScreenChanges::handleDamage(const xcb_damage_notify_event_t& notice, std::uint32_t sequence, double now) {
+    if (notice.damage == m_damage) {
+        m_hasDamage = true;
+        return;
+    }
+    // The first report tells what the window is made of when one begins to ask.
+    if (const auto known = m_changes.find(notice.drawable);
+        known != m_changes.end() && known->second.damage == notice.damage) {
+        if (known->second.request != sequence) m_changed.insert(notice.drawable);
+        return;
+    }
+    const auto strokes = m_strokes.find(notice.drawable);
+    if (strokes == m_strokes.end() || strokes->second.damage != notice.damage ||
+        !countsAsPainting(strokes->second, sequence, now))
+        return;
+    m_stacking.painted(strokes->second.top, boxOf(notice.geometry.x + notice.area.x, notice.geometry.y + notice.area.y,
+                                                  notice.area.width, notice.area.height));
+}
+
+void X11ScreenChanges::handleConfigure(const xcb_configure_notify_event_t& notice, std::uint32_t sequence, double now) {
+    const xcb_window_t window = notice.window;
+    if (window == m_connection.root()) {
+        m_hasScreenChange = true;
+        return;
+    }
+    const auto* const known = m_stacking.find(window);
+    const bool isShown = known && known->isShown;
+    if (!known || isShown) moved(now);
+    const X11Box bounds = boxOf(notice.x, notice.y, notice.width, notice.height, notice.border_width);
+    const bool isResized = isShown && (known->bounds.right - known->bounds.left != bounds.right - bounds.left ||
+                                       known->bounds.bottom - known->bounds.top != bounds.bottom - bounds.top);
+    // Where a window keeps its memory, moving it copies nothing; and a copy within it is told as painting, which it is
+    // where all of it had been painted.
+    const bool isCopyingForeign = hasCompositor() ? m_stacking.isUnpainted(window) : m_strokes.contains(window);
+    if (isCopyingForeign) m_movedAt[window] = now;
+    m_stacking.configure(window, bounds, notice.above_sibling, now);
+    if (isResized) noteBegun(window, now);
+    if (hasCompositor() && isCopyingForeign) m_begunSince.insert(window);
+    if (hasCompositor() && isShown &&
+        ((isCopyingForeign && isProgramUnpainted(window)) || (isResized && !wasFollowedAt(window, sequence))))
+        noteUnseen(window, now);
+}
+
+// Into a frame, which becomes another's by it, or out of one.
+void X11ScreenChanges::handleReparent(const xcb_reparent_notify_event_t& notice, double now) {
+    moved(now);
+    m_stacking.remove(notice.window, now);
+    if (notice.parent == m_connection.root()) {
+        const X11Reply<xcb_get_geometry_reply_t> geometry(
+            xcb_get_geometry_reply(m_connection.get(), xcb_get_geometry(m_connection.get(), notice.window), nullptr));
+        X11TopWindow window;
+        window.id = notice.window;
+        if (geometry)
+            window.bounds = boxOf(geometry->x, geometry->y, geometry->width, geometry->height, geometry->border_width);
+        m_stacking.add(window, now);
+    }
+    // A frame may have one more within it that the window lies in.
+    xcb_window_t top = notice.parent == m_connection.root() ? notice.window : notice.parent;
+    if (!m_stacking.find(top)) {
+        const X11Reply<xcb_query_tree_reply_t> tree(
+            xcb_query_tree_reply(m_connection.get(), xcb_query_tree(m_connection.get(), top), nullptr));
+        if (tree) top = tree->parent;
+    }
+    if (const auto strokes = m_strokes.find(notice.window); strokes != m_strokes.end()) strokes->second.top = top;
+    if (m_stacking.find(top) && m_excluded.isExcluded(top)) m_stacking.setExcluded(top, now);
+}
+
 // Another desktop, or the bare desktop: which windows one sees changes, and some window managers tell by this alone.
 void X11ScreenChanges::handleProperty(const xcb_property_notify_event_t& notice, double now) {
-    if (notice.window != m_connection.root()) return;
-    for (const X11Atom name : {X11Atom::currentDesktop, X11Atom::showingDesktop, X11Atom::desktopViewport}) {
-        if (notice.atom != m_connection.atom(name)) continue;
+    const auto isOneOf = [&](std::initializer_list<X11Atom> names) {
+        return std::ranges::any_of(names, [&](X11Atom name) { return notice.atom == m_connection.atom(name); });
+    };
+    if (notice.window != m_connection.root()) {
+        // Minimised, or sent to another desktop, and no longer shown though drawn all the same; or another's.
+        if (notice.atom == XCB_ATOM_WM_CLASS || notice.atom == XCB_ATOM_WM_TRANSIENT_FOR ||
+            isOneOf({X11Atom::windowState, X11Atom::windowDesktop, X11Atom::windowPid}))
+            moved(now);
+        return;
+    }
+    if (isOneOf({X11Atom::currentDesktop, X11Atom::showingDesktop, X11Atom::desktopViewport})) {
         moved(now);
         m_lastSwitchAt = now;
+    } else if (m_isComposing && isOneOf({X11Atom::clientList, X11Atom::supportingCheck})) {
+        moved(now);
     }
 }
 
 void X11ScreenChanges::handleCompositor(xcb_window_t owner, double now) {
+    const bool begins = owner != XCB_WINDOW_NONE && owner != m_compositor;
+    m_stacking.setComposited(false, now); // one that takes over from another gives windows new memory as well
     m_compositor = owner;
     m_compositorAt = now;
     moved(now);
+    // Windows that nobody had to list so far are given new memory, too.
+    if (begins && !m_excluded.hasFilter())
+        if (auto windows = m_excluded.read()) m_stacking.reset(std::move(*windows), now);
     m_stacking.setComposited(owner != XCB_WINDOW_NONE, now);
+    m_unseen.clear();
+    m_isListed = false;
+    if (!begins) return;
+    for (const auto& [window, region] : m_stacking.unpainted())
+        noteUnseen(window, now);
 }
 
-void X11ScreenChanges::handleMap(xcb_window_t window, double now) {
+void X11ScreenChanges::handleMap(xcb_window_t window, std::uint32_t sequence, double now) {
     moved(now);
-    if (!m_excluded.hasFilter()) return;
     // It may be away again by now, so what it is counts and not whether it shows. Nothing tells whose a window was that
     // is gone; then it counts as excluded.
-    if (m_excluded.isExcluded(window)) m_stacking.setExcluded(window, now);
+    if (m_excluded.hasFilter() && m_excluded.isExcluded(window)) m_stacking.setExcluded(window, now);
     m_stacking.setShown(window, true, now);
+    noteBegun(window, now);
+    if (hasCompositor() && !wasFollowedAt(window, sequence)) noteUnseen(window, now);
 }
 
 // The copying that moves a window is told as painting, and further than one sees it. What an excluded window paints
 // says nothing about others. The first report tells what the window is made of when one begins to ask. A compositor
 // that comes or goes makes the server copy all windows to and fro, which is told as well.
-bool X11ScreenChanges::countsAsPainting(const xcb_generic_event_t& event, double now) const {
-    const auto& notice = as<xcb_damage_notify_event_t>(event);
-    const auto* const known = m_stacking.find(notice.drawable);
-    const auto strokes = m_strokes.find(notice.drawable);
-    const auto movedAt = m_movedAt.find(notice.drawable);
-    return known && !known->isExcluded && strokes != m_strokes.end() && strokes->second.damage == notice.damage &&
-           strokes->second.request != event.full_sequence && now > m_compositorAt + settleSeconds &&
+bool X11ScreenChanges::countsAsPainting(const Strokes& strokes, std::uint32_t sequence, double now) const {
+    const auto* const known = m_stacking.find(strokes.top);
+    const auto movedAt = m_movedAt.find(strokes.top);
+    return known && (hasCompositor() || !known->isExcluded) && strokes.request != sequence &&
+           now > m_compositorAt + settleSeconds &&
            (movedAt == m_movedAt.end() || now > movedAt->second + settleSeconds);
+}
+
+// Its memory is new.
+void X11ScreenChanges::noteBegun(xcb_window_t top, double now) {
+    m_begunAt[top] = now;
+    m_begunSince.insert(top);
+}
+
+// Whether all that a window painted from this moment on was told. What lies in a frame is followed on its own: a frame
+// often is made, filled and shown at once.
+bool X11ScreenChanges::wasFollowedAt(xcb_window_t top, std::uint32_t sequence) const {
+    bool hasClients = false, isFollowed = false;
+    for (const auto& [window, strokes] : m_strokes) {
+        if (strokes.top != top || window == top) continue;
+        hasClients = true;
+        isFollowed = isFollowed || strokes.request <= sequence;
+    }
+    if (hasClients) return isFollowed;
+    const auto own = m_strokes.find(top);
+    return own != m_strokes.end() && own->second.request <= sequence;
+}
+
+// While something excluded is about, what a window began with may show it, so its programs must be seen painting.
+// Else it is only waited for until they must have done it.
+void X11ScreenChanges::noteUnseen(xcb_window_t top, double now) {
+    if (isAnyExcluded(now))
+        m_unseen.erase(top);
+    else
+        m_unseen[top] = now;
+}
+
+bool X11ScreenChanges::isAnyExcluded(double now) {
+    return now < m_excludedAt + excludedSeconds || m_stacking.hasExcluded() || m_excluded.isAnyOpen();
+}
+
+void X11ScreenChanges::assumePainted(const std::vector<X11ComposableWindow>& windows, double now) {
+    for (const X11ComposableWindow& window : windows) {
+        const auto unseen = m_unseen.find(window.top.id);
+        if (unseen == m_unseen.end() || now < unseen->second + unseenSeconds) continue;
+        m_stacking.assumePainted(window.top.id, window.painted);
+        m_unseen.erase(unseen);
+    }
+    std::erase_if(m_unseen, [&](const auto& entry) { return now >= entry.second + unseenSeconds; });
+}
+
+// False where new ones were there: what they told before they were followed may be out of date.
+bool X11ScreenChanges::followProperties(const std::vector<X11ComposableWindow>& windows) {
+    bool isComplete = true;
+    const auto followOne = [&](xcb_window_t window) {
+        if (!m_propertied.insert(window).second) return;
+        const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+        xcb_change_window_attributes(m_connection.get(), window, XCB_CW_EVENT_MASK, &mask);
+        isComplete = false;
+    };
+    for (const X11ComposableWindow& window : windows) {
+        if (!window.top.isShown) continue;
+        followOne(window.top.id);
+        for (const std::uint32_t client : window.clients)
+            followOne(client);
+    }
+    return isComplete;
 }
 
 // A window that is excluded may leave its pixels behind; that they have been painted over is known only from paintings
 // told in their order. Each window is asked for its own: what the root tells of a window goes beyond the part of it
 // that one sees.
+//
+// Under a compositor only windows are followed that haven't painted all of their memory, and those that aren't shown,
+// whose memory is about to begin anew.
 void X11ScreenChanges::followPainting(double now) {
-    if (!m_stacking.hasExcluded() && m_stacking.hidden(now).isEmpty()) {
-        for (const auto& [window, strokes] : m_strokes)
-            xcb_damage_destroy(m_connection.get(),
-                               strokes.damage); // gone with its window, maybe; the error is passed over
-        m_strokes.clear();
-        m_movedAt.clear();
-        return;
-    }
-    std::erase_if(m_strokes, [this](const auto& entry) { return !m_stacking.find(entry.first); });
+    const bool isNeeded = hasCompositor() || m_stacking.hasExcluded() || !m_stacking.hidden(now).isEmpty();
+    const auto isWanted = [&](xcb_window_t top) {
+        const auto* const window = m_stacking.find(top);
+        return window && isNeeded && (!hasCompositor() || wantsStrokes(*window, now));
+    };
+    std::erase_if(m_strokes, [&](const auto& entry) {
+        if (isWanted(entry.second.top)) return false;
+        // Gone with its window, maybe; the error is passed over.
+        xcb_damage_destroy(m_connection.get(), entry.second.damage);
+        return true;
+    });
+    if (!isNeeded) m_movedAt.clear();
     std::erase_if(m_movedAt, [&](const auto& entry) { return now > entry.second + settleSeconds; });
     bool hasNew = false;
     for (const X11TopWindow& window : m_stacking.windows()) {
-        if (m_strokes.contains(window.id)) continue;
+        if (!isNeeded || m_strokes.contains(window.id) || !isWanted(window.id)) continue;
         const std::uint32_t damage = xcb_generate_id(m_connection.get());
         const auto request =
             xcb_damage_create(m_connection.get(), damage, window.id, XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
-        m_strokes.emplace(window.id, Strokes{damage, request.sequence});
+        m_strokes.emplace(window.id, Strokes{window.id, damage, request.sequence});
         hasNew = true;
     }
     if (hasNew) xcb_no_operation(m_connection.get()); // what is told after it bears its number, not the last one's
     xcb_flush(m_connection.get());
+}
+
+// What is drawn around programs' windows may never be painted. After a while it isn't worth following each stroke.
+bool X11ScreenChanges::wantsStrokes(const X11TopWindow& window, double now) const {
+    if (!window.isShown) return true;
+    const auto begunAt = m_begunAt.find(window.id);
+    return (begunAt != m_begunAt.end() && now < begunAt->second + strokesSeconds) || isProgramUnpainted(window.id);
+}
+
+bool X11ScreenChanges::isProgramUnpainted(xcb_window_t top) const {
+    const auto begun = m_stacking.unpainted().find(top);
+    if (begun == m_stacking.unpainted().end() || begun->second.isEmpty()) return false;
+    const auto area = m_programAreas.find(top);
+    return area == m_programAreas.end() || !begun->second.intersection(area->second).isEmpty();
 }
 
 } // namespace nomara

@@ -3,12 +3,8 @@
 #include "core/imaging/ImageScaler.h"
 #include "platform/PlatformError.h"
 
-#include <algorithm>
 #include <bit>
 #include <cstring>
-
-#include <sys/ipc.h>
-#include <sys/shm.h>
 
 namespace nomara {
 
@@ -17,13 +13,6 @@ namespace {
 constexpr std::uint64_t twoOpaque = 0xFF000000FF000000;
 constexpr std::size_t pixelBytes = 4;
 
-const xcb_visualtype_t* visualOf(const xcb_screen_t& screen) {
-    for (auto depth = xcb_screen_allowed_depths_iterator(&screen); depth.rem > 0; xcb_depth_next(&depth))
-        for (auto visual = xcb_depth_visuals_iterator(depth.data); visual.rem > 0; xcb_visualtype_next(&visual))
-            if (visual.data->visual_id == screen.root_visual) return visual.data;
-    return nullptr;
-}
-
 const xcb_screen_t* screenOf(const X11Connection& connection) {
     auto screens = xcb_setup_roots_iterator(xcb_get_setup(connection.get()));
     for (; screens.rem > 0; xcb_screen_next(&screens))
@@ -31,17 +20,10 @@ const xcb_screen_t* screenOf(const X11Connection& connection) {
     return nullptr;
 }
 
-// Blue, green, red and an unused byte, as every server of the last twenty years has them.
-bool hasKnownPixels(const X11Connection& connection) {
-    const auto* const setup = xcb_get_setup(connection.get());
-    const auto* const screen = screenOf(connection);
-    const auto* const visual = screen ? visualOf(*screen) : nullptr;
-    if (!visual || std::endian::native != std::endian::little) return false;
-    bool hasFormat = false;
-    for (auto format = xcb_setup_pixmap_formats_iterator(setup); format.rem > 0; xcb_format_next(&format))
-        hasFormat = hasFormat || (format.data->depth == screen->root_depth && format.data->bits_per_pixel == 32);
-    return hasFormat && setup->image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST && visual->red_mask == 0xFF0000 &&
-           visual->green_mask == 0xFF00 && visual->blue_mask == 0xFF;
+bool hasFormat(const xcb_setup_t& setup, std::uint8_t depth) {
+    for (auto format = xcb_setup_pixmap_formats_iterator(&setup); format.rem > 0; xcb_format_next(&format))
+        if (format.data->depth == depth && format.data->bits_per_pixel == 32) return true;
+    return false;
 }
 
 // The server leaves the fourth byte as it is. Two pixels at a time; widths are even.
@@ -71,18 +53,10 @@ Image opaqueCopy(const std::uint8_t* pixels, std::size_t stride, PixelSize size)
 
 } // namespace
 
-X11ScreenImage::X11ScreenImage(const X11Connection& connection) : m_connection(connection) {
-    if (!hasKnownPixels(connection))
+X11ScreenImage::X11ScreenImage(const X11Connection& connection) : m_connection(connection), m_memory(connection) {
+    const auto* const screen = screenOf(connection);
+    if (!screen || !hasKnownPixels(connection, screen->root_visual))
         throw PlatformError("The screen's colours are of a kind that can't be recorded; 24 bits a pixel are needed.");
-    if (connection.hasExtension(xcb_shm_id)) {
-        const X11Reply<xcb_shm_query_version_reply_t> version(
-            xcb_shm_query_version_reply(connection.get(), xcb_shm_query_version(connection.get()), nullptr));
-        m_canShare = version != nullptr;
-    }
-}
-
-X11ScreenImage::~X11ScreenImage() {
-    unshare();
 }
 
 bool X11ScreenImage::take(const X11Box& area) {
@@ -92,14 +66,14 @@ bool X11ScreenImage::take(const X11Box& area) {
     const auto width = std::uint16_t(area.right - area.left), height = std::uint16_t(area.bottom - area.top);
     const auto x = std::int16_t(area.left), y = std::int16_t(area.top);
     const std::size_t bytes = std::size_t(width) * height * pixelBytes;
-    if (share(bytes)) {
+    if (m_memory.reserve(bytes)) {
         const X11Reply<xcb_shm_get_image_reply_t> reply(
             xcb_shm_get_image_reply(m_connection.get(),
                                     xcb_shm_get_image(m_connection.get(), m_connection.root(), x, y, width, height, ~0U,
-                                                      XCB_IMAGE_FORMAT_Z_PIXMAP, m_segment, 0),
+                                                      XCB_IMAGE_FORMAT_Z_PIXMAP, m_memory.segment(), 0),
                                     nullptr));
         if (!reply || reply->size < bytes) return false;
-        m_pixels = m_shared;
+        m_pixels = m_memory.bytes();
     } else {
         m_sent.reset(xcb_get_image_reply(
             m_connection.get(),
@@ -123,50 +97,30 @@ Image X11ScreenImage::image(const X11Region& hidden, PixelSize size) {
             std::memset(m_pixels + std::size_t(y) * stride + std::size_t(box.left) * pixelBytes, 0,
                         std::size_t(box.right - box.left) * pixelBytes);
 
-    // An odd last row or column is left off; a wide display is made smaller.
-    if (size.width > width || size.height > height) return nullptr;
-    if (width - size.width <= 1 && height - size.height <= 1) return opaqueCopy(m_pixels, stride, size);
-    auto smaller =
-        std::make_shared<PixelBuffer>(ImageScaler::smaller(m_pixels, stride, width, height, size.width, size.height));
+    return opaqueImage(m_pixels, stride, {width, height}, size);
+}
+
+Image opaqueImage(const std::uint8_t* pixels, std::size_t stride, PixelSize from, PixelSize size) {
+    if (size.width <= 0 || size.height <= 0 || size.width > from.width || size.height > from.height) return nullptr;
+    if (from.width - size.width <= 1 && from.height - size.height <= 1) return opaqueCopy(pixels, stride, size);
+    auto smaller = std::make_shared<PixelBuffer>(
+        ImageScaler::smaller(pixels, stride, from.width, from.height, size.width, size.height));
     for (int y = 0; y < size.height; ++y)
         makeOpaque(smaller->row(y), std::size_t(size.width) * pixelBytes);
     return smaller;
 }
 
-bool X11ScreenImage::share(std::size_t bytes) {
-    if (m_shared && m_capacity >= bytes) return true;
-    unshare();
-    if (!m_canShare) return false;
-    const int memory = shmget(IPC_PRIVATE, bytes, IPC_CREAT | 0600);
-    if (memory < 0) return false; // none left now; the next image may find some
-    void* const address = shmat(memory, nullptr, 0);
-    if (address == reinterpret_cast<void*>(-1)) { // NOLINT: the system's own sign of failure
-        shmctl(memory, IPC_RMID, nullptr);
+bool hasKnownPixels(const X11Connection& connection, xcb_visualid_t visual) {
+    const auto* const setup = xcb_get_setup(connection.get());
+    const auto* const screen = screenOf(connection);
+    if (!screen || std::endian::native != std::endian::little || setup->image_byte_order != XCB_IMAGE_ORDER_LSB_FIRST)
         return false;
-    }
-    m_segment = xcb_generate_id(m_connection.get());
-    const FreeReply release;
-    auto* const error = xcb_request_check(
-        m_connection.get(), xcb_shm_attach_checked(m_connection.get(), m_segment, std::uint32_t(memory), 0));
-    shmctl(memory, IPC_RMID, nullptr); // it lives on until both have let go of it
-    if (error) {
-        // The server is on another machine, or may not share.
-        release(error);
-        shmdt(address);
-        m_canShare = false;
-        return false;
-    }
-    m_shared = static_cast<std::uint8_t*>(address);
-    m_capacity = bytes;
-    return true;
-}
-
-void X11ScreenImage::unshare() {
-    if (!m_shared) return;
-    xcb_shm_detach(m_connection.get(), m_segment);
-    shmdt(m_shared);
-    m_shared = nullptr;
-    m_capacity = 0;
+    for (auto depth = xcb_screen_allowed_depths_iterator(screen); depth.rem > 0; xcb_depth_next(&depth))
+        for (auto each = xcb_depth_visuals_iterator(depth.data); each.rem > 0; xcb_visualtype_next(&each))
+            if (each.data->visual_id == visual)
+                return hasFormat(*setup, depth.data->depth) && each.data->red_mask == 0xFF0000 &&
+                       each.data->green_mask == 0xFF00 && each.data->blue_mask == 0xFF;
+    return false;
 }
 
 } // namespace nomara

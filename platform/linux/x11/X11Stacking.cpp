@@ -9,10 +9,6 @@ namespace {
 
 // Within this time a server has told of the copying that moves a window.
 constexpr double copySeconds = 0.3;
-// What compositors draw around a window or blur: their own settings rarely reach further.
-constexpr int surroundings = 64;
-// Compositors let a window fade away in a fraction of this.
-constexpr double fadeSeconds = 10;
 
 bool haveSameSize(const X11Box& a, const X11Box& b) {
     return a.right - a.left == b.right - b.left && a.bottom - a.top == b.bottom - b.top;
@@ -22,6 +18,7 @@ bool haveSameSize(const X11Box& a, const X11Box& b) {
 
 void X11Stacking::reset(std::vector<X11TopWindow> windows, double now) {
     m_windows = std::move(windows);
+    std::erase_if(m_begun, [this](const auto& entry) { return !find(entry.first); });
     changed(now);
 }
 
@@ -42,7 +39,7 @@ void X11Stacking::remove(std::uint32_t id, double now) {
 void X11Stacking::setShown(std::uint32_t id, bool isShown, double now) {
     const auto window = place(id);
     if (window == m_windows.end()) return;
-    if (isShown && !window->isShown) begin(*window, now);
+    if (isShown && !window->isShown) begin(*window);
     window->isShown = isShown;
     changed(now);
 }
@@ -62,12 +59,7 @@ void X11Stacking::configure(std::uint32_t id, const X11Box& bounds, std::uint32_
     const bool isResized = !haveSameSize(window.bounds, bounds);
     if (isCopied && !m_isComposited) carry(window, bounds, now);
     window.bounds = bounds;
-    if (isCopied && isResized) {
-        // Where the pixels of a resized window go is its program's choice.
-        if (const auto begun = m_begun.find(id); begun != m_begun.end() && !begun->second.isEmpty())
-            begun->second = X11Region(bounds.moved(-bounds.left, -bounds.top));
-        begin(window, now);
-    }
+    if (isCopied && isResized) begin(window);
     m_windows.erase(found);
     const auto below = place(sibling);
     const auto put = m_windows.insert(below == m_windows.end() ? m_windows.begin() : below + 1, window);
@@ -88,31 +80,55 @@ void X11Stacking::painted(std::uint32_t id, const X11Box& box) {
     if (!m_isComposited) return m_left.subtract(box);
     const auto* const window = find(id);
     const auto begun = m_begun.find(id);
-    if (window && begun != m_begun.end()) begun->second.subtract(box.moved(-window->bounds.left, -window->bounds.top));
+    if (!window || begun == m_begun.end()) return;
+    begun->second.subtract(box.moved(-window->bounds.left, -window->bounds.top));
+    begun->second.limit();
 }
 
+// A compositor that starts makes the server give each window memory, which begins with what the screen shows in its
+// place: its own pixels, but where others lay above it or had left something.
 void X11Stacking::setComposited(bool isComposited, double now) {
     if (m_isComposited == isComposited) return;
     m_isComposited = isComposited;
-    m_visible = visible();
     m_changedAt = now;
-    if (isComposited) {
-        for (const X11TopWindow& window : m_windows)
-            if (window.isShown) begin(window, now);
-        m_left = {};
-        m_carried = {};
-    } else {
+    if (!isComposited) {
         for (const auto& [id, begun] : std::exchange(m_begun, {}))
             if (const auto* window = find(id); window && window->isShown)
                 m_left.add(begun.moved(window->bounds.left, window->bounds.top));
+        return;
+    }
+    X11Region foreign = std::exchange(m_left, {});
+    foreign.add(std::exchange(m_carried, {}));
+    for (auto window = m_windows.rbegin(); window != m_windows.rend(); ++window) {
+        if (!window->isShown) continue;
+        addUnpainted(window->id, foreign.intersection(window->bounds));
+        foreign.add(window->bounds);
     }
 }
 
 void X11Stacking::forget() {
     m_left = {};
     m_carried = {};
-    m_begun.clear();
-    m_faded = {};
+    m_visible = {};
+    for (X11TopWindow& window : m_windows)
+        window.isExcluded = false;
+}
+
+void X11Stacking::addUnpainted(std::uint32_t id, const X11Region& part) {
+    const auto* const window = find(id);
+    if (!window || !m_isComposited || part.isEmpty()) return;
+    m_begun[id].add(part.intersection(window->bounds).moved(-window->bounds.left, -window->bounds.top));
+}
+
+void X11Stacking::assumePainted(std::uint32_t id, const X11Region& part) {
+    const auto* const window = find(id);
+    const auto begun = m_begun.find(id);
+    if (window && begun != m_begun.end()) begun->second.subtract(part.moved(-window->bounds.left, -window->bounds.top));
+}
+
+bool X11Stacking::isUnpainted(std::uint32_t id) const {
+    const auto begun = m_begun.find(id);
+    return begun != m_begun.end() && !begun->second.isEmpty();
 }
 
 X11Region X11Stacking::hidden(double now) {
@@ -120,8 +136,6 @@ X11Region X11Stacking::hidden(double now) {
     X11Region all = m_visible;
     all.add(m_left);
     all.add(m_carried);
-    if (now > m_fadedAt + fadeSeconds) m_faded = {};
-    all.add(m_faded);
     for (const auto& [id, begun] : m_begun)
         if (const auto* window = find(id); window && window->isShown)
             all.add(begun.moved(window->bounds.left, window->bounds.top));
@@ -146,13 +160,7 @@ void X11Stacking::changed(double now) {
     if (before.isEmpty() && m_visible.isEmpty()) return;
     const bool isSame = coverTheSame(before, m_visible);
     if (!isSame) m_changedAt = now;
-    if (m_isComposited) {
-        before.subtract(m_visible);
-        if (!before.isEmpty()) m_fadedAt = now;
-        m_faded.add(before);
-        std::erase_if(m_begun, [this](const auto& entry) { return entry.second.isEmpty() || !find(entry.first); });
-        return;
-    }
+    if (m_isComposited) return;
     before.subtract(m_visible);
     m_left.subtract(m_visible);
     m_left.add(before);
@@ -167,28 +175,17 @@ X11Region X11Stacking::onWindows(const X11Region& region) const {
     return parts;
 }
 
-// The memory of a window is new, and holds what the screen showed there until its program has painted.
-void X11Stacking::begin(const X11TopWindow& window, double now) {
-    if (!m_isComposited || window.isExcluded) return;
+// The memory of a window is new, and holds what the screen showed there until its program has painted. Where the pixels
+// of a resized window go is its program's choice.
+void X11Stacking::begin(const X11TopWindow& window) {
     const X11Box& place = window.bounds;
-    X11Region before = m_visible.intersection(place);
-    before.add(m_left.intersection(place));
-    before.add(m_carried.intersection(place));
-    if (now <= m_fadedAt + fadeSeconds) before.add(m_faded.intersection(place));
-    for (const auto& [id, begun] : m_begun)
-        if (const auto* other = find(id))
-            before.add(begun.moved(other->bounds.left, other->bounds.top).intersection(place));
-    if (!before.isEmpty()) m_begun[window.id].add(before.moved(-place.left, -place.top));
+    if (m_isComposited) m_begun[window.id] = X11Region(place.moved(-place.left, -place.top));
 }
 
 X11Region X11Stacking::visible() const {
     X11Region all;
     for (auto window = m_windows.begin(); window != m_windows.end(); ++window) {
         if (!window->isExcluded || !window->isShown) continue;
-        if (m_isComposited) {
-            all.add(window->bounds.grown(surroundings));
-            continue;
-        }
         X11Region part(window->bounds);
         for (auto above = window + 1; above != m_windows.end(); ++above)
             if (above->isShown && above->isOpaque && !above->isExcluded) part.subtract(above->bounds);

@@ -24,9 +24,8 @@ struct X11TopWindow {
 /// shows what was there before until its program paints it, and a program that hangs never does. So what an excluded
 /// window leaves is hidden until it has been painted.
 ///
-/// Where a compositor draws the windows, each has memory of its own and leaves nothing on others. But one may shine
-/// through what lies above it, blurred or with a shadow around it, and fade away where it was. So all of its place is
-/// hidden then, and some more around it and after it. A new window's memory begins with what the screen showed there.
+/// Where a compositor draws the windows, each has memory of its own and leaves nothing on others. But such memory, when
+/// it is new, begins with what the screen showed there, and the window's programs have to paint it first.
 /// Pure; times are monotonic seconds.
 class X11Stacking {
 public:
@@ -44,8 +43,15 @@ public:
     void painted(std::uint32_t id, const X11Box& box);
     /// Whether a compositor draws the windows.
     void setComposited(bool isComposited, double now);
-    /// Forgets what was left behind.
+    /// Forgets which windows were excluded, and what those left behind. What windows haven't painted stays known.
     void forget();
+    /// A window hasn't painted this part of its memory.
+    void addUnpainted(std::uint32_t id, const X11Region& part);
+    /// Takes it as painted by the window's programs, whether that was told or not.
+    void assumePainted(std::uint32_t id, const X11Region& part);
+    /// What windows haven't painted yet of memory that began with what the screen showed, each from its own corner.
+    const std::map<std::uint32_t, X11Region>& unpainted() const { return m_begun; }
+    bool isUnpainted(std::uint32_t id) const;
 
     /// All that must be hidden.
     X11Region hidden(double now);
@@ -61,7 +67,7 @@ private:
     void changed(double now);
     X11Region visible() const;
     X11Region onWindows(const X11Region& region) const;
-    void begin(const X11TopWindow& window, double now);
+    void begin(const X11TopWindow& window);
     void carry(const X11TopWindow& window, const X11Box& bounds, double now);
     void shield(Place window, double now);
 
@@ -72,8 +78,6 @@ private:
     double m_carriedAt = 0;
     bool m_isComposited = false;
     std::map<std::uint32_t, X11Region> m_begun; ///< what such a window hasn't painted yet, from its own corner
-    X11Region m_faded;                          ///< where a compositor showed excluded windows until just now
-    double m_fadedAt = -1e9;
     double m_changedAt = -1e9;
 };
 
