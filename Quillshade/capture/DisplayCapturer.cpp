@@ -94,7 +94,8 @@ LatestImage DisplayCapturer::takeLatest() {
             double(m_latest->height),
             m_latestAt,
             m_latestWindows,
-            m_previousWindows};
+            m_previousWindows,
+            m_latestLayers};
 }
 
 void DisplayCapturer::dropLatest() {
@@ -151,6 +152,7 @@ void DisplayCapturer::keep(DisplaySample sample) {
     m_latestWindows = std::move(m_takenWindows);
     m_hasWindowList = true;
     m_latest = std::move(sample.image);
+    m_latestLayers = std::move(sample.layers);
     m_latestAt = m_takenAt;
     if (fraction > 0 || m_owedDirt > 0) {
         m_dirtyAccumulated += fraction + std::exchange(m_owedDirt, 0.0);

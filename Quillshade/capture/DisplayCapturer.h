@@ -22,6 +22,8 @@ struct LatestImage {
     double latestAt = 0; ///< monotonic seconds
     std::vector<ScreenWindow> latestWindows;
     std::optional<std::vector<ScreenWindow>> previousWindows; ///< as listed with the image before
+    /// Which windows the image is put together from, the lowest first; absent where it shows what the screen showed.
+    std::optional<std::vector<ImageLayer>> layers;
 };
 
 /// Keeps the stream of one display and holds nothing but the newest image and marks about what has changed: an image
@@ -98,6 +100,7 @@ private:
     double m_latestAt = 0;
     std::vector<ScreenWindow> m_latestWindows;
     std::optional<std::vector<ScreenWindow>> m_previousWindows;
+    std::optional<std::vector<ImageLayer>> m_latestLayers;
     bool m_hasWindowList = false;
     double m_dirtyAccumulated = 0;
     bool m_changed = false;

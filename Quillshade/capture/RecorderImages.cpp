@@ -229,7 +229,10 @@ Image Recorder::safeImage(const Look& look, const Display& display, const Latest
         return nullptr;
     }
     const WindowPrivacy::Decision decision =
-        WindowPrivacy::decide(latest.previousWindows, latest.latestWindows, verdicts, display.bounds, maskPadding);
+        latest.layers
+            ? WindowPrivacy::decideByLayers(*latest.layers, latest.latestWindows, verdicts, latest.width, latest.height)
+            : WindowPrivacy::decide(latest.previousWindows, latest.latestWindows, verdicts, display.bounds,
+                                    maskPadding);
     Image image = decision.masks.empty() ? latest.image : FrameMasker::mask(*latest.image, decision.masks);
     if (!decision.capture || !image) {
         m_pendingStats.framesSkipped += 1;

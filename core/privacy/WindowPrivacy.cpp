@@ -137,6 +137,11 @@ std::optional<Rect> mask(const Edges& grown, const Rect& display) {
                 height / display.height};
 }
 
+void sortMasks(std::vector<Rect>& masks) {
+    std::stable_sort(masks.begin(), masks.end(),
+                     [](const Rect& a, const Rect& b) { return a.y != b.y ? a.y < b.y : a.x < b.x; });
+}
+
 } // namespace
 
 // The order counts: a private marker outranks a site, and a site outranks not knowing.
@@ -188,8 +193,27 @@ Decision decide(const std::optional<std::vector<ScreenWindow>>& previous, const 
         if (!grown.areFinite()) return {};
         if (const auto hidden = mask(grown, display)) decision.masks.push_back(*hidden);
     }
-    std::stable_sort(decision.masks.begin(), decision.masks.end(),
-                     [](const Rect& a, const Rect& b) { return a.y != b.y ? a.y < b.y : a.x < b.x; });
+    sortMasks(decision.masks);
+    return decision;
+}
+
+Decision decideByLayers(const std::vector<ImageLayer>& layers, const std::vector<ScreenWindow>& latest,
+                        const Verdicts& verdicts, double width, double height) {
+    if (!(width > 0 && height > 0)) return {};
+    Decision decision{true, {}};
+    for (const ImageLayer& layer : layers) {
+        bool isListed = false, isBlocked = false, isOfBrowser = false;
+        for (const ScreenWindow& window : latest) {
+            isOfBrowser = isOfBrowser || window.pid == layer.pid;
+            if (std::ranges::find(layer.windows, window.id) == layer.windows.end()) continue;
+            isListed = true;
+            isBlocked = isBlocked || !isAllowed(verdicts, window.id);
+        }
+        if (isListed ? !isBlocked : !isOfBrowser) continue;
+        for (const Rect& part : layer.visible)
+            decision.masks.push_back({part.x / width, part.y / height, part.width / width, part.height / height});
+    }
+    sortMasks(decision.masks);
     return decision;
 }
 

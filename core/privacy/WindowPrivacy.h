@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/base/Geometry.h"
+#include "core/imaging/ImageLayer.h"
 
 #include <cstdint>
 #include <optional>
@@ -69,6 +70,12 @@ Verdicts resolve(const std::vector<ScreenWindow>& windows, const Verdicts& verdi
 /// the image is given up.
 Decision decide(const std::optional<std::vector<ScreenWindow>>& previous, const std::vector<ScreenWindow>& latest,
                 const Verdicts& verdicts, const Rect& display, double padding);
+
+/// The same for an image that was put together from windows' own pixels, of that many pixels: it tells where each
+/// shows, so none has to have stood still. A window that isn't in the list is taken for the worst where others of its
+/// process are.
+Decision decideByLayers(const std::vector<ImageLayer>& layers, const std::vector<ScreenWindow>& latest,
+                        const Verdicts& verdicts, double width, double height);
 
 } // namespace WindowPrivacy
 

@@ -464,6 +464,26 @@ struct BrowserImages : ImageHarness {
     }
 };
 
+TEST(RecorderImages, WhereAnImageIsMadeOfWindowsAPrivateOneIsPaintedOverAtOnceAndJustWhereItShows) {
+    BrowserImages h;
+    h.showPrivateWindow({960, 0, 960, 1080});
+    h.start();
+    DisplaySample sample{picture(1), std::nullopt, std::vector<ImageLayer>()};
+    sample.layers->push_back({{100, 1}, editor.pid, {{0, 0, 192, 108}}});
+    sample.layers->push_back({{101, 5}, chromium.pid, {{10, 0, 20, 30}, {30, 0, 5, 10}}});
+    ASSERT_TRUE(h.deliverImage(1, sample));
+    h.tick(1);
+    ASSERT_EQ(h.storedFrames().size(), 1U);
+    const auto stored = h.video(h.storedFrames()[0]).frames.at(0);
+    const auto original = picture(1);
+    for (int y = 0; y < stored->height; ++y)
+        for (int x = 0; x < stored->width; ++x) {
+            const bool hidden = (x >= 10 && x < 30 && y < 30) || (x >= 30 && x < 35 && y < 10);
+            const std::uint8_t blue = stored->row(y)[std::ptrdiff_t{4} * x];
+            ASSERT_EQ(blue, hidden ? 0x4A : original->row(y)[std::ptrdiff_t{4} * x]) << x << " " << y;
+        }
+}
+
 TEST(RecorderImages, APrivateWindowBesideIsPaintedOverOnceItStoodStill) {
     BrowserImages h;
     const Rect right{960, 0, 960, 1080};

@@ -191,6 +191,36 @@ TEST(WindowPrivacy, DecidesAboutAnImage) {
     EXPECT_FALSE(decide(Windows{one}, {one}, {}, screen, nan).capture) << "a margin that isn't a number";
 }
 
+TEST(WindowPrivacy, OfAnImageMadeOfWindowsMasksWhatShowsOfThoseThatAreNotAllowed) {
+    const Rect part{10, 20, 30, 40}, other{100, 0, 50, 100};
+    const ImageLayer browser{{5, 1}, 7, {part, other}}, menu{{6}, 7, {part}}, editor{{8}, 3, {other}},
+        remote{{4}, 0, {part}};
+    const ScreenWindow blocked{1, 7, {0, 0, 10, 10}}, allowed{9, 7, {0, 0, 10, 10}}, listedMenu{6, 7, {}};
+    const Rect first{0.05, 0.2, 0.15, 0.4}, second{0.5, 0, 0.25, 1};
+    const struct {
+        const char* name;
+        std::vector<ImageLayer> layers;
+        Windows latest;
+        std::vector<Rect> masks;
+    } rows[] = {
+        {"nothing is shown", {}, {blocked}, {}},
+        {"no browser", {editor}, {}, {}},
+        {"blocked: all that shows of it, top to bottom", {editor, browser}, {blocked}, {second, first}},
+        {"allowed, by the number of its frame", {{{5, 9}, 7, {part}}}, {allowed}, {}},
+        {"not listed, though its program is", {menu}, {allowed}, {first}},
+        {"its menu has no verdict", {menu}, {allowed, listedMenu}, {first}},
+        {"two windows in one frame, one of them blocked", {{{5, 9, 1}, 7, {part}}}, {allowed, blocked}, {first}},
+        {"no process is known of either", {remote, editor}, {{2, 0, {}}}, {first}},
+    };
+    const Verdicts verdicts{{1, Verdict::privateWindow}, {9, Verdict::allow}};
+    for (const auto& row : rows) {
+        const Decision decision = decideByLayers(row.layers, row.latest, verdicts, 200, 100);
+        EXPECT_TRUE(decision.capture) << row.name;
+        EXPECT_EQ(decision.masks, row.masks) << row.name;
+    }
+    EXPECT_FALSE(decideByLayers({editor}, {}, {}, 0, 100).capture) << "an image without pixels";
+}
+
 constexpr int padding = 2;
 
 class RandomDesktop {
