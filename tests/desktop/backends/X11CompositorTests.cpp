@@ -27,16 +27,22 @@ std::size_t traceOf(const PixelBuffer& image) {
     return count;
 }
 
-/// A real one, with shadows, and windows that come and go within three quarters of a second.
+using Command = std::vector<std::string>;
+
+/// With shadows, and windows that come and go within three quarters of a second.
+Command picom(const Command& more = {}) {
+    Command command{"picom",    "--config",        "/dev/null", "--backend",       "xrender", "--shadow",
+                    "--fading", "--fade-in-step",  "0.02",      "--fade-out-step", "0.02",    "--fade-delta",
+                    "15",       "--shadow-radius", "20"};
+    command.insert(command.end(), more.begin(), more.end());
+    return command;
+}
+
+/// A real one.
 class Compositor {
 public:
-    explicit Compositor(const std::string& display, std::vector<std::string> more = {})
+    explicit Compositor(const std::string& display, const Command& command = picom())
         : m_connection(connectTo(display)) {
-        std::vector<std::string> command{"picom",   "--config",        "/dev/null", "--backend",
-                                         "xrender", "--shadow",        "--fading",  "--fade-in-step",
-                                         "0.02",    "--fade-out-step", "0.02",      "--fade-delta",
-                                         "15",      "--shadow-radius", "20"};
-        command.insert(command.end(), more.begin(), more.end());
         m_program.emplace(command, display.empty() ? DesktopProgram::Environment{}
                                                    : DesktopProgram::Environment{{"DISPLAY", display}});
     }
@@ -91,7 +97,7 @@ TEST(X11Compositor, AnExcludedWindowThatFadesInAndOutIsInNoImage) {
     X11WindowServer windowServer({}, server.display());
     const DisplayID only = windowServer.displays().front().id;
     // All others shine through a little, so what lies below them is seen.
-    Compositor compositor(server.display(), {"--inactive-opacity", "0.8"});
+    Compositor compositor(server.display(), picom({"--inactive-opacity", "0.8"}));
     ASSERT_TRUE(compositor.isRunning());
     const ColouredWindow below(connection.get(), {0, 0, 640, 480}, green);
     std::free(xcb_get_input_focus_reply(connection.get(), xcb_get_input_focus(connection.get()), nullptr)); // NOLINT
@@ -196,6 +202,175 @@ TEST(X11Compositor, ThatEndsLeavesNothingOfAnExcludedWindow) {
         EXPECT_TRUE(waitUntil([&] { return images >= before + 8; }, 60s));
         EXPECT_EQ(leaked, 0U) << "round " << round;
     }
+}
+
+// Switchers with small pictures of windows, windows that grow, shrink and fade, desktops that slide: window managers
+// that compose the screen themselves paint all of it, and tell nobody.
+TEST(X11Compositor, WhateverAWindowManagerPaintsAnExcludedWindowIsInNoImageAndOthersAre) {
+    const struct {
+        Command command;
+        bool hasPictures; ///< where one switches between windows
+    } managers[] = {
+        {{"xfwm4", "--compositor=on"}, true},
+        {{"mutter", "--x11"}, false},
+    };
+    for (const auto& [command, hasPictures] : managers) {
+        SCOPED_TRACE(command.front());
+        const OwnServer server({"-screen", "0", "1000x700x24"});
+        const auto painting = connectTo(server.display());
+        X11WindowServer windowServer({}, server.display());
+        const DisplayID only = windowServer.displays().front().id;
+        const DesktopProgram::Environment environment{{"DISPLAY", server.display()}};
+        Compositor compositor(server.display(), command);
+        ASSERT_TRUE(compositor.isRunning());
+        const auto numberOf = [&](const std::string& title) {
+            std::uint32_t number = 0;
+            waitUntil([&] {
+                const auto window = find(windowServer.onScreenWindows(), title);
+                if (window) number = window->number;
+                return number != 0;
+            });
+            return number;
+        };
+        const auto act = [&](Command words) {
+            words.insert(words.begin(), {"env", "DISPLAY=" + server.display(), "xdotool"});
+            runCommand(words);
+        };
+        std::optional<DesktopProgram> program(std::in_place, secretTerminal("50x18+60+60"), environment);
+        const std::string secret = std::to_string(numberOf("secret"));
+        const DesktopProgram other({"xterm", "-T", "other", "-bg", "#10c040", "-fg", "#10c040", "-geometry",
+                                    "40x12+560+380", "-e", "sleep", "1000"},
+                                   environment);
+        ASSERT_NE(secret, "0");
+        ASSERT_NE(numberOf("other"), 0U);
+        const ColouredWindow busy(painting.get(), {960, 660, 40, 40}, blue);
+        const Ticker ticker(busy);
+
+        // What the screen shows, and by which of the two kinds of filter it is kept out of the images.
+        std::atomic<std::size_t> onScreen = 0, images = 0, leaked = 0, telling = 0, byNumber = 0, leakedByNumber = 0;
+        WatchedStream screen(server.display(), only, {}, 0.05, {}, X11ImageSource::screen);
+        screen.setOnSample([&](const PixelBuffer& image) { onScreen = traceOf(image); });
+        WatchedStream stream(server.display(), only, {{secretApplication}, {}}, 0.02);
+        stream.setOnSample([&](const PixelBuffer& image) {
+            ++images;
+            leaked += traceOf(image);
+            if (countOf(image, green) > 10'000) ++telling;
+        });
+        WatchedStream numbered(server.display(), only, {{}, {std::uint32_t(std::stoul(secret))}}, 0.02);
+        numbered.setOnSample([&](const PixelBuffer& image) {
+            ++byNumber;
+            leakedByNumber += traceOf(image);
+        });
+        ASSERT_TRUE(waitUntil([&] { return onScreen > 10'000; }))
+            << "else the test looks for a colour that isn't there";
+        const struct {
+            const char* what;
+            std::function<void()> act;
+        } steps[] = {
+            {"it stands still", [] {}},
+            {"minimised",
+             [&] {
+                 act({"windowminimize", secret});
+             }},
+            {"the switcher is shown",
+             [&] {
+                 act({"keydown", "alt", "key", "Tab"});
+             }},
+            {"on to the next",
+             [&] {
+                 act({"key", "Tab"});
+             }},
+            {"released",
+             [&] {
+                 act({"keyup", "alt"});
+             }},
+            {"back",
+             [&] {
+                 act({"windowactivate", secret});
+             }},
+            {"the switcher is shown over it",
+             [&] {
+                 act({"keydown", "alt", "key", "Tab"});
+             }},
+            {"released again",
+             [&] {
+                 act({"keyup", "alt"});
+             }},
+            {"moved",
+             [&] {
+                 act({"windowmove", secret, "300", "200"});
+             }},
+            {"resized",
+             [&] {
+                 act({"windowsize", secret, "400", "300"});
+             }},
+            {"another desktop",
+             [&] {
+                 act({"set_desktop", "1"});
+             }},
+            {"and back",
+             [&] {
+                 act({"set_desktop", "0"});
+             }},
+            {"closed", [&] { program->end(); }},
+        };
+        bool isPictured = false;
+        for (const auto& [what, step] : steps) {
+            step();
+            const std::size_t before = images, beforeByNumber = byNumber;
+            EXPECT_TRUE(waitUntil([&] { return images >= before + 15 && byNumber >= beforeByNumber + 15; }, 60s))
+                << "no images: " << what;
+            EXPECT_EQ(leaked, 0U) << what;
+            EXPECT_EQ(leakedByNumber, 0U) << what << ", by its number";
+            // It is minimised then, so what one sees of it is a picture.
+            if (std::string_view(what) == "the switcher is shown")
+                isPictured = waitUntil([&] { return onScreen > 100; }, std::chrono::seconds(hasPictures ? 20 : 0));
+        }
+        EXPECT_EQ(isPictured, hasPictures);
+        EXPECT_GT(telling, images / 2) << "what may be seen is seen";
+        EXPECT_TRUE(stream.last()->layers);
+    }
+}
+
+// A window begins with a copy of what the screen showed in its place.
+TEST(X11Compositor, WhatANewWindowBeginsWithIsNotShownUntilItHasPainted) {
+    const OwnServer server;
+    const auto connection = connectTo(server.display()), painting = connectTo(server.display());
+    X11WindowServer windowServer({}, server.display());
+    const ColouredWindow below(connection.get(), {0, 0, 640, 480}, green);
+    std::free(xcb_get_input_focus_reply(connection.get(), xcb_get_input_focus(connection.get()), nullptr)); // NOLINT
+    const ColouredWindow busy(painting.get(), {500, 400, 60, 60}, blue);
+    Compositor compositor(server.display());
+    ASSERT_TRUE(compositor.isRunning());
+    const DesktopProgram program(secretTerminal("40x12+100+100"), {{"DISPLAY", server.display()}});
+    ASSERT_TRUE(waitUntil([&] { return find(windowServer.onScreenWindows(), "secret").has_value(); }));
+    const DisplayID only = windowServer.displays().front().id;
+    WatchedStream everything(server.display(), only);
+    ASSERT_TRUE(everything.shows([](const PixelBuffer& image) { return countOf(image, canary) > 10'000; }));
+    std::atomic<std::size_t> images = 0, leaked = 0;
+    WatchedStream stream(server.display(), only, {{secretApplication}, {}}, 0.005);
+    stream.setOnSample([&](const PixelBuffer& image) {
+        ++images;
+        leaked += traceOf(image);
+    });
+    const Ticker ticker(busy);
+    ASSERT_TRUE(waitUntil([&] { return images > 0; }));
+    const auto settles = [&](const char* what) {
+        const std::size_t before = images;
+        EXPECT_TRUE(waitUntil([&] { return images >= before + 8; }, 60s)) << what;
+        EXPECT_EQ(leaked, 0U) << what;
+    };
+    const ColouredWindow hung(connection.get(), {120, 120, 100, 100}, std::nullopt);
+    settles("shown");
+    hung.move(400, 20);
+    settles("moved, which copies it");
+    hung.fill({0, 0, 100, 50}, red);
+    EXPECT_TRUE(stream.shows([](const PixelBuffer& image) { return countOf(image, red) >= 5'000; }))
+        << "painted in part";
+    settles("painted in part");
+    EXPECT_EQ(colourAt(*stream.last()->image, 450, 100), 0U) << "the rest isn't";
+    hung.fill({0, 0, 100, 100}, red);
+    EXPECT_TRUE(stream.shows([](const PixelBuffer& image) { return colourAt(image, 450, 100) == red; }));
 }
 
 // A private window isn't known to the stream: the list that is read with each image has to name it. On the desktop,

@@ -75,14 +75,14 @@ void ColouredWindow::setShown(bool shown) const {
 }
 
 WatchedStream::WatchedStream(const std::string& server, DisplayID display, DisplayStreamFilter filter, double interval,
-                             std::function<void()> imageTaken)
+                             std::function<void()> imageTaken, X11ImageSource source)
     : m_streams(
           [](const WindowOwner& owner) {
               ApplicationIdentity identity;
               identity.bundleID = owner.className == secretClass ? secretApplication : "org.example.Other";
               return identity;
           },
-          server),
+          server, source),
       m_stream(m_streams.make()) {
     DisplayStreamCallbacks callbacks;
     callbacks.started = [this](std::optional<DisplayStreamError> error) {
@@ -94,7 +94,7 @@ WatchedStream::WatchedStream(const std::string& server, DisplayID display, Displ
         const std::lock_guard lock(m_mutex);
         if (m_onSample) m_onSample(*sample.image);
         ++m_count;
-        m_samples.push_back({std::move(sample.image), std::move(*sample.dirty)});
+        m_samples.push_back({std::move(sample.image), std::move(*sample.dirty), std::move(sample.layers)});
     };
     callbacks.stopped = [this](DisplayStreamError error) {
         const std::lock_guard lock(m_mutex);

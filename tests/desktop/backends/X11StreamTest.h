@@ -53,10 +53,11 @@ public:
     struct Sample {
         Image image;
         std::vector<Rect> dirty;
+        std::optional<std::vector<ImageLayer>> layers;
     };
 
     WatchedStream(const std::string& server, DisplayID display, DisplayStreamFilter filter = {}, double interval = 0.02,
-                  std::function<void()> imageTaken = {});
+                  std::function<void()> imageTaken = {}, X11ImageSource source = X11ImageSource::windows);
     ~WatchedStream();
     WatchedStream(const WatchedStream&) = delete;
     WatchedStream& operator=(const WatchedStream&) = delete;
