@@ -4,16 +4,18 @@
 #include "Quillshade/app/MainThread.h"
 #include "Quillshade/app/TerminationSignals.h"
 #include "Quillshade/app/Texts.h"
+#include "Quillshade/settings/SettingsCommands.h"
 #include "Version.h"
 #include "core/base/Paths.h"
 #include "core/privacy/AppCatalog.h"
 #include "platform/PlatformError.h"
 #include "platform/linux/atspi/AtspiAccessibility.h"
 #include "platform/linux/desktop/ApplicationIdentifier.h"
+#include "platform/linux/desktop/InstalledApplications.h"
 #include "platform/linux/desktop/PreferredLanguages.h"
 #include "platform/linux/files/DiskVolume.h"
 #include "platform/linux/libav/LibavVideoCodec.h"
-#include "platform/linux/settings/QtPreferencesStore.h"
+#include "platform/linux/settings/IniPreferencesStore.h"
 #include "platform/linux/tesseract/TesseractRecognizer.h"
 #include "platform/linux/x11/X11DisplayStream.h"
 #include "platform/linux/x11/X11InputActivity.h"
@@ -44,7 +46,9 @@ constexpr const char* ownBundleID = "com.brindlewick.Quillshade";
 
 struct Arguments {
     std::string dataDirectory;
-    std::vector<std::string> settings; ///< KEY=VALUE
+    SettingsCommands settings;
+    bool listsApplications = false;
+    bool storesOnly = false;
 };
 
 void say(const std::string& sentence) {
@@ -64,24 +68,18 @@ void keepToOurselves() {
     setrlimit(RLIMIT_CORE, &none);
 }
 
-std::string alreadyRunning(long process) {
-    return "Quillshade is already running in this session (process " + std::to_string(process) + ").";
+std::string alreadyRunning(long process, const SettingsCommands& stored = {}) {
+    return "Quillshade is already running in this session (process " + std::to_string(process) + ")" +
+           (stored.isEmpty() ? "." : " and takes the settings over.");
 }
 
-/// Applies "KEY=VALUE" lines; an empty answer means that all of them made sense.
-std::string storeSettings(AppSettings& settings, const std::vector<std::string>& lines) {
-    for (const std::string& line : lines) {
-        const std::size_t equals = line.find('=');
-        const std::string key = line.substr(0, equals);
-        SettingBase* row = nullptr;
-        for (SettingBase* candidate : settings.rows())
-            if (candidate->key() == key) row = candidate;
-        if (equals == std::string::npos) return "--set wants KEY=VALUE, not \"" + line + "\".";
-        if (row == nullptr) return "There is no setting \"" + key + "\".";
-        if (!row->setFromText(line.substr(equals + 1)))
-            return "\"" + line.substr(equals + 1) + "\" is no value for the setting \"" + key + "\".";
-    }
-    return {};
+/// False where a command makes no sense; nothing is stored then.
+bool storeSettings(AppSettings& settings, const SettingsCommands& commands) {
+    const SettingsCommands::Outcome outcome = commands.apply(settings);
+    for (const std::string& note : outcome.notes)
+        say(note);
+    if (!outcome.problem.empty()) say(outcome.problem);
+    return outcome.problem.empty();
 }
 
 // A display server that stands still, or a disk, could keep an orderly end waiting for good: it has this long, and a
@@ -163,19 +161,24 @@ int run(int argc, char** argv, const Arguments& arguments) {
     QCoreApplication::installTranslator(&english);
     const TerminationSignals signals(endInOrder);
 
-    const InstanceLock lock(NomaraPaths::dataDirectory());
-    if (lock.holder()) return say(alreadyRunning(*lock.holder())), 0;
-    if (const unsigned owner = ControlService::ownerProcess(); owner != 0) return say(alreadyRunning(owner)), 0;
-
-    QtPreferencesStore preferences;
-    AppSettings settings(preferences);
-    if (const std::string problem = storeSettings(settings, arguments.settings); !problem.empty()) {
-        say(problem);
-        return exitUsage;
+    IniPreferencesStore preferences;
+    InstalledApplications installed;
+    AppSettings settings(preferences, &installed);
+    if (arguments.listsApplications) {
+        for (const std::string& line : listApplications(settings))
+            std::cout << line << '\n';
+        return 0;
     }
+    if (!storeSettings(settings, arguments.settings)) return exitUsage;
     if (!preferences.isWritable())
-        say("The settings can't be written to " + QtPreferencesStore::defaultFile().string() +
-            "; they hold until Quillshade ends.");
+        say("The settings can't be written to " + preferences.place() + "; they hold until Quillshade ends.");
+    if (arguments.storesOnly) return preferences.isWritable() ? 0 : exitFailure;
+
+    // One that runs reads what was stored by itself.
+    const InstanceLock lock(NomaraPaths::dataDirectory());
+    if (lock.holder()) return say(alreadyRunning(*lock.holder(), arguments.settings)), 0;
+    if (const unsigned owner = ControlService::ownerProcess(); owner != 0)
+        return say(alreadyRunning(owner, arguments.settings)), 0;
     try {
         return record(settings, mainThreadExecutor(application));
     } catch (const PlatformError& error) {
@@ -198,9 +201,14 @@ int main(int argc, char** argv) {
                     "quillshade");
     parser.set_version_flag("--version", "quillshade " QUILLSHADE_VERSION);
     parser.add_option("--data-dir", arguments.dataDirectory, "Keep the memory in this folder")->type_name("DIR");
-    parser.add_option("--set", arguments.settings, "Store a setting before starting; may be given again")
-        ->type_name("KEY=VALUE")
-        ->allow_extra_args(false);
+    const auto settings = [&](const char* option, std::vector<std::string>& texts, const char* help) {
+        parser.add_option(option, texts, help)->type_name("KEY=VALUE")->allow_extra_args(false);
+    };
+    settings("--set", arguments.settings.set, "Store a setting before starting; may be given again");
+    settings("--add", arguments.settings.add, "Add entries to a setting that is a list");
+    settings("--remove", arguments.settings.remove, "Remove entries from a setting that is a list");
+    parser.add_flag("--no-start", arguments.storesOnly, "Store the settings and end");
+    parser.add_flag("--list-apps", arguments.listsApplications, "Print the identifiers of applications and end");
     parser.footer("Exit codes: 0 ended in order or already running, 1 could not start, 2 wrong usage.");
     try {
         parser.parse(argc, argv);

@@ -15,9 +15,13 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
 }
 
+char lowered(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+}
+
 template <typename Number>
 std::optional<Number> toNumber(std::string_view text) {
-    text = trimmed(text);
+    text = bare(text);
     Number value{};
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
@@ -27,9 +31,8 @@ std::optional<Number> toNumber(std::string_view text) {
 } // namespace
 
 std::optional<bool> toBoolean(std::string_view text) {
-    std::string word(trimmed(text));
-    std::ranges::transform(word, word.begin(),
-                           [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+    std::string word(bare(text));
+    std::ranges::transform(word, word.begin(), lowered);
     if (word == "true" || word == "yes" || word == "1") return true;
     if (word == "false" || word == "no" || word == "0") return false;
     return std::nullopt;
@@ -44,6 +47,13 @@ std::optional<double> toReal(std::string_view text) {
     return value && std::isfinite(*value) ? value : std::nullopt;
 }
 
+std::string_view bare(std::string_view text) {
+    text = trimmed(text);
+    const bool isQuoted =
+        text.size() >= 2 && text.front() == text.back() && (text.front() == '"' || text.front() == '\'');
+    return isQuoted ? trimmed(text.substr(1, text.size() - 2)) : text;
+}
+
 std::string fromBoolean(bool value) {
     return value ? "true" : "false";
 }
@@ -56,6 +66,13 @@ std::string fromReal(double value) {
     std::array<char, 32> buffer; // the shortest form of a double takes 24 characters at most
     const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value);
     return {buffer.data(), result.ptr};
+}
+
+std::string foldedKey(std::string_view key) {
+    std::string folded;
+    for (const char c : key)
+        if (c != '-' && c != '_') folded += lowered(c);
+    return folded;
 }
 
 } // namespace nomara::PreferenceText

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -8,25 +7,26 @@
 
 namespace nomara {
 
-/// The user's settings, by key. A key that is absent differs from one that holds false or 0, and a value that can't be
-/// read as the type asked for counts as absent. Used on the main thread. A write is on disk when the process ends in
-/// order, and soon after it otherwise.
+/// The user's settings as texts, by key. A key that is absent differs from one that holds an empty text. People write
+/// these texts too, at any time: case, hyphens and underscores make no difference in a key. Used on the main thread.
 class PreferencesStore {
 public:
     virtual ~PreferencesStore() = default;
 
-    virtual std::optional<bool> boolean(std::string_view key) const = 0;
-    virtual std::optional<std::int64_t> integer(std::string_view key) const = 0;
-    virtual std::optional<double> real(std::string_view key) const = 0;
+    /// Where a key stands more than once, its texts with a line break between them.
     virtual std::optional<std::string> text(std::string_view key) const = 0;
-    virtual std::optional<std::vector<std::string>> textList(std::string_view key) const = 0;
-
-    virtual void setBoolean(std::string_view key, bool value) = 0;
-    virtual void setInteger(std::string_view key, std::int64_t value) = 0;
-    virtual void setReal(std::string_view key, double value) = 0;
+    /// On disk when these return. What somebody else has changed meanwhile stays.
     virtual void setText(std::string_view key, std::string_view value) = 0;
-    virtual void setTextList(std::string_view key, const std::vector<std::string>& value) = 0;
     virtual void remove(std::string_view key) = 0;
+    /// The keys that are there, as they are written.
+    virtual std::vector<std::string> keys() const = 0;
+
+    /// Takes over what somebody else has written; true if any text differs from before.
+    virtual bool reload() = 0;
+    /// Why what is stored can't be read as settings at all, as a sentence; empty where it can.
+    virtual std::string problem() const = 0;
+    /// The file that a person would mend; empty where there is none.
+    virtual std::string place() const = 0;
 };
 
 } // namespace nomara

@@ -1,19 +1,31 @@
 #include "Quillshade/settings/AppSettings.h"
 
+#include "Quillshade/settings/Spelling.h"
+#include "core/text/Graphemes.h"
+#include "platform/PreferenceText.h"
+
 #include <algorithm>
 #include <cstdlib>
 
 namespace nomara {
 
-AppSettings::AppSettings(PreferencesStore& defaults) : m_defaults(defaults) {}
+AppSettings::AppSettings(PreferencesStore& defaults, KnownApplications* applications)
+    : m_defaults(defaults), m_applications(applications) {}
 
 RecorderConfig AppSettings::recorderConfig() const {
     RecorderConfig config;
+    config.excludedApps.clear();
     config.mode = captureMode();
     config.allDisplays = captureAllDisplays();
     config.textOnly = textOnlyMode();
     config.ocrOnBattery = ocrOnBattery();
-    config.excludedApps = {excludedApps().begin(), excludedApps().end()};
+    if (m_applications != nullptr) m_applications->refresh();
+    for (const std::string& entry : excludedApps()) {
+        config.excludedApps.insert(entry);
+        if (m_applications != nullptr)
+            for (std::string& id : m_applications->identifiers(entry))
+                config.excludedApps.insert(std::move(id));
+    }
     config.excludedSites = excludedSites();
     config.skipPrivateWindows = skipPrivateWindows();
     config.projectRules = projectRules();
@@ -35,12 +47,80 @@ RetentionPolicy AppSettings::retentionPolicy() const {
     return policy;
 }
 
+bool AppSettings::reload() {
+    bool isOther = m_defaults.reload();
+    for (SettingBase* const row : rows())
+        if (row->reload()) isOther = true;
+    return isOther;
+}
+
+AppSettings::Texts AppSettings::problems() const {
+    Texts sentences;
+    if (const std::string problem = m_defaults.problem(); !problem.empty()) sentences.push_back(problem);
+    const std::string place = m_defaults.place().empty() ? "" : " in " + m_defaults.place();
+    for (const SettingBase* const row : rows())
+        if (!row->problem().empty())
+            sentences.push_back("The setting " + row->key() + place + " can't be read: " + row->problem() + "." +
+                                (row->holdsRecording() ? "" : " Its default counts."));
+    for (const UnknownKey& unknown : unknownKeys())
+        sentences.push_back("There is no setting “" + Graphemes::validUTF8(unknown.key) + "”, which stands" +
+                            (place.empty() ? " in the settings" : place) + "." +
+                            (unknown.meant == nullptr ? "" : " Did you mean " + unknown.meant->key() + "?"));
+    return sentences;
+}
+
+bool AppSettings::mustWait() const {
+    const auto isHeld = [](const SettingBase* row) { return !row->problem().empty() && row->holdsRecording(); };
+    const auto meansHeld = [](const UnknownKey& key) { return key.meant != nullptr && key.meant->holdsRecording(); };
+    return !m_defaults.problem().empty() || std::ranges::any_of(rows(), isHeld) ||
+           std::ranges::any_of(unknownKeys(), meansHeld);
+}
+
+AppSettings::Texts AppSettings::unknownApplications() const {
+    Texts unknown;
+    if (m_applications == nullptr) return unknown;
+    for (const std::string& entry : excludedApps())
+        if (m_applications->identifiers(entry).empty()) unknown.push_back(entry);
+    return unknown;
+}
+
+std::vector<AppSettings::UnknownKey> AppSettings::unknownKeys() const {
+    std::vector<UnknownKey> unknown;
+    for (const std::string& key : m_defaults.keys()) {
+        const std::string folded = PreferenceText::foldedKey(key);
+        const SettingBase* meant = nullptr;
+        bool isKnown = false;
+        for (const SettingBase* const row : rows()) {
+            const std::string name = PreferenceText::foldedKey(row->key());
+            isKnown = isKnown || name == folded;
+            if (Spelling::isClose(folded, name)) meant = row;
+        }
+        if (!isKnown) unknown.push_back({key, meant});
+    }
+    return unknown;
+}
+
+template <typename Base, typename Self>
+std::vector<Base*> AppSettings::rowsOf(Self& self) {
+    return {&self.captureMode,       &self.captureAllDisplays,
+            &self.textOnlyMode,      &self.ocrOnBattery,
+            &self.imageQuality,      &self.excludedApps,
+            &self.excludedSites,     &self.skipPrivateWindows,
+            &self.fullImageDays,     &self.keyframeDays,
+            &self.textDays,          &self.diskCapGB,
+            &self.excludeFromBackup, &self.hotKey,
+            &self.hotKeyEnabled,     &self.appLockEnabled,
+            &self.mcpEnabled,        &self.dailySummaryEnabled,
+            &self.projectRules,      &self.onboardingCompleted,
+            &self.pausedUntil};
+}
+
 std::vector<SettingBase*> AppSettings::rows() {
-    return {&captureMode,    &captureAllDisplays, &textOnlyMode,        &ocrOnBattery,  &imageQuality,
-            &excludedApps,   &excludedSites,      &skipPrivateWindows,  &fullImageDays, &keyframeDays,
-            &textDays,       &diskCapGB,          &excludeFromBackup,   &hotKey,        &hotKeyEnabled,
-            &appLockEnabled, &mcpEnabled,         &dailySummaryEnabled, &projectRules,  &onboardingCompleted,
-            &pausedUntil};
+    return rowsOf<SettingBase>(*this);
+}
+
+std::vector<const SettingBase*> AppSettings::rows() const {
+    return rowsOf<const SettingBase>(*this);
 }
 
 } // namespace nomara

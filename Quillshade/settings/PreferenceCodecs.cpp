@@ -1,9 +1,9 @@
 #include "Quillshade/settings/AppSettings.h"
 #include "core/text/Graphemes.h"
+#include "platform/PreferenceText.h"
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <limits>
 
 #include <nlohmann/json.hpp>
@@ -19,21 +19,19 @@ using OptionalDate = std::optional<Date>;
 
 constexpr std::array<std::string_view, 3> qualityNames{"compact", "balanced", "sharp"};
 
-template <typename Number>
-std::optional<Number> number(std::string_view text) {
-    Number value{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-    return value;
+template <typename T>
+Parsed<T> parsed(std::optional<T> value, std::string_view text) {
+    if (value) return {std::move(value), {}};
+    return {std::nullopt, "“" + Graphemes::validUTF8(text) + "” is no value for it"};
 }
 
 /// What a piece of JSON holds, if it has the shape that `read` expects; `read` may throw json's own errors.
 template <typename T, typename Read>
-std::optional<T> fromJSON(std::string_view text, const Read& read) {
+Parsed<T> fromJSON(std::string_view text, const Read& read) {
     try {
-        return read(json::parse(text));
+        return parsed<T>(read(json::parse(text)), text);
     } catch (const json::exception&) {
-        return std::nullopt;
+        return parsed<T>(std::nullopt, text);
     }
 }
 
@@ -50,11 +48,10 @@ std::string toText(const json& value) {
     return value.dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
-/// For what the store keeps as text.
-template <typename T>
-std::optional<T> loadText(const PreferencesStore& store, const std::string& key) {
-    const auto text = store.text(key);
-    return text ? PreferenceCodec<T>::parse(*text) : std::nullopt;
+Parsed<TextList> parsedList(std::string_view text, ListText::Kind kind) {
+    ListText::Reading reading = ListText::parse(text, kind);
+    if (!reading.problem.empty()) return {std::nullopt, std::move(reading.problem)};
+    return {std::move(reading.entries), {}};
 }
 
 } // namespace
@@ -70,100 +67,62 @@ std::optional<ImageQuality> imageQualityNamed(std::string_view name) {
 }
 
 template <>
-std::optional<bool> PreferenceCodec<bool>::load(const PreferencesStore& store, const std::string& key) {
-    return store.boolean(key);
+Parsed<bool> PreferenceCodec<bool>::parse(std::string_view text) {
+    return parsed(PreferenceText::toBoolean(text), text);
 }
 template <>
-void PreferenceCodec<bool>::save(PreferencesStore& store, const std::string& key, const bool& value) {
-    store.setBoolean(key, value);
-}
-template <>
-std::optional<bool> PreferenceCodec<bool>::parse(std::string_view text) {
-    if (text == "true" || text == "yes" || text == "1") return true;
-    if (text == "false" || text == "no" || text == "0") return false;
-    return std::nullopt;
+std::optional<std::string> PreferenceCodec<bool>::print(const bool& value) {
+    return PreferenceText::fromBoolean(value);
 }
 
 template <>
-std::optional<std::int64_t> PreferenceCodec<std::int64_t>::load(const PreferencesStore& store, const std::string& key) {
-    return store.integer(key);
+Parsed<std::int64_t> PreferenceCodec<std::int64_t>::parse(std::string_view text) {
+    return parsed(PreferenceText::toInteger(text), text);
 }
 template <>
-void PreferenceCodec<std::int64_t>::save(PreferencesStore& store, const std::string& key, const std::int64_t& value) {
-    store.setInteger(key, value);
-}
-template <>
-std::optional<std::int64_t> PreferenceCodec<std::int64_t>::parse(std::string_view text) {
-    return number<std::int64_t>(text);
+std::optional<std::string> PreferenceCodec<std::int64_t>::print(const std::int64_t& value) {
+    return PreferenceText::fromInteger(value);
 }
 
 template <>
-std::optional<CaptureMode> PreferenceCodec<CaptureMode>::parse(std::string_view text) {
-    return captureModeNamed(text);
+Parsed<CaptureMode> PreferenceCodec<CaptureMode>::parse(std::string_view text) {
+    return parsed(captureModeNamed(PreferenceText::bare(text)), text);
 }
 template <>
-std::optional<CaptureMode> PreferenceCodec<CaptureMode>::load(const PreferencesStore& store, const std::string& key) {
-    return loadText<CaptureMode>(store, key);
-}
-template <>
-void PreferenceCodec<CaptureMode>::save(PreferencesStore& store, const std::string& key, const CaptureMode& value) {
-    store.setText(key, name(value));
+std::optional<std::string> PreferenceCodec<CaptureMode>::print(const CaptureMode& value) {
+    return std::string(name(value));
 }
 
 template <>
-std::optional<ImageQuality> PreferenceCodec<ImageQuality>::parse(std::string_view text) {
-    return imageQualityNamed(text);
+Parsed<ImageQuality> PreferenceCodec<ImageQuality>::parse(std::string_view text) {
+    return parsed(imageQualityNamed(PreferenceText::bare(text)), text);
 }
 template <>
-std::optional<ImageQuality> PreferenceCodec<ImageQuality>::load(const PreferencesStore& store, const std::string& key) {
-    return loadText<ImageQuality>(store, key);
+std::optional<std::string> PreferenceCodec<ImageQuality>::print(const ImageQuality& value) {
+    return std::string(name(value));
 }
-template <>
-void PreferenceCodec<ImageQuality>::save(PreferencesStore& store, const std::string& key, const ImageQuality& value) {
-    store.setText(key, name(value));
+
+Parsed<TextList> SiteListCodec::parse(std::string_view text) {
+    return parsedList(text, ListText::Kind::sites);
+}
+
+Parsed<TextList> ApplicationListCodec::parse(std::string_view text) {
+    return parsedList(text, ListText::Kind::applications);
 }
 
 template <>
-std::optional<TextList> PreferenceCodec<TextList>::load(const PreferencesStore& store, const std::string& key) {
-    return store.textList(key);
-}
-template <>
-void PreferenceCodec<TextList>::save(PreferencesStore& store, const std::string& key, const TextList& value) {
-    store.setTextList(key, value);
-}
-// A list decides what is never recorded: one that was misread would let through what the user meant to keep out.
-template <>
-std::optional<TextList> PreferenceCodec<TextList>::parse(std::string_view text) {
-    const std::string_view plain = Graphemes::trimmed(text);
-    if (plain.starts_with('[')) return fromJSON<TextList>(plain, [](const json& list) { return list.get<TextList>(); });
-    if (plain.find_first_of("[]{}\"'") != std::string_view::npos) return std::nullopt;
-    TextList list;
-    for (std::size_t start = 0; start <= plain.size();) {
-        const std::size_t comma = std::min(plain.find(',', start), plain.size());
-        if (const auto item = Graphemes::trimmed(plain.substr(start, comma - start)); !item.empty())
-            list.emplace_back(item);
-        start = comma + 1;
-    }
-    return list;
-}
-
-template <>
-std::optional<HotKeyCombo> PreferenceCodec<HotKeyCombo>::parse(std::string_view text) {
-    return fromJSON<HotKeyCombo>(text, [](const json& value) {
+Parsed<HotKeyCombo> PreferenceCodec<HotKeyCombo>::parse(std::string_view text) {
+    return fromJSON<HotKeyCombo>(text, [](const json& value) -> std::optional<HotKeyCombo> {
         return HotKeyCombo{unsigned32(value.at("keyCode")), unsigned32(value.at("carbonModifiers"))};
     });
 }
 template <>
-std::optional<HotKeyCombo> PreferenceCodec<HotKeyCombo>::load(const PreferencesStore& store, const std::string& key) {
-    return loadText<HotKeyCombo>(store, key);
-}
-template <>
-void PreferenceCodec<HotKeyCombo>::save(PreferencesStore& store, const std::string& key, const HotKeyCombo& value) {
-    store.setText(key, toText({{"keyCode", value.keyCode}, {"carbonModifiers", value.carbonModifiers}}));
+std::optional<std::string> PreferenceCodec<HotKeyCombo>::print(const HotKeyCombo& value) {
+    return toText({{"keyCode", value.keyCode}, {"carbonModifiers", value.carbonModifiers}});
 }
 
 template <>
-std::optional<RuleList> PreferenceCodec<RuleList>::parse(std::string_view text) {
+Parsed<RuleList> PreferenceCodec<RuleList>::parse(std::string_view text) {
     return fromJSON<RuleList>(text, [](const json& list) -> std::optional<RuleList> {
         if (!list.is_array()) return std::nullopt;
         RuleList rules;
@@ -174,35 +133,22 @@ std::optional<RuleList> PreferenceCodec<RuleList>::parse(std::string_view text) 
     });
 }
 template <>
-std::optional<RuleList> PreferenceCodec<RuleList>::load(const PreferencesStore& store, const std::string& key) {
-    return loadText<RuleList>(store, key);
-}
-template <>
-void PreferenceCodec<RuleList>::save(PreferencesStore& store, const std::string& key, const RuleList& value) {
+std::optional<std::string> PreferenceCodec<RuleList>::print(const RuleList& value) {
     json list = json::array();
     for (const ProjectRule& rule : value)
         list.push_back({{"id", rule.id}, {"name", rule.name}, {"keywords", rule.keywords}});
-    store.setText(key, toText(list));
+    return toText(list);
 }
 
 template <>
-std::optional<OptionalDate> PreferenceCodec<OptionalDate>::load(const PreferencesStore& store, const std::string& key) {
-    const auto seconds = store.real(key);
-    return seconds ? OptionalDate(Date{*seconds}) : OptionalDate();
+Parsed<OptionalDate> PreferenceCodec<OptionalDate>::parse(std::string_view text) {
+    if (PreferenceText::bare(text).empty()) return {std::optional<OptionalDate>(std::in_place), {}};
+    const auto seconds = PreferenceText::toReal(text);
+    return parsed(seconds ? std::optional<OptionalDate>(Date{*seconds}) : std::nullopt, text);
 }
 template <>
-void PreferenceCodec<OptionalDate>::save(PreferencesStore& store, const std::string& key, const OptionalDate& value) {
-    if (value)
-        store.setReal(key, value->seconds);
-    else
-        store.remove(key);
-}
-template <>
-std::optional<OptionalDate> PreferenceCodec<OptionalDate>::parse(std::string_view text) {
-    if (text.empty()) return std::optional<OptionalDate>(std::in_place);
-    const auto seconds = number<double>(text);
-    if (!seconds) return std::nullopt;
-    return OptionalDate(Date{*seconds});
+std::optional<std::string> PreferenceCodec<OptionalDate>::print(const OptionalDate& value) {
+    return value ? std::optional(PreferenceText::fromReal(value->seconds)) : std::nullopt;
 }
 
 } // namespace nomara

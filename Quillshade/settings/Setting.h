@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Quillshade/settings/ListText.h"
 #include "platform/PreferencesStore.h"
 
 #include <functional>
@@ -7,58 +8,116 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace nomara {
 
-/// One row of the settings, whatever its type. Main thread.
+/// What a row does for the recording when its text can't be read.
+enum class Unreadable {
+    countsAsDefault, ///< which records no more than any other value
+    holdsRecording,  ///< the text may have asked for less to be recorded
+};
+
+/// One row of the settings, whatever its type: a value that is read from the store, and written back the moment it
+/// changes. Main thread.
 class SettingBase {
 public:
-    explicit SettingBase(std::string key) : m_key(std::move(key)) {}
+    SettingBase(PreferencesStore& store, std::string key, Unreadable unreadable)
+        : m_store(store), m_key(std::move(key)), m_unreadable(unreadable) {}
     virtual ~SettingBase() = default;
     SettingBase(const SettingBase&) = delete;
     SettingBase& operator=(const SettingBase&) = delete;
 
     const std::string& key() const { return m_key; }
-    /// Sets the value from how a person would write it; false, and nothing changed, if it makes no sense.
+    /// Why the stored text can't be read, as a clause; empty where it can, or there is none.
+    const std::string& problem() const { return m_problem; }
+    /// Whether nothing may be recorded while there is a problem.
+    bool holdsRecording() const { return m_unreadable == Unreadable::holdsRecording; }
+
+    /// Reads the stored text again; true if the value, or whether it can be read, is another now. Announces nothing.
+    virtual bool reload() = 0;
+    /// Why a text as a person would write it is no value, as a clause; empty where it is one.
+    virtual std::string check(std::string_view text) const = 0;
+    /// Sets the value from such a text; false, and nothing changed, if it is none.
     virtual bool setFromText(std::string_view text) = 0;
 
+protected:
+    std::optional<std::string> storedText() const { return m_store.text(m_key); }
+    void store(const std::optional<std::string>& text) {
+        if (text)
+            m_store.setText(m_key, *text);
+        else
+            m_store.remove(m_key);
+        m_problem.clear();
+    }
+    void setProblem(std::string clause) { m_problem = std::move(clause); }
+
 private:
+    PreferencesStore& m_store;
     const std::string m_key;
+    const Unreadable m_unreadable;
+    std::string m_problem;
 };
 
-/// How a type is kept: `load` answers absent for what can't be read, `parse` for what a person can't have meant.
+/// A value, or why a text is none.
+template <typename T>
+struct Parsed {
+    std::optional<T> value;
+    std::string problem;
+};
+
+/// How a type is written. `print` gives nothing for what stands in the store by its absence.
 template <typename T>
 struct PreferenceCodec {
-    static std::optional<T> load(const PreferencesStore& store, const std::string& key);
-    static void save(PreferencesStore& store, const std::string& key, const T& value);
-    static std::optional<T> parse(std::string_view text);
+    static Parsed<T> parse(std::string_view text);
+    static std::optional<std::string> print(const T& value);
 };
 
-/// A value that is read once, and written back the moment it changes.
-template <typename T>
+struct SiteListCodec {
+    static Parsed<std::vector<std::string>> parse(std::string_view text);
+    static std::optional<std::string> print(const std::vector<std::string>& list) { return ListText::print(list); }
+};
+
+struct ApplicationListCodec {
+    static Parsed<std::vector<std::string>> parse(std::string_view text);
+    static std::optional<std::string> print(const std::vector<std::string>& list) { return ListText::print(list); }
+};
+
+template <typename T, typename Codec = PreferenceCodec<T>>
 class Setting final : public SettingBase {
 public:
-    Setting(PreferencesStore& store, std::string key, T fallback, std::function<void()> changed)
-        : SettingBase(std::move(key)), m_store(store), m_changed(std::move(changed)),
-          m_value(PreferenceCodec<T>::load(store, this->key()).value_or(std::move(fallback))) {}
+    Setting(PreferencesStore& store, std::string key, T fallback, Unreadable unreadable, std::function<void()> changed)
+        : SettingBase(store, std::move(key), unreadable), m_changed(std::move(changed)),
+          m_fallback(std::move(fallback)), m_value(m_fallback) {
+        reload();
+    }
 
     const T& operator()() const { return m_value; }
     /// Stores the value and announces it.
     void set(T value) {
         m_value = std::move(value);
-        PreferenceCodec<T>::save(m_store, key(), m_value);
+        store(Codec::print(m_value));
         if (m_changed) m_changed();
     }
+
+    bool reload() override {
+        const auto text = storedText();
+        Parsed<T> parsed = text ? Codec::parse(*text) : Parsed<T>{m_fallback, {}};
+        const bool isOther = problem() != parsed.problem || m_value != parsed.value.value_or(m_fallback);
+        m_value = std::move(parsed.value).value_or(m_fallback);
+        setProblem(std::move(parsed.problem));
+        return isOther;
+    }
+    std::string check(std::string_view text) const override { return Codec::parse(text).problem; }
     bool setFromText(std::string_view text) override {
-        auto value = PreferenceCodec<T>::parse(text);
-        if (!value) return false;
-        set(std::move(*value));
-        return true;
+        auto parsed = Codec::parse(text);
+        if (parsed.value) set(*std::move(parsed.value));
+        return parsed.value.has_value();
     }
 
 private:
-    PreferencesStore& m_store;
     const std::function<void()> m_changed;
+    const T m_fallback;
     T m_value;
 };
 

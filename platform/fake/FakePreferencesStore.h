@@ -2,34 +2,29 @@
 
 #include "platform/PreferencesStore.h"
 
-#include <functional>
 #include <map>
-#include <variant>
 
 namespace nomara {
 
-/// Settings in memory. Values stand as texts or lists of texts and are read by the same rules as the real store's, so
-/// `setText("fullImageDays", "tomorrow")` is a value of the wrong type.
+/// Settings in memory. `edit` is the hand of somebody else, which counts from the next `reload` on.
 class FakePreferencesStore final : public PreferencesStore {
 public:
-    std::optional<bool> boolean(std::string_view key) const override;
-    std::optional<std::int64_t> integer(std::string_view key) const override;
-    std::optional<double> real(std::string_view key) const override;
     std::optional<std::string> text(std::string_view key) const override;
-    std::optional<std::vector<std::string>> textList(std::string_view key) const override;
-
-    void setBoolean(std::string_view key, bool value) override;
-    void setInteger(std::string_view key, std::int64_t value) override;
-    void setReal(std::string_view key, double value) override;
     void setText(std::string_view key, std::string_view value) override;
-    void setTextList(std::string_view key, const std::vector<std::string>& value) override;
     void remove(std::string_view key) override;
+    std::vector<std::string> keys() const override;
+    bool reload() override;
+    std::string problem() const override { return m_problem; }
+    std::string place() const override { return {}; }
 
-    bool contains(std::string_view key) const { return m_values.contains(key); }
+    void edit(std::string_view key, const std::optional<std::string>& value);
+    void setProblem(std::string sentence) { m_problem = std::move(sentence); }
+    bool contains(std::string_view key) const { return text(key).has_value(); }
 
 private:
-    using Value = std::variant<std::string, std::vector<std::string>>;
-    std::map<std::string, Value, std::less<>> m_values;
+    using Texts = std::map<std::string, std::string, std::less<>>;
+    Texts m_texts, m_edited;
+    std::string m_problem;
 };
 
 } // namespace nomara

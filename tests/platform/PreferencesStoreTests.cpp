@@ -1,10 +1,9 @@
 #include "platform/fake/FakePreferencesStore.h"
-#include "platform/linux/settings/QtPreferencesStore.h"
+#include "platform/linux/settings/IniPreferencesStore.h"
 #include "tests/support/TemporaryData.h"
 
 #include <fstream>
 #include <iterator>
-#include <limits>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -28,7 +27,7 @@ mode_t permissions(const fs::path& path) {
 }
 
 // Each test runs with a new store each time it asks for one, over the same file.
-class QtPreferences : public ::testing::Test {
+class IniPreferences : public ::testing::Test {
 protected:
     fs::path file() const { return m_folder.root() / "config" / "Quillshade" / "quillshade.ini"; }
     void writeFile(std::string_view text) const {
@@ -42,124 +41,148 @@ private:
 
 } // namespace
 
-TEST_F(QtPreferences, KeepsEveryKindOfValue) {
-    const Texts lists[] = {
-        {}, {""}, {"one"}, {"a,b", "c;d", "\"quoted\"", "back\\slash", " spaces "}, {"@Invalid()", "[x]", "ünï ✓\n"}};
-    const Texts texts = {"",      "plain",     "a, b, c", "@Invalid()", "[1]", "line\nbreak",
-                         "\"q\"", "ış 🦊", "%41",     " edge "};
-    const double reals[] = {0, -0.0, 0.1, 1'700'000'000.123456, 1e300, std::numeric_limits<double>::denorm_min()};
-    const std::int64_t integers[] = {0, -1, 7, std::numeric_limits<std::int64_t>::max(),
-                                     std::numeric_limits<std::int64_t>::min()};
+TEST_F(IniPreferences, KeepsEveryText) {
+    const Texts texts = {"",
+                         "plain",
+                         "a, b, c",
+                         "@Invalid()",
+                         "[1]",
+                         "line\nbreak",
+                         "\"q\"",
+                         "ış 🦊",
+                         "%41",
+                         " edge ",
+                         "a=b",
+                         "c:\\d",
+                         "\"open",
+                         "\"a\", \"b\"",
+                         "[\"a, b\"]",
+                         "x\\\"y",
+                         "\x01"
+                         "f",
+                         "; not a comment",
+                         "\\",
+                         "\r\n"};
     {
-        QtPreferencesStore store(file());
-        const auto key = [](const char* kind, std::size_t i) { return kind + std::to_string(i); };
-        for (std::size_t i = 0; i < std::size(lists); ++i)
-            store.setTextList(key("list", i), lists[i]);
-        for (std::size_t i = 0; i < std::size(texts); ++i)
-            store.setText(key("text", i), texts[i]);
-        for (std::size_t i = 0; i < std::size(reals); ++i)
-            store.setReal(key("real", i), reals[i]);
-        for (std::size_t i = 0; i < std::size(integers); ++i)
-            store.setInteger(key("integer", i), integers[i]);
-        store.setBoolean("yes", true);
-        store.setBoolean("no", false);
+        IniPreferencesStore store(file());
+        for (std::size_t i = 0; i < texts.size(); ++i)
+            store.setText("text" + std::to_string(i), texts[i]);
         EXPECT_TRUE(store.isWritable());
     }
-    const QtPreferencesStore store(file());
-    for (std::size_t i = 0; i < std::size(lists); ++i)
-        EXPECT_EQ(store.textList("list" + std::to_string(i)), lists[i]) << i;
-    for (std::size_t i = 0; i < std::size(texts); ++i)
-        EXPECT_EQ(store.text("text" + std::to_string(i)), texts[i]) << i;
-    for (std::size_t i = 0; i < std::size(reals); ++i)
-        EXPECT_EQ(store.real("real" + std::to_string(i)), reals[i]) << i;
-    for (std::size_t i = 0; i < std::size(integers); ++i)
-        EXPECT_EQ(store.integer("integer" + std::to_string(i)), integers[i]) << i;
-    EXPECT_EQ(store.boolean("yes"), true);
-    EXPECT_EQ(store.boolean("no"), false);
+    const IniPreferencesStore store(file());
+    for (std::size_t i = 0; i < texts.size(); ++i)
+        EXPECT_EQ(store.text("text" + std::to_string(i)), texts[i]) << contents(file());
+    EXPECT_EQ(store.keys().size(), texts.size());
+    EXPECT_EQ(store.problem(), "");
+    EXPECT_EQ(store.text("text99"), std::nullopt);
 }
 
-TEST_F(QtPreferences, TellsAbsentFromFalseZeroAndEmpty) {
-    QtPreferencesStore store(file());
-    store.setBoolean("key", false);
-    EXPECT_EQ(store.boolean("key"), false);
-    store.remove("key");
-    for (const QtPreferencesStore& each : {QtPreferencesStore(file())}) {
-        EXPECT_EQ(each.boolean("key"), std::nullopt);
-        EXPECT_EQ(each.integer("key"), std::nullopt);
-        EXPECT_EQ(each.real("key"), std::nullopt);
-        EXPECT_EQ(each.text("key"), std::nullopt);
-        EXPECT_EQ(each.textList("key"), std::nullopt);
+// What Qt's own class, which earlier versions used, made of the same texts.
+TEST_F(IniPreferences, ReadsFilesOfEarlierVersions) {
+    writeFile("[General]\nexcludedSites=[\\\"bank.example\\\"]\n"
+              "excludedApps=\"[\\\"a, b\\\",\\\"bücher.example\\\"]\"\n"
+              "projectRules=\"[{\\\"keywords\\\":[\\\"c\\\\\\\\d\\\"],\\\"name\\\":\\\"Nä;me\\\"}]\"\n"
+              "mode=saver\nedge=\" x\\x1by \"\nempty=\n");
+    const IniPreferencesStore store(file());
+    EXPECT_EQ(store.text("excludedSites"), R"(["bank.example"])");
+    EXPECT_EQ(store.text("excludedApps"), R"(["a, b","bücher.example"])");
+    EXPECT_EQ(store.text("projectRules"), R"([{"keywords":["c\\d"],"name":"Nä;me"}])");
+    EXPECT_EQ(store.text("mode"), "saver");
+    EXPECT_EQ(store.text("empty"), "");
+}
+
+TEST_F(IniPreferences, ReadsWhatPeopleWriteIntoTheFile) {
+    const struct {
+        const char *file, *text;
+        const char* problem = "";
+    } rows[] = {
+        {"[General]\nsites=a.example\n", "a.example"},
+        {"sites=a.example", "a.example"},
+        {"\xEF\xBB\xBF[General]\r\nsites = a.example \r\n", "a.example"},
+        {"[Privacy]\nSITES = a.example", "a.example"},
+        {"si-tes: nothing\nsites=b", "b", "line 1 is neither a setting nor part of one"},
+        {"[General]\nsites=\"a.example\"\n", "\"a.example\""},
+        {"sites=[\"a\", \"b\"]", "[\"a\", \"b\"]"},
+        {"sites=a;b", "a;b"},
+        {"sites=a, \\\n  b\n\n# c\nhttps://d/?e=f\nother=1", "a,\nb\nhttps://d/?e=f"},
+        {"sites=[\n\"a\",\n\"b\"\n]\nother=1", "[\n\"a\",\n\"b\"\n]"},
+        {"sites=\n[\"a\", \"b\"]\n", "\n[\"a\", \"b\"]"},
+        {"sites=a\nother=1\nsites=b", "a\nb"},
+        {"sites=a\n[Other]\nb", "a", "line 3 is neither a setting nor part of one"},
+        {"sites=a\n# caf\xe9\nother=caf\xe9", "a", "line 3 isn't written in UTF-8"},
+        {"; sites=a\nsites=b", "b"},
+    };
+    for (const auto& row : rows) {
+        writeFile(row.file);
+        const IniPreferencesStore store(file());
+        EXPECT_EQ(store.text("sites"), row.text) << row.file;
+        EXPECT_EQ(store.problem().find(row.problem) == std::string::npos, false) << row.file << store.problem();
+        EXPECT_EQ(store.problem().empty(), *row.problem == '\0') << row.file << store.problem();
     }
 }
 
-TEST_F(QtPreferences, ReadsWhatPeopleWriteIntoTheFile) {
-    writeFile("[General]\nmode=quality\nflag=Yes\ndays= 7 \nsites=a.example, b.example\nuntil=1700000000.5\n");
-    const QtPreferencesStore store(file());
-    EXPECT_EQ(store.text("mode"), "quality");
-    EXPECT_EQ(store.boolean("flag"), true);
-    EXPECT_EQ(store.integer("days"), 7);
-    EXPECT_EQ(store.textList("sites"), (Texts{"a.example", "b.example"}));
-    EXPECT_EQ(store.real("until"), 1'700'000'000.5);
+TEST_F(IniPreferences, ChangesTheLinesOfOneKeyAlone) {
+    writeFile("# mine\n[General]\nmode=saver ; slow\nsites=a\n  b\n\n# more\nmystery={x\nSites=c\n");
+    IniPreferencesStore store(file());
+    store.setText("sites", "d");
+    EXPECT_EQ(contents(file()), "# mine\n[General]\nmode=saver ; slow\nsites=d\n\n# more\nmystery={x\n");
+    // Somebody edits the file; neither is lost.
+    writeFile("[General]\nsites=e\n");
+    store.setText("mode", "quality");
+    EXPECT_EQ(contents(file()), "[General]\nsites=e\nmode=quality\n");
+    EXPECT_EQ(store.text("sites"), "d") << "until it is reloaded";
+    EXPECT_TRUE(store.reload());
+    EXPECT_EQ(store.text("sites"), "e");
+    EXPECT_FALSE(store.reload());
+    store.remove("sites");
+    EXPECT_EQ(store.text("sites"), std::nullopt);
+    EXPECT_FALSE(store.reload()) << "its own changes are no news";
+    fs::remove(file());
+    EXPECT_TRUE(store.reload());
+    EXPECT_EQ(store.text("mode"), std::nullopt);
 }
 
-TEST_F(QtPreferences, IsForItsOwnerAlone) {
+TEST_F(IniPreferences, KeepsALinkAndWhatCantBeRead) {
+    writeFile("[General]\nmode=saver\n");
+    const fs::path elsewhere = file().parent_path() / "elsewhere.ini";
+    fs::rename(file(), elsewhere);
+    fs::create_symlink(elsewhere, file());
+    IniPreferencesStore linked(file());
+    linked.setText("mode", "quality");
+    EXPECT_TRUE(fs::is_symlink(file()));
+    EXPECT_EQ(contents(elsewhere), "[General]\nmode=quality\n");
+
+    fs::remove(file());
+    fs::create_directory(file());
+    IniPreferencesStore store(file());
+    EXPECT_NE(store.problem(), "");
+    store.setText("mode", "saver");
+    EXPECT_FALSE(store.isWritable());
+    EXPECT_EQ(store.text("mode"), "saver") << "in memory";
+    fs::remove(file());
+    store.setText("days", "7");
+    EXPECT_TRUE(store.isWritable());
+    EXPECT_EQ(contents(file()), "[General]\ndays=7\nmode=saver\n");
+}
+
+TEST_F(IniPreferences, IsForItsOwnerAlone) {
     const mode_t before = umask(0);
     writeFile("[General]\nkept=1\n");
     chmod(file().c_str(), 0644);
     {
-        QtPreferencesStore store(file());
+        IniPreferencesStore store(file());
         EXPECT_EQ(permissions(file()), 0600U) << "opened";
-        store.setInteger("number", 1);
+        store.setText("number", "1");
         EXPECT_EQ(permissions(file()), 0600U) << "written";
         fs::remove(file());
-        store.setInteger("number", 2);
+        store.setText("number", "2");
         EXPECT_EQ(permissions(file()), 0600U) << "made anew";
     }
     fs::remove_all(file().parent_path());
-    QtPreferencesStore store(file());
+    IniPreferencesStore store(file());
     EXPECT_EQ(permissions(file().parent_path()), 0700U);
     EXPECT_EQ(permissions(file()), 0600U);
     umask(before);
-}
-
-TEST_F(QtPreferences, WritesAtOnce) {
-    QtPreferencesStore store(file());
-    store.setText("mode", "saver");
-    EXPECT_NE(contents(file()).find("mode=saver"), std::string::npos) << contents(file());
-}
-
-// The real store and the stand-in, by the same table.
-TEST_F(QtPreferences, AndItsStandInCountWrongTypesAsAbsent) {
-    struct Row {
-        std::string text;
-        std::optional<bool> boolean;
-        std::optional<std::int64_t> integer;
-        std::optional<double> real;
-    };
-    const Row rows[] = {
-        {"7", {}, 7, 7.0},      {"1", true, 1, 1.0},
-        {"0", false, 0, 0.0},   {"TRUE", true, {}, {}},
-        {"no", false, {}, {}},  {"2.5", {}, {}, 2.5},
-        {"7 days", {}, {}, {}}, {"tomorrow", {}, {}, {}},
-        {"", {}, {}, {}},       {"9223372036854775808", {}, {}, 9223372036854775808.0},
-        {"inf", {}, {}, {}},    {"nan", {}, {}, {}},
-        {"0x10", {}, {}, {}},
-    };
-    QtPreferencesStore real(file());
-    FakePreferencesStore fake;
-    for (PreferencesStore* store : {static_cast<PreferencesStore*>(&real), static_cast<PreferencesStore*>(&fake)}) {
-        for (const Row& row : rows) {
-            store->setText("key", row.text);
-            EXPECT_EQ(store->boolean("key"), row.boolean) << row.text;
-            EXPECT_EQ(store->integer("key"), row.integer) << row.text;
-            EXPECT_EQ(store->real("key"), row.real) << row.text;
-            EXPECT_EQ(store->textList("key"), std::nullopt) << row.text;
-        }
-        store->setTextList("key", {"1", "2"});
-        EXPECT_EQ(store->integer("key"), std::nullopt);
-        EXPECT_EQ(store->boolean("key"), std::nullopt);
-        EXPECT_EQ(store->textList("key"), (Texts{"1", "2"}));
-    }
 }
 
 } // namespace nomara

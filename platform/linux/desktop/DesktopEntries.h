@@ -28,6 +28,7 @@ public:
     InstalledPrograms() = default;
     explicit InstalledPrograms(std::vector<DesktopEntry> entries);
 
+    const std::vector<DesktopEntry>& all() const { return m_entries; }
     const DesktopEntry* withID(std::string_view id) const;
     /// By what the entry says about its windows, else by an id that is or ends in the name, whatever its case.
     const DesktopEntry* withWindowClass(std::string_view name) const;
