@@ -9,6 +9,7 @@
 #include <ostream>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 namespace nomara::ctl {
 
@@ -149,6 +150,21 @@ void printReading(const Listing& list, const Json& report) {
     list.add("Languages", problem);
 }
 
+std::vector<std::string> texts(const Json& object, const char* member) {
+    std::vector<std::string> all;
+    if (const auto found = object.find(member); found != object.end() && found->is_array())
+        for (const Json& item : *found)
+            if (item.is_string()) all.push_back(item.get<std::string>());
+    return all;
+}
+
+void printSettings(const Listing& list, const Json& settings) {
+    for (const std::string& problem : texts(settings, "problems"))
+        list.add("Settings", problem);
+    for (const std::string& application : texts(settings, "unknownApplications"))
+        list.add("Not known", application + ", of excludedApps; quillshade --list-apps shows identifiers");
+}
+
 void print(const Context& context, const Json& report) {
     const auto process = number<std::int64_t>(report, "pid");
     context.out << "Quillshade " << TerminalText::singleLine(text(report, "version")) << " is running";
@@ -161,7 +177,12 @@ void print(const Context& context, const Json& report) {
     list.add("Last look", skipSentence(text(report, "skipReason"), text(front, "name")));
     list.add("In front", applicationText(front));
     list.add("Accessibility", accessibilityText(part(report, "accessibility")));
+    printSettings(list, part(report, "settings"));
     list.add("Data folder", text(report, "dataDirectory"));
+    if (const auto begun = number<double>(report, "memoryBegun"))
+        list.add("Memory",
+                 "Opened anew " + TimePoint::label({*begun}, context.now) + ", as it had been removed or replaced");
+    list.add("Storage", text(report, "storeTrouble"));
     printPictures(context, list, report);
     printReading(list, report);
     if (isTrue(report, "databaseDamaged")) list.add("Database", "Damaged; nothing can be stored");

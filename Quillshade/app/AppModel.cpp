@@ -2,10 +2,13 @@
 
 #include "Quillshade/app/Texts.h"
 #include "core/base/Calendar.h"
+#include "core/base/Log.h"
+#include "core/base/Paths.h"
 
 #include <QCoroFuture>
 #include <QCoroTask>
 #include <QPointer>
+#include <QPromise>
 #include <QStringList>
 #include <algorithm>
 #include <chrono>
@@ -16,7 +19,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto statsInterval = 60s, savedFrameDelay = 8s;
+constexpr auto statsInterval = 60s, savedFrameDelay = 8s, storeInterval = 5s;
 // On battery fewer threads are the gentler ones, though reading takes longer.
 constexpr int mainsWorkers = 2, batteryWorkers = 1;
 constexpr double morningSeconds = 28'800;
@@ -64,6 +67,7 @@ struct AppModel::Courses {
         const auto recovered = model->m_segments.recoverOpenSegments();
         co_await recovered;
         if (model.isNull()) co_return;
+        model->m_isLaunched = true;
         // Whoever hasn't been through the setup is never recorded.
         if (model->m_settings.onboardingCompleted()) {
             model->refreshPermissions();
@@ -71,6 +75,41 @@ struct AppModel::Courses {
         }
         model->refreshStats();
         Q_EMIT model->launched();
+    }
+
+    /// The memory was removed, or another one was put in its place: nothing of the old one may get into what comes now.
+    static QCoro::Task<> replaceMemory(QPointer<AppModel> model) {
+        if (std::exchange(model->m_isReplacingMemory, true)) co_return;
+        model->m_recorder.setBlock(Recorder::Block::storage, true);
+        model->m_backlog.forget();
+        const auto held = std::make_shared<QPromise<void>>();
+        held->start();
+        model->m_recorder.suspendCapture([held] { held->finish(); });
+        const QFuture<void> isHeld = held->future();
+        co_await isHeld;
+        if (model.isNull()) co_return;
+        const QFuture<void> reopened = model->m_hub.reopen();
+        bool isReopened = true;
+        try {
+            co_await reopened;
+        } catch (const std::exception&) {
+            isReopened = false; // the hub has told why, and it is tried again
+        }
+        if (model.isNull()) co_return;
+        model->m_isReplacingMemory = false;
+        model->m_images.invalidateAll();
+        model->m_recorder.resumeCapture();
+        if (isReopened) {
+            Log::notice(LogCategory::storage, "The memory was opened anew in " + NomaraPaths::dataDirectory().string());
+            model->m_memoryBegunAt = model->m_clock.now();
+            model->m_lastSaved.reset();
+            model->m_lastMCPFlag.reset();
+            model->m_databaseDamaged = false;
+            model->applySettings();
+            model->m_recorder.setBlock(Recorder::Block::storage, false);
+        }
+        model->refreshStats();
+        Q_EMIT model->changed();
     }
 };
 
@@ -95,7 +134,10 @@ AppModel::AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, con
           if (platform.startTimer) services.startTimer = *platform.startTimer;
           return services;
       }()),
-      m_policy(m_recorder.policy()) {
+      m_settingsWatch(QString::fromStdString(settings.store().place())), m_policy(m_recorder.policy()) {
+    m_storeTimer.setTimerType(Qt::VeryCoarseTimer);
+    connect(&m_storeTimer, &QTimer::timeout, this, &AppModel::checkStore);
+    connect(&m_settingsWatch, &FileWatch::changed, this, &AppModel::reloadSettings);
     m_pauseTimer.setSingleShot(true);
     connect(&m_pauseTimer, &QTimer::timeout, this, [this] {
         if (m_settings.pausedUntil() && *m_settings.pausedUntil() > m_clock.now())
@@ -108,6 +150,9 @@ AppModel::AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, con
     m_statsTimer.setTimerType(Qt::VeryCoarseTimer);
     connect(&m_statsTimer, &QTimer::timeout, this, [this] {
         refreshStats();
+        reloadSettings(); // on a network disk nobody tells of changes
+        // What isn't known may have been installed meanwhile.
+        if (!m_settings.unknownApplications().empty()) applySettings();
         if (m_policy.ocrNow) m_backlog.kick();
     });
 }
@@ -115,6 +160,7 @@ AppModel::AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, con
 AppModel::~AppModel() {
     m_settings.onChange = nullptr;
     m_hub.setOnDamage(nullptr);
+    m_hub.setOnTrouble(nullptr);
 }
 
 void AppModel::start() {
@@ -123,6 +169,7 @@ void AppModel::start() {
     events.status = [weak](RecorderStatus status) {
         if (weak.isNull()) return;
         weak->m_status = status;
+        weak->updateStoreTimer();
         if (status.kind == RecorderStatus::Kind::needsPermission) weak->refreshPermissions();
         Q_EMIT weak->changed();
     };
@@ -148,12 +195,16 @@ void AppModel::start() {
     m_recorder.setPower(m_powerSnapshot);
     m_ocr.setWorkers(m_powerSnapshot.onBattery ? batteryWorkers : mainsWorkers);
     // The policy of these settings, before anything acts on that of others.
+    holdForSettings();
     m_recorder.setConfig(m_settings.recorderConfig());
     m_policy = m_recorder.policy();
     m_hub.setOnDamage([weak] {
         if (weak.isNull()) return;
         weak->m_databaseDamaged = true;
         Q_EMIT weak->changed();
+    });
+    m_hub.setOnTrouble([weak](const StoreTrouble& trouble) {
+        if (!weak.isNull()) weak->storeTroubleChanged(trouble);
     });
     m_backlog.setOnProgress([weak] {
         if (!weak.isNull()) weak->refreshStats();
@@ -176,6 +227,7 @@ void AppModel::start() {
 
 void AppModel::shutdown() {
     m_statsTimer.stop();
+    m_storeTimer.stop();
     m_pauseTimer.stop();
     m_backlog.setAllowed(false);
     m_backlog.cancel();
@@ -183,7 +235,10 @@ void AppModel::shutdown() {
 }
 
 void AppModel::applySettings() {
+    // Before settings that can't be read whole take the place of those that could; after those that can.
+    if (m_settings.mustWait()) holdForSettings();
     m_recorder.setConfig(m_settings.recorderConfig());
+    holdForSettings();
     if (m_lastMCPFlag != m_settings.mcpEnabled()) {
         m_lastMCPFlag = m_settings.mcpEnabled();
         m_hub.writeAsync([enabled = m_settings.mcpEnabled()](MemoryStore& store) {
@@ -191,6 +246,52 @@ void AppModel::applySettings() {
         });
     }
     readPicturesIfAllowed();
+}
+
+void AppModel::holdForSettings() {
+    m_recorder.setBlock(Recorder::Block::settings, m_settings.mustWait());
+    const std::vector<std::string> problems = m_settings.problems();
+    if (std::exchange(m_settingsProblems, problems) == problems) return;
+    for (const std::string& problem : problems)
+        Log::error(LogCategory::app, problem);
+    if (m_settings.mustWait())
+        Log::error(LogCategory::app, "Nothing is recorded until the settings can be read.");
+    else if (problems.empty())
+        Log::notice(LogCategory::app, "The settings can be read again.");
+    Q_EMIT changed();
+}
+
+void AppModel::reloadSettings() {
+    const auto pausedBefore = m_settings.pausedUntil();
+    if (!m_settings.reload()) return;
+    applySettings();
+    if (m_isLaunched) m_recorder.setBlock(Recorder::Block::stopped, !m_settings.onboardingCompleted());
+    if (const auto until = m_settings.pausedUntil(); until != pausedBefore) {
+        m_recorder.setBlock(Recorder::Block::paused, until && *until > m_clock.now());
+        schedulePauseTimer();
+    }
+    Q_EMIT changed();
+}
+
+void AppModel::storeTroubleChanged(const StoreTrouble& trouble) {
+    using Kind = StoreTrouble::Kind;
+    const StoreTrouble before = std::exchange(m_storeTrouble, trouble);
+    if (trouble.kind != Kind::none && m_loggedTroubles.insert(trouble.sentence).second)
+        Log::error(LogCategory::storage, trouble.sentence);
+    if (trouble.kind == Kind::removed || trouble.kind == Kind::replaced)
+        Courses::replaceMemory(this);
+    else if (!m_isReplacingMemory)
+        m_recorder.setBlock(Recorder::Block::storage, trouble.kind != Kind::none);
+    updateStoreTimer();
+    Q_EMIT changed();
+}
+
+// Who isn't recording stores nothing.
+void AppModel::updateStoreTimer() {
+    if (!m_status.isRecording() && m_storeTrouble.kind == StoreTrouble::Kind::none)
+        m_storeTimer.stop();
+    else if (!m_storeTimer.isActive())
+        m_storeTimer.start(storeInterval);
 }
 
 void AppModel::pause(const PauseDuration& duration) {
@@ -249,12 +350,20 @@ QString AppModel::statusText() const {
         return localized("Waiting (display asleep)");
     case RecorderStatus::Kind::needsPermission:
         return localized("Screen Recording permission needed");
+    case RecorderStatus::Kind::waiting:
+        return m_settings.mustWait() ? localized("Waiting (settings can't be read)")
+                                     : localized("Waiting (nothing can be stored)");
     }
     return {};
 }
 
 std::optional<QString> AppModel::detailText() const {
     if (auto pause = pauseText()) return pause;
+    if (m_status.kind == RecorderStatus::Kind::waiting) {
+        const std::vector<std::string> problems =
+            m_settings.mustWait() ? m_settings.problems() : std::vector{m_storeTrouble.sentence};
+        if (!problems.empty()) return QString::fromStdString(problems.front());
+    }
     switch (m_skipReason.kind) {
     case SkipReason::Kind::ownApp:
         return std::nullopt;
@@ -318,6 +427,7 @@ void AppModel::readPicturesIfAllowed() {
 
 void AppModel::frameSaved(const FrameSummary& frame) {
     m_lastSaved = frame;
+    m_loggedTroubles.clear();
     Q_EMIT changed();
     if (!m_savedTimer.isActive()) m_savedTimer.start(savedFrameDelay);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Quillshade/app/FileWatch.h"
 #include "Quillshade/capture/FrontmostTracker.h"
 #include "Quillshade/capture/Recorder.h"
 #include "Quillshade/reading/OCRBacklog.h"
@@ -12,6 +13,7 @@
 #include <QObject>
 #include <QTimer>
 #include <optional>
+#include <set>
 #include <string>
 #include <variant>
 
@@ -56,8 +58,12 @@ public:
     void start();
     /// Ends recording in order: open work is finished and statistics are written. Waits.
     void shutdown();
-    /// Pushes the settings to every service.
+    /// Pushes the settings to every service. Nothing is recorded while they can't be read.
     void applySettings();
+    /// Takes over what somebody has written into the settings' file; called by itself when it changes.
+    void reloadSettings();
+    /// Finds out whether the memory still lies in its place; called by itself while recording.
+    void checkStore() { m_hub.check(); }
 
     void pause(const PauseDuration& duration);
     void pauseUntilResumed();
@@ -90,6 +96,10 @@ public:
     /// does.
     std::optional<QString> readingProblem() const;
     bool databaseDamaged() const { return m_databaseDamaged; }
+    const AppSettings& settings() const { return m_settings; }
+    const StoreTrouble& storeTrouble() const { return m_storeTrouble; }
+    /// When a new memory was begun since the start, as the one before had gone from its place.
+    std::optional<Date> memoryBegunAt() const { return m_memoryBegunAt; }
     std::optional<FrontmostApp> frontmost() const { return m_tracker.current(); }
     Recorder& recorder() { return m_recorder; }
     FrameImageLoader& images() { return m_images; }
@@ -106,6 +116,9 @@ private:
     struct Courses;
 
     void schedulePauseTimer();
+    void holdForSettings();
+    void storeTroubleChanged(const StoreTrouble& trouble);
+    void updateStoreTimer();
     void frameSaved(const FrameSummary& frame);
     void readPicturesIfAllowed();
 
@@ -122,7 +135,13 @@ private:
     QTimer m_pauseTimer;
     QTimer m_statsTimer;
     QTimer m_savedTimer; ///< runs from a saved frame to the statistics that tell of it
+    QTimer m_storeTimer;
+    FileWatch m_settingsWatch;
     std::optional<bool> m_lastMCPFlag;
+    std::vector<std::string> m_settingsProblems; ///< as they were last logged
+    bool m_isLaunched = false;
+    bool m_isReplacingMemory = false;
+    std::set<std::string> m_loggedTroubles; ///< since a frame was last saved
 
     RecorderStatus m_status;
     SkipReason m_skipReason;
@@ -136,6 +155,8 @@ private:
     CaptureReport m_captureReport;
     std::int64_t m_pendingOCR = 0;
     bool m_databaseDamaged = false;
+    StoreTrouble m_storeTrouble;
+    std::optional<Date> m_memoryBegunAt;
 };
 
 } // namespace nomara

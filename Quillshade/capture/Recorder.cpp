@@ -175,6 +175,7 @@ RecorderStatus Recorder::status() const {
     };
     if (blockedBy({Block::stopped})) return {Kind::stopped};
     if (blockedBy({Block::permission})) return {Kind::needsPermission};
+    if (blockedBy({Block::settings, Block::storage})) return {Kind::waiting};
     if (blockedBy({Block::paused})) return {Kind::paused};
     if (blockedBy({Block::locked, Block::screensaver, Block::sessionInactive})) return {Kind::locked};
     if (blockedBy({Block::asleep, Block::displayAsleep})) return {Kind::asleep};

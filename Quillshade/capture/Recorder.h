@@ -33,7 +33,18 @@ class StoreHub;
 class Recorder {
 public:
     /// A reason not to record. The recorder runs exactly while there is none.
-    enum class Block { stopped, paused, locked, screensaver, sessionInactive, asleep, displayAsleep, permission };
+    enum class Block {
+        stopped,
+        paused,
+        locked,
+        screensaver,
+        sessionInactive,
+        asleep,
+        displayAsleep,
+        permission,
+        settings, ///< what the user doesn't want recorded can't be read
+        storage,  ///< nothing can be stored
+    };
 
     /// Callbacks to the model, each called on the main thread. To be set before the first block is lifted.
     struct Events {

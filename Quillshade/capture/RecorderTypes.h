@@ -17,7 +17,15 @@ namespace nomara {
 
 /// What the recorder is doing, as the user sees it.
 struct RecorderStatus {
-    enum class Kind { recording, stopped, paused, locked, asleep, needsPermission };
+    enum class Kind {
+        recording,
+        stopped,
+        paused,
+        locked,
+        asleep,
+        needsPermission,
+        waiting, ///< for settings that can be read, or for a memory that can be written
+    };
 
     Kind kind = Kind::stopped;
     bool textOnly = false; ///< of `recording`: no images are taken

@@ -207,6 +207,12 @@ void OCRBacklog::cancel() {
     m_interrupted.notify_all();
 }
 
+void OCRBacklog::forget() {
+    setAllowed(false);
+    cancel();
+    m_queue.sync([] {});
+}
+
 bool OCRBacklog::isRunning() const {
     const std::lock_guard lock(m_lock);
     return m_running;

@@ -59,6 +59,9 @@ public:
     void readSoon(RowID frameID, Image image);
     /// Ends a pass under way without waiting for it; a picture that is being read stays queued.
     void cancel();
+    /// Cancels, waits for a pass under way, and takes nothing more until it is allowed again: what it holds belongs to
+    /// a memory that is no more.
+    void forget();
     bool isRunning() const;
 
 private:

@@ -4,6 +4,7 @@
 #include "core/base/Log.h"
 #include "core/base/Paths.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <filesystem>
@@ -22,6 +23,15 @@ std::string stamp(Date date) {
     std::snprintf(text.data(), text.size(), "%04d%02d%02d-%02d%02d%02d", c.year, c.month, c.day, c.hour, c.minute,
                   c.second);
     return text.data();
+}
+
+constexpr std::int32_t cannotOpen = 14; // SQLite's code
+
+// SQLite's primary result codes for a file that can't be written to.
+bool isRefusal(std::int32_t primaryCode) {
+    constexpr std::array<std::int32_t, 4> codes{8 /* read-only */, 10 /* input or output failed */, 13 /* full */,
+                                                cannotOpen};
+    return std::find(codes.begin(), codes.end(), primaryCode) != codes.end();
 }
 
 // rename() would replace what is there, but a database once set aside is never lost.
@@ -100,6 +110,94 @@ void StoreHub::report(const std::exception& error) {
     });
 }
 
+QFuture<void> StoreHub::reopen() {
+    const auto promise = std::make_shared<QPromise<void>>();
+    promise->start();
+    m_writeQueue.async([this, promise] {
+        try {
+            m_readQueue.sync([this] {
+                // One that was moved away gets what its log still holds; it stays whole.
+                m_writer->checkpoint();
+                closeStores();
+                m_file.removeLog();
+                NomaraPaths::ensureDirectories();
+                openStores();
+            });
+            tell({});
+        } catch (const std::exception& error) {
+            tell({StoreTrouble::Kind::refused, "No new memory can be begun in " +
+                                                   NomaraPaths::dataDirectory().string() + ": " + error.what() + "."});
+            promise->setException(std::current_exception());
+        }
+        promise->finish();
+    });
+    return promise->future();
+}
+
+void StoreHub::check() {
+    m_writeQueue.async([this] {
+        const bool wasRefused = m_trouble.kind == StoreTrouble::Kind::refused;
+        const auto probe = [](MemoryStore& store) {
+            store.transaction([&store] {
+                store.setMeta("write_probe", "1");
+                store.setMeta("write_probe", std::nullopt);
+            });
+        };
+        try {
+            checkPlace();
+            if (!wasRefused) return;
+            runWriting(probe);
+            tell({});
+        } catch (const std::exception&) {
+            // Whoever listens has been told.
+        }
+    });
+}
+
+// What is stored in a file that lies nowhere is lost, and nobody would notice.
+void StoreHub::checkPlace() {
+    using Kind = StoreTrouble::Kind;
+    const std::string file = NomaraPaths::databaseURL().string();
+    StoreTrouble trouble;
+    switch (m_file.look()) {
+    case DatabaseFile::State::inPlace:
+        if (m_trouble.kind != Kind::refused) tell({});
+        return;
+    case DatabaseFile::State::removed:
+        trouble = {Kind::removed, "The memory " + file + " was removed or moved away."};
+        break;
+    case DatabaseFile::State::replaced:
+        trouble = {Kind::replaced, "Another file was put in the place of the memory " + file + "."};
+        break;
+    case DatabaseFile::State::away:
+        trouble = {Kind::away, "The memory " + file + " can't be reached: " + m_file.reason() + "."};
+        break;
+    }
+    tell(trouble);
+    throw SQLiteError(cannotOpen, trouble.sentence);
+}
+
+void StoreHub::reportRefusal(const std::exception& error) {
+    const auto* failure = dynamic_cast<const SQLiteError*>(&error);
+    if (failure == nullptr || !isRefusal(failure->primaryCode())) return;
+    tell({StoreTrouble::Kind::refused,
+          "The memory " + NomaraPaths::databaseURL().string() + " can't be written to: " + failure->message() + "."});
+}
+
+void StoreHub::tell(const StoreTrouble& trouble) {
+    if (std::exchange(m_trouble, trouble) == trouble) return;
+    m_mainThread([handler = std::weak_ptr(m_onTrouble), trouble] {
+        const auto alive = handler.lock();
+        if (!alive || !*alive) return;
+        const auto onTrouble = *alive; // the handler may well replace itself, or end the hub
+        onTrouble(trouble);
+    });
+}
+
+void StoreHub::setOnTrouble(std::function<void(const StoreTrouble&)> onTrouble) {
+    *m_onTrouble = std::move(onTrouble);
+}
+
 void StoreHub::setOnDamage(std::function<void()> onDamage) {
     *m_onDamage = std::move(onDamage);
 }
@@ -121,6 +219,7 @@ void StoreHub::openStores() {
     auto reader = std::make_unique<MemoryStore>(NomaraPaths::databaseURL(), true, m_clock);
     m_writer = std::move(writer);
     m_reader = std::move(reader);
+    m_file.remember(NomaraPaths::databaseURL());
 }
 
 } // namespace nomara

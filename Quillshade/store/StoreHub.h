@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Quillshade/store/DatabaseFile.h"
 #include "core/base/Executor.h"
 #include "core/base/SerialQueue.h"
 #include "core/store/MemoryStore.h"
@@ -10,15 +11,33 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <type_traits>
 #include <utility>
 
 namespace nomara {
 
+/// What keeps things from being stored.
+struct StoreTrouble {
+    enum class Kind {
+        none,
+        removed,  ///< the database, or its folder, was removed or moved away: `reopen` begins with an empty one
+        replaced, ///< another database lies in its place: `reopen` takes it
+        away,     ///< its disk has gone, or can't be reached
+        refused,  ///< the disk takes no more, or nothing at all
+    };
+
+    Kind kind = Kind::none;
+    std::string sentence; ///< for the user; empty for `none`
+    friend bool operator==(const StoreTrouble&, const StoreTrouble&) = default;
+};
+
 /// Owns the two connections to the memory and the two queues on which they run; everything in the application reaches
 /// the database through it. A body is given the store that is current when it runs, and must not call the hub itself:
-/// it would wait for its own queue for good. Failures pass through `report` before they go on to the caller.
-/// Callable from any thread but the two queues; `setOnDamage` and the destructor belong to the main thread.
+/// it would wait for its own queue for good. Failures pass through `report` before they go on to the caller. Nothing is
+/// written to a database that no longer lies in its place: writing fails then, and tells.
+/// Callable from any thread but the two queues; `setOnDamage`, `setOnTrouble` and the destructor belong to the main
+/// thread.
 class StoreHub {
 public:
     /// Makes the folders, the file and its schema where they are missing. Throws filesystem_error or SQLiteError.
@@ -32,21 +51,21 @@ public:
     /// Runs `body(MemoryStore&)` on the reader's, or the writer's, queue and waits for what it gives or throws.
     template <typename Body>
     auto read(Body&& body) {
-        return perform(m_readQueue, m_reader, std::forward<Body>(body));
+        return m_readQueue.sync([&] { return runReading(body); });
     }
     template <typename Body>
     auto write(Body&& body) {
-        return perform(m_writeQueue, m_writer, std::forward<Body>(body));
+        return m_writeQueue.sync([&] { return runWriting(body); });
     }
 
     /// The same without waiting: the future carries what the body gives or throws.
     template <typename Body>
     auto readAsync(Body body) {
-        return enqueue(m_readQueue, m_reader, std::move(body));
+        return enqueue<Body>(m_readQueue, &StoreHub::runReading<Body>, std::move(body));
     }
     template <typename Body>
     auto writeAsync(Body body) {
-        return enqueue(m_writeQueue, m_writer, std::move(body));
+        return enqueue<Body>(m_writeQueue, &StoreHub::runWriting<Body>, std::move(body));
     }
 
     /// Removes the whole data folder and begins with an empty memory. Throws filesystem_error or SQLiteError; the hub
@@ -55,6 +74,14 @@ public:
     /// Sets the database's files aside under a name with the local time `now` and begins with an empty one; pictures
     /// stay in place. Throws like `eraseAll`.
     void resetDamaged(Date now);
+
+    /// Closes the database that was removed or replaced, and begins with what lies in its place: nothing of the old one
+    /// comes back. The future fails like `eraseAll`.
+    QFuture<void> reopen();
+    /// Finds out whether the database still lies in its place, and after a refusal whether it can be written again.
+    void check();
+    /// `onTrouble` is called on the main thread each time that the trouble is another one, or over.
+    void setOnTrouble(std::function<void(const StoreTrouble&)> onTrouble);
 
     /// Tells `onDamage`, once until the next reset, when the error means that the database file is damaged.
     void report(const std::exception& error);
@@ -65,9 +92,9 @@ private:
     using Connection = std::unique_ptr<MemoryStore>;
 
     template <typename Body>
-    auto runReporting(const Connection& store, Body& body) -> std::invoke_result_t<Body&, MemoryStore&> {
+    std::invoke_result_t<Body&, MemoryStore&> runReading(Body& body) {
         try {
-            return body(*store);
+            return body(*m_reader);
         } catch (const std::exception& error) {
             report(error);
             throw;
@@ -75,12 +102,19 @@ private:
     }
 
     template <typename Body>
-    auto perform(SerialQueue& queue, const Connection& store, Body&& body) {
-        return queue.sync([&] { return runReporting(store, body); });
+    std::invoke_result_t<Body&, MemoryStore&> runWriting(Body& body) {
+        checkPlace();
+        try {
+            return body(*m_writer);
+        } catch (const std::exception& error) {
+            report(error);
+            reportRefusal(error);
+            throw;
+        }
     }
 
     template <typename Body>
-    auto enqueue(SerialQueue& queue, const Connection& store, Body body) {
+    auto enqueue(SerialQueue& queue, std::invoke_result_t<Body&, MemoryStore&> (StoreHub::*run)(Body&), Body body) {
         using Result = std::invoke_result_t<Body&, MemoryStore&>;
         struct Job {
             QPromise<Result> promise;
@@ -89,12 +123,12 @@ private:
         auto job = std::make_shared<Job>(Job{{}, std::move(body)});
         job->promise.start();
         auto future = job->promise.future();
-        queue.async([this, &store, job] {
+        queue.async([this, run, job] {
             try {
                 if constexpr (std::is_void_v<Result>)
-                    runReporting(store, job->body);
+                    (this->*run)(job->body);
                 else
-                    job->promise.addResult(runReporting(store, job->body));
+                    job->promise.addResult((this->*run)(job->body));
             } catch (...) {
                 job->promise.setException(std::current_exception());
             }
@@ -103,6 +137,9 @@ private:
         return future;
     }
 
+    void checkPlace();
+    void reportRefusal(const std::exception& error);
+    void tell(const StoreTrouble& trouble);
     void exclusively(const std::function<void()>& work);
     void closeStores();
     void openStores();
@@ -111,10 +148,15 @@ private:
     const Clock& m_clock;
     // Shared only so that a callback on its way to the main thread can tell that the hub is gone.
     const std::shared_ptr<std::function<void()>> m_onDamage = std::make_shared<std::function<void()>>();
+    const std::shared_ptr<std::function<void(const StoreTrouble&)>> m_onTrouble =
+        std::make_shared<std::function<void(const StoreTrouble&)>>();
     std::mutex m_damageLock; // guards m_damageReported
     bool m_damageReported = false;
     Connection m_writer; // used on m_writeQueue alone
     Connection m_reader; // used on m_readQueue alone
+    // Used on m_writeQueue alone.
+    DatabaseFile m_file;
+    StoreTrouble m_trouble;
     // Last, so that they have run all their work before anything that it uses goes.
     SerialQueue m_writeQueue;
     SerialQueue m_readQueue;

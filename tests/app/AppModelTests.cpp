@@ -12,6 +12,8 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <atomic>
+#include <fstream>
+#include <functional>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -135,6 +137,199 @@ TEST(AppModel, SaysWhyNothingIsRecorded) {
         else
             EXPECT_EQ(h.model->detailText(), QString::fromUtf8(row.text));
     }
+}
+
+// A private page stays unrecorded whatever somebody has made of the list of them.
+TEST(AppModel, WaitsForSettingsThatCanBeRead) {
+    ModelHarness h;
+    h.settings.onboardingCompleted.set(true);
+    h.settings.textOnlyMode.set(true);
+    h.settings.excludedSites.set({"bank.example"});
+    h.start();
+    h.settle();
+    ASSERT_TRUE(h.model->status().isRecording());
+    h.preferences.edit("excludedSites", "[bank.example");
+    h.model->reloadSettings();
+    h.settle();
+    EXPECT_EQ(h.model->statusText(), QStringLiteral("Waiting (settings can't be read)"));
+    EXPECT_TRUE(h.model->detailText()->contains(QStringLiteral("excludedSites")));
+    const auto report = [&] { return nlohmann::json::parse(ControlService(*h.model).Status().toStdString()); };
+    EXPECT_EQ(report()["settings"]["problems"].size(), 1U);
+    EXPECT_EQ(report()["recording"], false);
+    h.preferences.edit("excludedSites", "[bank.example]");
+    h.model->reloadSettings();
+    h.settle();
+    EXPECT_TRUE(h.model->status().isRecording());
+    EXPECT_EQ(report()["settings"]["problems"].size(), 0U);
+
+    // Consent and pauses count at once as well.
+    h.preferences.edit("onboardingCompleted", "false");
+    h.model->reloadSettings();
+    h.settle();
+    EXPECT_EQ(h.model->statusText(), QStringLiteral("Setup needed"));
+    h.preferences.edit("onboardingCompleted", "true");
+    h.preferences.edit("pausedUntil", std::to_string(h.clock.now().seconds + 100));
+    h.model->reloadSettings();
+    h.settle();
+    EXPECT_EQ(h.model->statusText(), QStringLiteral("Paused"));
+    h.preferences.edit("pausedUntil", std::nullopt);
+    h.model->reloadSettings();
+    h.settle();
+    EXPECT_TRUE(h.model->status().isRecording());
+
+    h.preferences.edit("excludedApps", "\"open");
+    h.start();
+    h.settle();
+    h.model->reloadSettings();
+    h.settle();
+    EXPECT_FALSE(h.model->status().isRecording());
+}
+
+TEST(FileWatch, TellsOfEachKindOfChange) {
+    application();
+    const TemporaryDataFolder folder;
+    const auto file = folder.path / "settings.ini";
+    std::ofstream(file) << "one";
+    FileWatch watch(QString::fromStdString(file.string()));
+    QSignalSpy changed(&watch, &FileWatch::changed);
+    const std::function<void()> changes[] = {
+        [&] { std::ofstream(file) << "two"; },
+        [&] {
+            std::ofstream(folder.path / "beside") << "three";
+            std::filesystem::rename(folder.path / "beside", file);
+        },
+        [&] { std::ofstream(file) << "four"; },
+        [&] { std::filesystem::remove(file); },
+        [&] { std::ofstream(file) << "five"; },
+        [&] { std::ofstream(file) << "six"; },
+    };
+    int number = 0;
+    for (const auto& change : changes) {
+        changed.clear();
+        change();
+        EXPECT_TRUE(changed.wait(10'000)) << number;
+        ++number;
+    }
+}
+
+/// A model that records over a memory which somebody then lays hands on.
+struct LostMemory : ModelHarness {
+    LostMemory() {
+        settings.onboardingCompleted.set(true);
+        settings.textOnlyMode.set(true);
+        applications.activate(FrontmostApp{6, "org.editor", "Editor"});
+    }
+    void see(const std::string& text) {
+        accessibility.setWindows(6, {{"Title", Rect{0, 0, 500, 500}, text, std::nullopt}});
+        clock.advance(20);
+        tick();
+    }
+    std::string everything() {
+        return hub.read([](MemoryStore& store) {
+            std::string all;
+            for (const FrameSummary& frame : store.frames({0}, {1e12}, false, 100))
+                all += store.frameText(frame.id).value_or("") + "|";
+            return all;
+        });
+    }
+    bool isRecordingAgain() {
+        return QTest::qWaitFor(
+            [&] {
+                model->checkStore();
+                return model->memoryBegunAt() && model->status().isRecording();
+            },
+            60'000);
+    }
+};
+
+TEST(AppModel, BeginsANewMemoryWhenSomebodyRemovedTheOldOne) {
+    namespace fs = std::filesystem;
+    const struct {
+        const char* name;
+        std::function<void(LostMemory&)> remove;
+        const char* held; ///< by the new memory, before anything new is seen
+    } rows[] = {
+        {"the folder is removed", [](LostMemory& h) { fs::remove_all(h.folder.path); }, ""},
+        {"the folder is moved away", [](LostMemory& h) { fs::rename(h.folder.path, h.folder.path.string() + "-old"); },
+         ""},
+        {"the database alone is removed", [](LostMemory& h) { fs::remove(h.folder.path / "nomara.sqlite"); }, ""},
+        {"all files are removed",
+         [](LostMemory& h) {
+             for (const auto& entry : fs::directory_iterator(h.folder.path))
+                 fs::remove_all(entry.path());
+         },
+         ""},
+        {"another database is put in its place",
+         [](LostMemory& h) {
+             const fs::path other = h.folder.path / "other.sqlite";
+             MemoryStore(other, false, h.clock).insertFrame({.timestamp = {1}, .lines = {"from the backup"}});
+             fs::rename(other, h.folder.path / "nomara.sqlite");
+         },
+         "from the backup|"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        LostMemory h;
+        h.start();
+        h.settle();
+        h.see("the secret of before");
+        ASSERT_EQ(h.everything(), "the secret of before|");
+        row.remove(h);
+        h.accessibility.setWindows(6, {{"Title", Rect{0, 0, 500, 500}, "", std::nullopt}});
+        ASSERT_TRUE(h.isRecordingAgain());
+        EXPECT_EQ(h.everything(), row.held);
+        h.see("what came after");
+        EXPECT_EQ(h.everything(), std::string(row.held) + "what came after|");
+        EXPECT_EQ(h.hub.write([](MemoryStore& store) { return store.meta("mcp_enabled"); }), "0");
+        const fs::path old = h.folder.path.string() + "-old";
+        if (fs::exists(old)) {
+            const fs::path database = old / "nomara.sqlite";
+            EXPECT_EQ(MemoryStore(database, false, h.clock).frameText(1), "the secret of before") << "it stays whole";
+            fs::remove_all(old);
+        }
+    }
+}
+
+// The frame at hand when the loss is found is still on the screen afterwards, and is read again.
+TEST(AppModel, LosesNothingThatIsStillOnTheScreen) {
+    LostMemory h;
+    h.start();
+    h.settle();
+    h.see("one line");
+    std::filesystem::remove_all(h.folder.path);
+    h.see("one line\nanother line");
+    ASSERT_TRUE(h.isRecordingAgain());
+    EXPECT_TRUE(h.model->storeTrouble().sentence.empty());
+    h.see("one line\nanother line");
+    EXPECT_EQ(h.everything(), "one line\nanother line|");
+}
+
+TEST(AppModel, SaysWhenNothingCanBeStored) {
+    LostMemory h;
+    h.start();
+    h.settle();
+    h.hub.writeAsync([](MemoryStore&) { throw SQLiteError(13, "database or disk is full"); });
+    h.settle();
+    h.settle();
+    EXPECT_EQ(h.model->statusText(), QStringLiteral("Waiting (nothing can be stored)"));
+    EXPECT_TRUE(h.model->detailText()->contains(QStringLiteral("database or disk is full")));
+    EXPECT_EQ(nlohmann::json::parse(ControlService(*h.model).Status().toStdString())["recording"], false);
+    h.model->checkStore();
+    h.settle();
+    h.settle();
+    EXPECT_TRUE(h.model->status().isRecording()) << "the next try went well";
+
+    // Where no new memory can be begun either, it is tried again.
+    const auto folder = h.folder.path;
+    std::filesystem::remove_all(folder);
+    std::ofstream(folder) << "in the way";
+    h.model->checkStore();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return h.model->storeTrouble().kind == StoreTrouble::Kind::refused; }, 60'000));
+    EXPECT_FALSE(h.model->status().isRecording());
+    std::filesystem::remove(folder);
+    ASSERT_TRUE(h.isRecordingAgain());
+    h.see("at last");
+    EXPECT_EQ(h.everything(), "at last|");
 }
 
 TEST(AppModel, AnnouncesSavedFramesAndCountsThem) {

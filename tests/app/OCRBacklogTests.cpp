@@ -360,6 +360,32 @@ TEST_F(Backlog, TextOfAForgottenFrameReachesNoOther) {
     EXPECT_EQ(text(other), "shared") << "a line that was only in what is forgotten";
 }
 
+// A frame of the next memory may have the number of one whose picture is still in hand.
+TEST_F(Backlog, ForgetsThePicturesOfAMemoryThatIsNoMore) {
+    std::atomic<bool> begun = false;
+    recognizer.setReading([&](const TextRequest& request) {
+        begun = true;
+        while (!request.shouldStop())
+            std::this_thread::yield();
+        return TextResult{{FakeTextRecognizer::piece("of before", {0, 0.5, 0.5, 0.1})}, true};
+    });
+    const RowID unfinished = segment("a.mp4", 0, 2, false);
+    const auto old = putFrames(unfinished, 2);
+    backlog->readSoon(old[0], std::make_shared<PixelBuffer>(firstWidth, 1));
+    ASSERT_TRUE(eventually([&] { return begun.load(); }));
+    backlog->readSoon(old[1], std::make_shared<PixelBuffer>(firstWidth, 1));
+    backlog->forget();
+    EXPECT_FALSE(backlog->isRunning());
+    hub.eraseAll();
+    begun = false;
+    const auto fresh = putFrames(segment("a.mp4", 0, 2, false), 2);
+    ASSERT_EQ(fresh, old);
+    backlog->setAllowed(true);
+    ASSERT_TRUE(pass());
+    EXPECT_FALSE(begun) << "a picture of the memory before was read";
+    EXPECT_EQ(text(fresh[0]) + text(fresh[1]), "");
+}
+
 TEST_F(Backlog, StopsBetweenFramesWhenNoLongerAllowed) {
     const auto ids = putFrames(segment("a.mp4", 0, 30), 30);
     texts[1] = {"finished"};

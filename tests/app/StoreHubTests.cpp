@@ -17,6 +17,7 @@
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 namespace nomara {
 
@@ -331,6 +332,46 @@ TEST_F(StoreHubTest, ReplacingTheStoresNeverDisturbsTheOthers) {
     EXPECT_EQ(failures, 0);
     insert("after");
     EXPECT_GE(frameCount(), 1);
+}
+
+// A memory on another disk that goes is no removed one: what was stored comes back with it.
+TEST_F(StoreHubTest, WaitsForADiskThatIsAway) {
+    struct stat here {
+    }, there{};
+    ASSERT_EQ(stat(data.root().c_str(), &here), 0);
+    std::string disk = "/dev/shm/quillshade-disk-XXXXXX";
+    ASSERT_NE(mkdtemp(disk.data()), nullptr);
+    ASSERT_EQ(stat(disk.c_str(), &there), 0);
+    ASSERT_NE(here.st_dev, there.st_dev) << "the test needs two disks";
+    const fs::path link = data.root() / "mounted";
+    fs::create_directory_symlink(disk, link);
+    setenv("NOMARA_DATA_DIR", link.c_str(), 1);
+    open();
+    std::vector<StoreTrouble> troubles;
+    hub->setOnTrouble([&](const StoreTrouble& trouble) { troubles.push_back(trouble); });
+    insert("before");
+    const auto isAway = [&] {
+        troubles.clear();
+        EXPECT_THROW(insert("lost"), SQLiteError);
+        EXPECT_THROW(insert("lost"), SQLiteError);
+        mainThread.run();
+        return troubles.size() == 1 && troubles.front().kind == StoreTrouble::Kind::away;
+    };
+    fs::remove(link);
+    EXPECT_TRUE(isAway());
+    fs::create_directory(link); // as the folder below a mount point is there when the disk isn't
+    hub->check();
+    std::ofstream(link / "nomara.sqlite") << "another one";
+    EXPECT_THROW(insert("lost"), SQLiteError);
+    EXPECT_EQ(fs::file_size(link / "nomara.sqlite"), 11U);
+    fs::remove_all(link);
+    fs::create_directory_symlink(disk, link);
+    insert("after");
+    mainThread.run();
+    EXPECT_EQ(troubles.back(), StoreTrouble());
+    EXPECT_EQ(frameCount(), 2);
+    hub.reset();
+    fs::remove_all(disk);
 }
 
 TEST_F(StoreHubTest, TheEndWaitsForWorkThatIsQueued) {
