@@ -122,6 +122,10 @@ TEST_F(CtlStatus, PrintsWhatTheRunningProgramSays) {
          "lookedAt":null}, 7])");
     troubled["openSegments"] = {"segments/2023-11-14/1-1.mp4"};
     troubled["lastPicture"] = {{"id", 16}, {"displayID", 1}, {"timestamp", 1'699'999'940}};
+    troubled["settings"] = nlohmann::json::parse(
+        R"({"file":"/x","problems":["The setting a can't be read.",7],"unknownApplications":["org.foo"]})");
+    troubled["storeTrouble"] = "The memory can't be written to.";
+    troubled["memoryBegun"] = 1'699'999'940;
     troubled["frontApplication"] = troubled["lastSaved"] = nullptr;
     const RunningProgram program(troubled.dump());
     const std::string out = run({"status"}).out;
@@ -132,7 +136,10 @@ TEST_F(CtlStatus, PrintsWhatTheRunningProgramSays) {
           "Display        HDMI-1, 1920×1080, in use, pictures taken; last look Today 22:12: stored nothing, a window",
           "22:12: stored nothing, a window that must be hidden had just moved, come or gone\n",
           "Display        DP-2, 1280×800, no pictures taken\n", "Being written  segments/2023-11-14/1-1.mp4\n",
-          "Last picture   #16  Today 22:12\n", "Damaged", "Last saved     Nothing yet"})
+          "Settings       The setting a can't be read.\n",
+          "Not known      org.foo, of excludedApps; quillshade --list-apps", "Memory         Opened anew Today 22:12",
+          "Storage        The memory can't be written to.\n", "Last picture   #16  Today 22:12\n", "Damaged",
+          "Last saved     Nothing yet"})
         EXPECT_NE(out.find(part), std::string::npos) << part << "\n" << out;
     EXPECT_EQ(out.find("In front"), std::string::npos);
 
