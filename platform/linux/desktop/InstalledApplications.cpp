@@ -75,6 +75,7 @@ std::vector<KnownApplication> InstalledApplications::all() {
     for (const WellKnownProgram& program : sharedPrograms())
         add(program.bundleID, program.name, false);
     std::vector<KnownApplication> all;
+    all.reserve(byID.size());
     for (auto& [id, application] : byID)
         all.push_back(std::move(application));
     return all;
