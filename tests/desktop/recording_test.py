@@ -146,7 +146,8 @@ class Lasting(unittest.TestCase):
         second = subprocess.run(memory.command, env=memory.environment, capture_output=True, text=True, timeout=20, check=False)
         self.assertEqual(second.returncode, 0)
         self.assertEqual(second.stderr.strip(),
-                         f"quillshade: Quillshade is already running in this session (process {memory.process.pid}).")
+                         f"quillshade: Quillshade is already running in this session (process {memory.process.pid})"
+                         " and takes the settings over.")
 
     def test_it_needs_no_network(self):
         memory = Quillshade(self, wrapper=("unshare", "--user", "--map-root-user", "--net")).start()
