@@ -446,15 +446,16 @@ struct BrowserImages : ImageHarness {
     }
     /// Delivers an image again and again until one is stored: the streams hear of a window to be hidden in their own
     /// time.
-    void deliverUntilStored(const Image& image) {
+    void deliverUntilStored(const DisplaySample& sample) {
         const auto before = storedFrames().size();
         for (int i = 0; i < 2'000 && storedFrames().size() == before; ++i) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
             clock.advance(0.1);
-            deliver(image, 0);
+            ASSERT_TRUE(deliverImage(1, sample));
             tick(1);
         }
     }
+    void deliverUntilStored(const Image& image) { deliverUntilStored(DisplaySample{image, std::vector<Rect>()}); }
     /// The editor in front, a private window of the browser beside it.
     void showPrivateWindow(const Rect& frame) {
         identities[chromium.pid] = {"org.chromium.Chromium", "Chromium", "", true};
@@ -471,8 +472,7 @@ TEST(RecorderImages, WhereAnImageIsMadeOfWindowsAPrivateOneIsPaintedOverAtOnceAn
     DisplaySample sample{picture(1), std::nullopt, std::vector<ImageLayer>()};
     sample.layers->push_back({{100, 1}, editor.pid, {{0, 0, 192, 108}}});
     sample.layers->push_back({{101, 5}, chromium.pid, {{10, 0, 20, 30}, {30, 0, 5, 10}}});
-    ASSERT_TRUE(h.deliverImage(1, sample));
-    h.tick(1);
+    h.deliverUntilStored(sample);
     ASSERT_EQ(h.storedFrames().size(), 1U);
     const auto stored = h.video(h.storedFrames()[0]).frames.at(0);
     const auto original = picture(1);
