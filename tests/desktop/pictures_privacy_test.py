@@ -220,6 +220,53 @@ class Private:
         self.nothing_of_the_canary()
 
 
+class WithPicturesOfWindows(Hidden):
+    """Under a window manager that composes the screen, and shows small pictures where one switches between windows."""
+
+    def setUp(self):
+        manager = subprocess.Popen(["xfwm4", "--replace", "--compositor=on"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+        def openbox_again():
+            manager.kill()
+            manager.wait()
+            subprocess.Popen(["openbox", "--replace"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+            self.assertTrue(wait_until(lambda: self.manager() == "Openbox"))
+
+        self.addCleanup(openbox_again)
+        self.assertTrue(wait_until(lambda: self.manager() == "Xfwm4"))
+
+    def manager(self):
+        shown = subprocess.run(["wmctrl", "-m"], capture_output=True, text=True).stdout
+        return next((line.split()[1] for line in shown.splitlines() if line.startswith("Name:")), "")
+
+    def test_a_private_window_is_in_no_picture_where_one_switches(self):
+        self.desktop()
+        self.browser = Chromium(self, page(self, "open.html", "Open meadow", "buttercups everywhere", OPEN), "Open meadow")
+        normal = self.browser.window
+        place(normal, 20, 40, 700, 700)
+        self.memory = PictureMemory(self, "captureMode=quality").start()
+        self.sees_both()
+        secret = self.browser.open_private(page(self, "secret.html", f"Secret {PHRASE}", f"hidden {PHRASE}", CANARY), PHRASE)
+        place(secret, 1050, 40, 800, 700)
+        # Moved while it is in full view: painted over where it is, and pictures go on.
+        for front in (self.tickers[0], normal):
+            activate(front)
+            self.painted_over(RIGHT, (1070, 140, 700, 500), time.time())
+        # Out of sight but for the switcher.
+        x("windowminimize", secret)
+        self.assertTrue(wait_until(lambda: self.witness.on_screen(CANARY) == 0, LATE))
+        for front in (*self.tickers, normal):
+            activate(front)
+            x("keydown", "alt", "key", "Tab")
+            try:
+                self.assertTrue(wait_until(lambda: self.witness.on_screen(CANARY) > 100, LATE), "it is in the switcher")
+                self.sees_both()
+                x("key", "Escape")
+            finally:
+                x("keyup", "alt")
+        self.nothing_of_the_canary()
+
+
 class InChromium(Private, Hidden):
     browser_class, another_window = Chromium, ["--new-window"]
 

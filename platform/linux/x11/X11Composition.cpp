@@ -1,7 +1,6 @@
 #include "platform/linux/x11/X11Composition.h"
 
 #include <algorithm>
-#include <ranges>
 
 namespace nomara {
 
@@ -36,7 +35,8 @@ std::vector<X11Layer> composeLayers(const std::vector<X11ComposableWindow>& wind
                                     const std::map<std::uint32_t, X11Region>& unpainted, const X11Box& area) {
     std::vector<X11Layer> layers;
     X11Region covered;
-    for (const X11ComposableWindow& window : std::views::reverse(windows)) {
+    for (auto each = windows.rbegin(); each != windows.rend(); ++each) {
+        const X11ComposableWindow& window = *each;
         if (!window.top.isShown || window.role == Role::absent) continue;
         const X11Region shape = window.shape.intersection(area);
         X11Region visible = shape;

@@ -111,6 +111,7 @@ bool X11ScreenChanges::drain(double now) {
     bool hasEvents = false;
     while (const X11Reply<xcb_generic_event_t> event{xcb_poll_for_event(m_connection.get())}) {
         handle(*event, now);
+        if (m_mayRedirect) m_stacking.noteNewMemory();
         hasEvents = true;
     }
     followPainting(now);
@@ -224,6 +225,17 @@ bool X11ScreenChanges::takeScreenChange() {
 
 void X11ScreenChanges::setComposing(bool isComposing, double now) {
     m_lookedMoves = m_moves;
+    if (isComposing && std::exchange(m_mayRedirect, false)) {
+        std::vector<xcb_window_t> windows;
+        for (const auto& [window, region] : m_stacking.unpainted())
+            windows.push_back(window);
+        for (const xcb_window_t window : windows)
+            noteUnseen(window, now);
+        followPainting(now);
+    } else if (!isComposing && hasCompositor() && !m_mayRedirect) {
+        m_mayRedirect = true;
+        m_stacking.noteNewMemory();
+    }
     if (m_isComposing == isComposing) return;
     m_isComposing = isComposing;
     m_hasDamage = true;
@@ -243,7 +255,7 @@ std::optional<double> X11ScreenChanges::nextRevealAt() const {
 
 double X11ScreenChanges::quietUntil(double now) {
     double quiet = m_excluded.hasFilter() ? m_stacking.changedAt() + settleSeconds : 0;
-    if (!hasCompositor()) return std::max(quiet, m_compositedUntil);
+    if (!hasCompositor()) return std::max({quiet, m_compositedUntil, m_compositorAt + compositorSeconds});
     quiet = std::max({quiet, m_lastMoveAt + animationSeconds, m_lastSwitchAt + compositorSeconds,
                       m_compositorAt + compositorSeconds});
     if (!m_excluded.hasFilter()) return quiet;
@@ -428,9 +440,7 @@ void X11ScreenChanges::handleCompositor(xcb_window_t owner, double now) {
     m_stacking.setComposited(owner != XCB_WINDOW_NONE, now);
     m_unseen.clear();
     m_isListed = false;
-    if (!begins) return;
-    for (const auto& [window, region] : m_stacking.unpainted())
-        noteUnseen(window, now);
+    m_mayRedirect = hasCompositor();
 }
 
 void X11ScreenChanges::handleMap(xcb_window_t window, std::uint32_t sequence, double now) {
@@ -449,7 +459,8 @@ void X11ScreenChanges::handleMap(xcb_window_t window, std::uint32_t sequence, do
 bool X11ScreenChanges::countsAsPainting(const Strokes& strokes, std::uint32_t sequence, double now) const {
     const auto* const known = m_stacking.find(strokes.top);
     const auto movedAt = m_movedAt.find(strokes.top);
-    return known && (hasCompositor() || !known->isExcluded) && strokes.request != sequence &&
+    // Nor does what a window may have painted before it had memory of its own.
+    return known && !m_mayRedirect && (hasCompositor() || !known->isExcluded) && strokes.request != sequence &&
            now > m_compositorAt + settleSeconds &&
            (movedAt == m_movedAt.end() || now > movedAt->second + settleSeconds);
 }

@@ -115,7 +115,8 @@ private:
     double m_lastMoveAt = -1e9, m_lastSwitchAt = -1e9;
     double m_compositedUntil = 0;
     bool m_isComposing = false;
-    bool m_isListed = false; // all windows are known, under this compositor
+    bool m_mayRedirect = false; // the compositor may give windows memory of their own before the next image
+    bool m_isListed = false;    // all windows are known, under this compositor
     std::uint64_t m_lookedMoves = 0;
     double m_excludedAt = -1e9; // when an excluded window was last there
 };

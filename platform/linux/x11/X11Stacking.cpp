@@ -97,12 +97,19 @@ void X11Stacking::setComposited(bool isComposited, double now) {
                 m_left.add(begun.moved(window->bounds.left, window->bounds.top));
         return;
     }
-    X11Region foreign = std::exchange(m_left, {});
-    foreign.add(std::exchange(m_carried, {}));
-    for (auto window = m_windows.rbegin(); window != m_windows.rend(); ++window) {
+    X11Region left = std::exchange(m_left, {});
+    left.add(std::exchange(m_carried, {}));
+    for (const X11TopWindow& window : m_windows)
+        if (window.isShown) addUnpainted(window.id, left.intersection(window.bounds));
+    noteNewMemory();
+}
+
+void X11Stacking::noteNewMemory() {
+    X11Region above;
+    for (auto window = m_windows.rbegin(); m_isComposited && window != m_windows.rend(); ++window) {
         if (!window->isShown) continue;
-        addUnpainted(window->id, foreign.intersection(window->bounds));
-        foreign.add(window->bounds);
+        addUnpainted(window->id, above.intersection(window->bounds));
+        above.add(window->bounds);
     }
 }
 

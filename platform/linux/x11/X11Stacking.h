@@ -45,6 +45,9 @@ public:
     void setComposited(bool isComposited, double now);
     /// Forgets which windows were excluded, and what those left behind. What windows haven't painted stays known.
     void forget();
+    /// The server may have given windows new memory just now, or do so before the next change: it begins with what the
+    /// screen shows, where others lie above a window with their pixels. Nothing without a compositor.
+    void noteNewMemory();
     /// A window hasn't painted this part of its memory.
     void addUnpainted(std::uint32_t id, const X11Region& part);
     /// Takes it as painted by the window's programs, whether that was told or not.
