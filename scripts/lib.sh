@@ -19,7 +19,7 @@ packages_of() {
 apt_get() {
   local deadline=$((SECONDS + 900)) told=no
   until "${as_root[@]}" env LC_ALL=C DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=5 "$@" >"$log" 2>&1; do
-    grep -q 'Could not get lock' "$log" && [ $SECONDS -lt $deadline ] || return 1
+    grep -qE 'Could not get lock|another process' "$log" && [ $SECONDS -lt $deadline ] || return 1
     [ $told = yes ] || say "Another program is busy with the system's packages; waiting for it …"
     told=yes
     sleep 1

@@ -19,7 +19,9 @@ exit 100
 LOCKED = {
     "the lists": "E: Could not get lock /var/lib/apt/lists/lock. It is held by process 19 (apt-get)",
     "the packages": "E: Could not get lock /var/cache/apt/archives/lock. It is held by process 25 (apt-get)",
-    "dpkg": "E: Could not get lock /var/lib/dpkg/lock-frontend. It is held by process 123 (unattended-upgr)",
+    "dpkg, still after apt's own wait":
+        "E: Unable to acquire the dpkg frontend lock (/var/lib/dpkg/lock-frontend), is another process using it?",
+    "dpkg, taken between two packages": "dpkg: error: dpkg frontend lock was locked by another process with pid 123",
 }
 
 
