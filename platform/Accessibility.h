@@ -25,7 +25,7 @@ struct AccessibleWindow {
     friend bool operator==(const AccessibleWindow&, const AccessibleWindow&) = default;
 };
 
-/// Whether the element with the keyboard focus is a password field.
+/// Whether the element with the keyboard focus hides what is typed, or can't be told from one that does.
 enum class SecureFocus {
     no,
     yes,
@@ -75,9 +75,9 @@ public:
     /// Why `isTrusted` is false, as a sentence for the user; empty while it is true.
     virtual std::string unavailableReason() = 0;
 
-    /// Whether the element with the keyboard focus is a password field; no where none has it. `front` is the process
-    /// whose window is in front: the silence of another one makes nothing unknown. Nor does a process that can't be
-    /// asked at all, because it doesn't take part in accessibility.
+    /// `no` also where nothing has the focus. `front` is the process whose window is in front: the silence of another
+    /// one makes nothing unknown. Nor does a process that can't be asked at all, because it doesn't take part in
+    /// accessibility.
     virtual SecureFocus focusIsSecure(ProcessID front) = 0;
     /// The window of a process that has the focus, else its only one. Absent where it can't be told for certain.
     virtual std::optional<AccessibleWindow> frontWindow(ProcessID pid) = 0;

@@ -4,7 +4,7 @@
 import pathlib
 import unittest
 
-from session import Application, Quillshade, type_text, wait_until, x
+from session import CHROMIUM, Application, Quillshade, text_file, type_text, wait_until, x
 
 LATE = 60  # seconds within which even a machine that is busy with other things gets there
 PROGRAMS = pathlib.Path(__file__).parent / "programs"
@@ -55,6 +55,12 @@ class Fields(unittest.TestCase):
 
     def test_wxwidgets(self):
         self.hides("wx", PYTHON, PROGRAMS / "fields_wx.py")
+
+    def test_a_page_that_hides_an_ordinary_field_by_its_style(self):
+        page = text_file(self, "fields.html", """<!doctype html><title>Fields of Chromium</title>
+            <style>.hidden { -webkit-text-security: disc }</style><p><input autofocus><p><input class=hidden>
+            <p><input class=hidden value=filledhidden><p><input type=password value=filledpassword>""")
+        self.hides("Chromium", *CHROMIUM, f"--user-data-dir={page.parent}/profile", page.as_uri())
 
     def test_java(self):
         self.hides("Java", "java", "-cp", "/usr/share/java/java-atk-wrapper.jar",

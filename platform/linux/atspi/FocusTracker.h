@@ -13,8 +13,9 @@ public:
     FocusTracker(AtspiBus& bus, Programs& programs) : m_bus(bus), m_programs(programs) {}
 
     void noteFocus(const ObjectRef& object, bool focused);
-    /// Whether the focused element is a password field. Unknown where a program that may be in front doesn't answer,
-    /// and where the walk didn't come to its end. A process that isn't on the bus can't be asked and has no say.
+    /// Whether the focused element hides what is typed into it; yes also where it can't be told from one that does.
+    /// Unknown where a program that may be in front doesn't answer, and where the walk didn't come to its end. A
+    /// process that isn't on the bus can't be asked and has no say.
     SecureFocus isSecure(ProcessID front);
 
 private:

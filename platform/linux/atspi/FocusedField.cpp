@@ -2,6 +2,7 @@
 
 #include "platform/linux/atspi/TextRules.h"
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 
@@ -9,7 +10,7 @@ namespace nomara::atspi {
 
 namespace {
 
-constexpr std::int32_t mostSecretCharacters = 256; // nobody types a longer one
+constexpr std::int32_t enoughCharacters = 256; // where all of these are hidden, so is the rest
 
 /// Going by what a line displays and by how much it holds.
 Typing typingOf(const std::optional<std::string>& displayed, std::int32_t length) {
@@ -37,12 +38,12 @@ void askTyping(CallPipeline& calls, const ObjectRef& object, Role role, const St
         if (!isProven) return take(Typing::unknown);
         ask::characterCount(calls, object, [=, &calls](std::optional<std::int32_t> length) {
             if (!length) return take(Typing::unknown);
-            if (*length <= 0 || *length > mostSecretCharacters) return take(Typing::shown);
+            if (*length <= 0) return take(Typing::shown);
             const auto tell = [take, length](const std::optional<std::string>& text) { take(typingOf(text, *length)); };
             if (fieldText == FieldText::displayed)
                 ask::displayedLine(calls, object, tell);
             else
-                ask::text(calls, object, 0, *length, tell);
+                ask::text(calls, object, 0, std::min(*length, enoughCharacters), tell);
         });
     });
 }

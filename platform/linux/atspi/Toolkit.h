@@ -58,7 +58,7 @@ struct Toolkit {
         if (name == "Qt") return {.findsAtPoint = true, .mayShowPages = false, .fieldText = FieldText::hiddenHasRole};
         // Swing's fields take text from others, AWT's don't.
         if (name == "J2SE-access-bridge") return {.fieldText = FieldText::editableHasRole};
-        if (name == "VCL") return {.mayShowPages = false};
+        if (name == "VCL") return {.mayShowPages = false, .fieldText = FieldText::hiddenHasRole};
         return {};
     }
 
