@@ -6,8 +6,10 @@ usage: heavy_windows.py [PROGRAM…]     on a virtual desktop; QUILLSHADE_BIN na
 A key counts as late by the time from sending it to the first change on the screen. Keys are counted where the program
 tells how many have arrived. The program's CPU time is that of all its processes, from the first key to ten seconds
 after the last one. Both runs have accessibility switched on, as a desktop's settings or another program may have it.
-Ends with exit code 1 when a program took more than 5 % and a tenth of a second more CPU time than without, or a key
-came more than 50 ms later.
+Where the bar is missed the pair of runs is repeated, up to three times, and each side counts with its least CPU time and
+its quickest slowest key: other programs of the machine come between. Keys taken count with the worst run. Ends with exit
+code 1 when a program took more than 5 % and a tenth of a second more CPU time than without, a key came more than 50 ms
+later, or didn't arrive.
 """
 
 import json
@@ -32,6 +34,7 @@ KEYS = int(os.environ.get("HEAVY_KEYS", "160"))
 PAUSE = 0.045  # a quick typist
 AFTERWARDS = 10.0
 MORE_CPU, CPU_NOISE, LATE_MS = 1.05, 0.1, 50
+ROUNDS = int(os.environ.get("HEAVY_ROUNDS", "3"))
 TEXT = "the quick brown fox jumps over a lazy dog "
 
 
@@ -62,9 +65,10 @@ def processes():
                 pass  # it has ended
 
 
-def family(marker):
-    """The processes that carry this mark in their environment, and their children."""
-    found, parents = set(), {}
+def family(program):
+    """The processes that carry the program's mark in their environment, itself, and the children of all these."""
+    marker, first = program
+    found, parents = {first}, {}
     for pid, fields, entry in processes():
         parents[pid] = int(fields[1])
         try:
@@ -80,9 +84,9 @@ def family(marker):
     return found
 
 
-def cost(marker):
-    """CPU seconds and resident megabytes of a program."""
-    members = family(marker)
+def cost(program):
+    """CPU seconds and megabytes of a program; what it shares with others counts in part."""
+    members = family(program)
     ticks = sum(int(fields[11]) + int(fields[12]) for pid, fields, _ in processes() if pid in members)
     pages = 0
     for pid in members:
@@ -110,10 +114,10 @@ class Typist:
         xtest.fake_input(self.display, X.KeyRelease, code)
         self.display.sync()
 
-    def type(self, count):
+    def type(self, first, last):
         """Milliseconds from each key to the next change on the screen."""
         latencies = []
-        for index in range(count):
+        for index in range(first, last):
             self.drain()
             began = time.monotonic()
             self.press(TEXT[index % len(TEXT)])
@@ -152,21 +156,22 @@ class Program:
             threading.Thread(target=lambda: printed.extend(program.stdout), daemon=True).start()
             if not wait_until(lambda: re.search(self.window, title())):
                 raise RuntimeError(f"{self.name} shows no window, but {title()!r}")
-            self.come_to_rest(marker)
+            members = (marker.encode(), program.pid)
+            self.come_to_rest(members)
             if self.focus:
                 self.focus()
-                self.come_to_rest(marker)
+                self.come_to_rest(members)
             typist = Typist()
-            before, _ = cost(marker.encode())
-            latencies = typist.type(KEYS // 2)
+            before, _ = cost(members)
+            latencies = typist.type(0, KEYS // 2)
             time.sleep(4)
-            latencies += typist.type(KEYS - KEYS // 2)
+            latencies += typist.type(KEYS // 2, KEYS)
             time.sleep(AFTERWARDS)
-            after, memory = cost(marker.encode())
+            after, memory = cost(members)
             return {"cpu": after - before, "memory": memory, "slowest": max(latencies),
                     "median": statistics.median(latencies), "taken": self.taken(folder, printed)}
         finally:
-            for pid in family(marker.encode()) | ({program.pid} if program else set()):
+            for pid in family((marker.encode(), program.pid)) if program else ():
                 try:
                     os.kill(pid, signal.SIGKILL)
                 except OSError:
@@ -178,11 +183,11 @@ class Program:
             shutil.rmtree(folder, ignore_errors=True)
 
     @staticmethod
-    def come_to_rest(marker):
+    def come_to_rest(members):
         def idle():
-            before, _ = cost(marker.encode())
+            before, _ = cost(members)
             time.sleep(2)
-            return cost(marker.encode())[0] - before < 0.2
+            return cost(members)[0] - before < 0.2
         wait_until(idle, 60, 0)
 
     def taken(self, folder, printed):
@@ -286,22 +291,33 @@ PROGRAMS = {program.name: program for program in [
 ]}
 
 
+def better(one, other):
+    """The quieter of two runs in each respect, but with the fewest keys."""
+    if one is None:
+        return other
+    return {what: None if one[what] is None else min(one[what], other[what]) for what in one}
+
+
 def main():
     names = sys.argv[1:] or list(PROGRAMS)
     print("| window | CPU s without | with | ratio | keys taken without | with | slowest key ms without | with | MB without | with |")
     print("|---|---|---|---|---|---|---|---|---|---|", flush=True)
     code = 0
     for name in names:
+        without = using = None
+        holds = False
         try:
-            without, using = PROGRAMS[name].run(False), PROGRAMS[name].run(True)
+            for _ in range(ROUNDS):
+                without, using = better(without, PROGRAMS[name].run(False)), better(using, PROGRAMS[name].run(True))
+                more = using["cpu"] / max(without["cpu"], 0.01)
+                holds = (more <= MORE_CPU or using["cpu"] - without["cpu"] <= CPU_NOISE) and \
+                    using["slowest"] - without["slowest"] <= LATE_MS and using["taken"] in (None, KEYS)
+                if holds:
+                    break
         except RuntimeError as error:
             print(f"| {name} | {error} |", flush=True)
             code = 1
             continue
-        more = using["cpu"] / max(without["cpu"], 0.01)
-        late = using["slowest"] - without["slowest"]
-        holds = (more <= MORE_CPU or using["cpu"] - without["cpu"] <= CPU_NOISE) and late <= LATE_MS
-        holds = holds and using["taken"] in (None, KEYS)
         code = code if holds else 1
         taken = ["–" if run["taken"] is None else f"{run['taken']} of {KEYS}" for run in (without, using)]
         print(f"| {name} | {without['cpu']:.2f} | {using['cpu']:.2f} | {more:.2f} | {taken[0]} | {taken[1]} "

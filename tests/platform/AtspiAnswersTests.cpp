@@ -31,7 +31,7 @@ TEST(ProgramAnswers, AProgramThatOwesAnAnswerIsPingedOnceAndAskedNothing) {
     EXPECT_EQ(one.standing(), Standing::free);
     EXPECT_TRUE(one.answers.leaveOpen("program", one.now));
     EXPECT_EQ(one.standing(), Standing::catchingUp) << "worth a moment";
-    one.now += 300ms;
+    one.now += ProgramAnswers::lateAfter;
     EXPECT_EQ(one.standing(), Standing::pinged);
     EXPECT_FALSE(one.answers.leaveOpen("program", one.now)) << "one ping at a time";
     one.now += 1h;
@@ -44,7 +44,7 @@ TEST(ProgramAnswers, AProgramThatOwesAnAnswerIsPingedOnceAndAskedNothing) {
 TEST(ProgramAnswers, WhatAProgramTookItIsLeftAloneForFiveTimes) {
     const struct {
         std::chrono::milliseconds silence, rest;
-    } rows[] = {{20ms, 0ms}, {199ms, 0ms}, {400ms, 2s}, {1900ms, 9500ms}};
+    } rows[] = {{20ms, 0ms}, {299ms, 0ms}, {400ms, 2s}, {1900ms, 9500ms}};
     for (const auto& row : rows) {
         OneProgram one;
         one.isSilentFor(row.silence);
@@ -113,6 +113,7 @@ TEST(DocumentOrder, PutsAnswersInTheOrderOfTheDocument) {
                                           node(-1, "hidden"), node(4, "below hidden")},
                                          {0, 1, 0, 0, 0, 0});
     std::vector<std::pair<std::string, int>> found;
+    found.reserve(ordered.size());
     for (const TextNode& each : ordered)
         found.emplace_back(*each.name, each.parent);
     const std::vector<std::pair<std::string, int>> expected{{"window", -1}, {"first", 0}, {"second", 0}, {"inside", 2}};

@@ -12,7 +12,7 @@
 namespace nomara::atspi {
 
 /// A call to a hung program is given up after this long.
-inline constexpr std::chrono::milliseconds messagingTimeout{300};
+inline constexpr std::chrono::milliseconds messagingTimeout = ProgramAnswers::lateAfter;
 
 /// The connection to the accessibility bus. It is found through the session bus, where programs are also told to build
 /// their trees. A lost connection is made anew by the next use, at most every few seconds.

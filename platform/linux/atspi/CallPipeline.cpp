@@ -8,8 +8,9 @@ namespace nomara::atspi {
 
 namespace {
 
-// Enough to keep both ends busy across a round trip; more gained nothing.
-constexpr std::size_t mostOpen = 96;
+// Enough to keep both ends busy across a round trip; more gained nothing, and it is what a program has yet to answer
+// when its caller's time is up.
+constexpr std::size_t mostOpen = 48;
 // The clock is read for every so many messages, not for each; a program's stream of reports counts as well.
 constexpr int messagesBetweenLooks = 16;
 

@@ -21,8 +21,8 @@ public:
 
     /// Silent for so long, a program has failed. Shorter silences are those of a program that is busy.
     static constexpr std::chrono::seconds stuckAfter{2};
-    /// Silent for less, it only had more to answer than there was time for.
-    static constexpr std::chrono::milliseconds lateAfter{200};
+    /// Silent for less, it only had more to answer than there was time for. No caller waits longer.
+    static constexpr std::chrono::milliseconds lateAfter{300};
     /// What a program may cost those who wait for it: this much of its silence it is left alone afterwards.
     static constexpr int restPerSilence = 5;
     static constexpr int mostFailures = 2;

@@ -14,6 +14,9 @@ const ObjectRef registryRoot{"org.a11y.atspi.Registry", "/org/a11y/atspi/accessi
 // Of both there are some dozens in earnest.
 constexpr std::int32_t mostPrograms = 2000, mostWindows = 500;
 
+// Two questions of one look follow each other within a few milliseconds.
+constexpr std::chrono::milliseconds sameMoment{20};
+
 template <typename Fits>
 std::vector<ProgramWindow*> those(std::vector<ProgramWindow>& windows, Fits fits) {
     std::vector<ProgramWindow*> found;
@@ -67,7 +70,7 @@ std::vector<ProgramWindow> Programs::activeWindows(const std::vector<ObjectRef>&
 std::vector<ProgramWindow> Programs::frontWindows(const std::vector<ObjectRef>& programs,
                                                   SteadyClock::time_point deadline) {
     bool complete = false;
-    std::vector<ProgramWindow> all = children(programs, deadline, complete);
+    std::vector<ProgramWindow> all = children(programs, deadline, complete, Answers::ofThisLook);
     std::erase_if(all, [](const ProgramWindow& window) { return !window.states.isShowing(); });
     const auto active = those(all, [](const ProgramWindow& window) { return window.states.isActive(); });
     // Where an active one doesn't answer, the others aren't asked: one of them would be taken for it.
@@ -80,13 +83,21 @@ std::vector<ProgramWindow> Programs::frontWindows(const std::vector<ObjectRef>& 
     return properOnes(std::move(all));
 }
 
-/// All windows with their states, and nothing else.
+/// All windows with their states, and nothing else. Each look asks for the focus and then for the front window, and
+/// what the first question has only just brought is good enough for the second.
 std::vector<ProgramWindow> Programs::children(const std::vector<ObjectRef>& programs, SteadyClock::time_point deadline,
-                                              bool& complete) {
+                                              bool& complete, Answers answers) {
+    const auto now = SteadyClock::now();
+    std::erase_if(m_moments, [&](const auto& entry) { return now - entry.second.asked > sameMoment; });
     // Answers of several programs arrive mixed; each program's windows are kept together.
     std::vector<std::vector<ProgramWindow>> found(programs.size());
     CallPipeline calls(m_bus, deadline);
-    for (std::size_t i = 0; i < programs.size(); ++i)
+    for (std::size_t i = 0; i < programs.size(); ++i) {
+        const auto known = m_moments.find(programs[i].bus);
+        if (known != m_moments.end() && answers == Answers::ofThisLook) {
+            found[i] = known->second.windows;
+            continue;
+        }
         ask::children(calls, programs[i], mostWindows, [&, i](std::optional<std::vector<ObjectRef>> children) {
             if (!children) return;
             std::erase_if(*children, [](const ObjectRef& child) { return child.isNull(); });
@@ -99,10 +110,13 @@ std::vector<ProgramWindow> Programs::children(const std::vector<ObjectRef>& prog
                             [&window](std::optional<States> states) { window.states = states.value_or(States{}); });
             }
         });
+    }
     complete = calls.run() == CallPipeline::Outcome::answered;
     std::vector<ProgramWindow> windows;
-    for (auto& each : found)
-        std::move(each.begin(), each.end(), std::back_inserter(windows));
+    for (std::size_t i = 0; i < programs.size(); ++i) {
+        if (complete && answers == Answers::fresh) m_moments.insert_or_assign(programs[i].bus, Moment{found[i], now});
+        std::move(found[i].begin(), found[i].end(), std::back_inserter(windows));
+    }
     return windows;
 }
 
@@ -165,6 +179,7 @@ void Programs::forgetOldConnection() {
     m_generation = m_bus.generation();
     m_processes.clear();
     m_toolkits.clear();
+    m_moments.clear();
 }
 
 } // namespace nomara::atspi

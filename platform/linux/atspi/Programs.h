@@ -42,14 +42,23 @@ public:
     bool mayBelongTo(const std::string& program, ProcessID pid, SteadyClock::time_point deadline);
 
 private:
+    enum class Answers { fresh, ofThisLook };
+
     std::vector<ProgramWindow> children(const std::vector<ObjectRef>& programs, SteadyClock::time_point deadline,
-                                        bool& complete);
+                                        bool& complete, Answers answers = Answers::fresh);
     bool readWhole(const std::vector<ProgramWindow*>& windows, SteadyClock::time_point deadline);
     void learnProcesses(const std::vector<ObjectRef>& programs, SteadyClock::time_point deadline);
     void forgetOldConnection();
 
+    /// A program's windows with their states, as they were a moment ago.
+    struct Moment {
+        std::vector<ProgramWindow> windows;
+        SteadyClock::time_point asked;
+    };
+
     AtspiBus& m_bus;
     std::uint64_t m_generation = 0;
+    std::unordered_map<std::string, Moment> m_moments;
     std::unordered_map<std::string, ProcessID> m_processes;
     std::unordered_map<std::string, Toolkit> m_toolkits;
 };

@@ -57,11 +57,12 @@ private:
         m_found.push_back({.parent = below.parent, .unread = true});
         m_places.push_back({object, below.depth, shows, false});
         m_order.push_back(below.index);
-        ask::states(m_calls, object, [this, node](std::optional<States> states) {
-            if (!states) return;
-            m_places[node].managesDescendants = states->managesDescendants();
-            m_places[node].showing = m_places[node].showing || states->isShowing();
-        });
+        if (!shows || !m_request.toolkit.findsShownChildren)
+            ask::states(m_calls, object, [this, node](std::optional<States> states) {
+                if (!states) return;
+                m_places[node].managesDescendants = states->managesDescendants();
+                m_places[node].showing = m_places[node].showing || states->isShowing();
+            });
         const bool needsPlace = node == 0 || !m_request.toolkit.showingIsInView;
         ask::role(m_calls, object, [this, node, object, needsPlace](std::optional<Role> role) {
             m_found[node].failed = !role;
