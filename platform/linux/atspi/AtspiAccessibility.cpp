@@ -100,7 +100,7 @@ WindowText AtspiAccessibility::text(const AccessibleElement& element, const std:
     TextRequest request{*root, frame, limits, {}, start};
     const auto patience = start + messagingTimeout;
     request.toolkit = m_parts->programs.toolkit(root->bus, patience);
-    if (SteadyClock::now() >= patience) return {.text = {}, .visited = 0, .finished = false};
+    if (request.toolkit.isSlow || SteadyClock::now() >= patience) return {.text = {}, .visited = 0, .finished = false};
     const bool asksLess = m_parts->reading == Reading::automatic;
     if (!asksLess) request.toolkit.findsShownChildren = false;
     const TextTree tree = asksLess && request.toolkit.repeatsText ? readByMarks(m_parts->bus, request)

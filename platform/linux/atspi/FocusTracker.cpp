@@ -153,6 +153,7 @@ SecureFocus FocusTracker::searchAll(const std::vector<ObjectRef>& windows) {
 
 SecureFocus FocusTracker::search(const ObjectRef& window, const Toolkit& toolkit) {
     const auto deadline = soon();
+    if (toolkit.isSlow) return SecureFocus::unknown;
     std::vector<ObjectRef> focused;
     const bool complete = walkShown(m_bus, window, toolkit, mostSearched, deadline, [&](const ShownNode& node) {
         if (node.states.isFocused()) focused.push_back(node.object);

@@ -35,6 +35,9 @@ struct Toolkit {
     /// Some of its programs show pages that have an address.
     bool mayShowPages = true;
     FieldText fieldText = FieldText::unproven;
+    /// A question takes its programs some hundred times as long as others, and memory that they don't give back. They are
+    /// asked about their windows and about what has the focus, and nothing below.
+    bool isSlow = false;
 
     static constexpr Toolkit named(std::string_view name) {
         if (name == "Gecko")
@@ -57,7 +60,8 @@ struct Toolkit {
         if (name == "GTK") return {.fieldText = FieldText::displayed};     // GTK 4
         if (name == "Qt") return {.findsAtPoint = true, .mayShowPages = false, .fieldText = FieldText::hiddenHasRole};
         // Swing's fields take text from others, AWT's don't.
-        if (name == "J2SE-access-bridge") return {.fieldText = FieldText::editableHasRole};
+        if (name == "J2SE-access-bridge")
+            return {.mayShowPages = false, .fieldText = FieldText::editableHasRole, .isSlow = true};
         if (name == "VCL") return {.mayShowPages = false, .fieldText = FieldText::hiddenHasRole};
         return {};
     }
