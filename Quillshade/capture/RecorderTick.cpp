@@ -143,11 +143,9 @@ void Recorder::publishSkip(const SkipReason& reason) {
 /// What became of the page in front; it holds until the page is asked again or another window comes.
 void Recorder::publishPage(const Look& look, SkipReason::Kind stop) {
     m_stoppedContext.reset();
-    if (stop != SkipReason::Kind::none)
-        m_stoppedContext = look.contextKey;
-    else if (look.titlesOnly)
-        stop = SkipReason::Kind::unknownFocus;
-    publishSkip({stop, {}});
+    if (stop != SkipReason::Kind::none) m_stoppedContext = look.contextKey;
+    const bool keepsTitles = stop == SkipReason::Kind::none && look.titlesOnly;
+    publishSkip({keepsTitles ? SkipReason::Kind::unknownFocus : stop, {}});
 }
 
 void Recorder::flushStats(bool force) {

@@ -35,8 +35,8 @@ struct Toolkit {
     /// Some of its programs show pages that have an address.
     bool mayShowPages = true;
     FieldText fieldText = FieldText::unproven;
-    /// A question takes its programs some hundred times as long as others, and memory that they don't give back. They are
-    /// asked about their windows and about what has the focus, and nothing below.
+    /// A question takes its programs some hundred times as long as others, and memory that they don't give back. They
+    /// are asked about their windows and about what has the focus, and nothing below.
     bool isSlow = false;
 
     static constexpr Toolkit named(std::string_view name) {
