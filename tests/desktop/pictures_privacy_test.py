@@ -239,6 +239,15 @@ class WithPicturesOfWindows(Hidden):
         shown = subprocess.run(["wmctrl", "-m"], capture_output=True, text=True).stdout
         return next((line.split()[1] for line in shown.splitlines() if line.startswith("Name:")), "")
 
+    def hidden_at(self, area, since):
+        """Waits for a picture of the right display in which that area shows nothing."""
+        part = (area[0] - RIGHT.left, area[1] - RIGHT.top, *area[2:])
+
+        def found():
+            return [picture for picture in self.memory.pictures(since, RIGHT)
+                    if max(self.witness.part(picture, part, colour) for colour in (PAINTED, "000000")) > 0.99]
+        self.assertTrue(wait_until(found, LATE, 0.3), self.memory.diagnosis())
+
     def test_a_private_window_is_in_no_picture_where_one_switches(self):
         self.desktop()
         self.browser = Chromium(self, page(self, "open.html", "Open meadow", "buttercups everywhere", OPEN), "Open meadow")
@@ -248,10 +257,10 @@ class WithPicturesOfWindows(Hidden):
         self.sees_both()
         secret = self.browser.open_private(page(self, "secret.html", f"Secret {PHRASE}", f"hidden {PHRASE}", CANARY), PHRASE)
         place(secret, 1050, 40, 800, 700)
-        # Moved while it is in full view: painted over where it is, and pictures go on.
+        # In full view it is hidden where it is, and pictures go on.
         for front in (self.tickers[0], normal):
             activate(front)
-            self.painted_over(RIGHT, (1070, 140, 700, 500), time.time())
+            self.hidden_at((1070, 140, 700, 500), time.time())
         # Out of sight but for the switcher.
         x("windowminimize", secret)
         self.assertTrue(wait_until(lambda: self.witness.on_screen(CANARY) == 0, LATE))
