@@ -1,14 +1,17 @@
 #!/usr/bin/env python3
 """What real programs show in windows that aren't what they were a moment ago: numbers that are used again, pages that
-change under their title. Runs inside the virtual desktop."""
+change under their title, programs of several applications. Runs inside the virtual desktop."""
 
+import os
+import pathlib
 import shutil
+import signal
 import tempfile
 import time
 import unittest
 
 from pictures import CANARY, LATE, NEAR, RIGHT, PictureMemory, Witness, place, two_displays
-from session import CHROMIUM, Application, Chromium, Firefox, activate, text_file, wait_until, x
+from session import CHROMIUM, Application, Chromium, Firefox, Quillshade, activate, text_file, type_text, wait_until, x
 
 PHRASE = "quetzalcoatlus"
 OPEN = "00C8A0"  # of what may be seen
@@ -145,6 +148,35 @@ class InChromium(UnderOneTitle, Windows):
 
 class InFirefox(UnderOneTitle, Windows):
     browser_class = Firefox
+
+
+class Office(unittest.TestCase):
+    def test_an_excluded_application_of_a_suite_is_not_recorded(self):
+        memory = Quillshade(self, "excludedApps=libreoffice-writer").start()
+        Application(self, "xterm", "-title", "Buttercups there", title="Buttercups there")
+        self.assertTrue(memory.wait_for_hit("buttercups there", LATE), memory.diagnosis())
+        profile = pathlib.Path(tempfile.mkdtemp(prefix="quillshade-office-"))
+        self.addCleanup(shutil.rmtree, profile, ignore_errors=True)
+        # No tip of the day in front of the document.
+        (profile / "user").mkdir()
+        (profile / "user/registrymodifications.xcu").write_text(
+            '<?xml version="1.0" encoding="UTF-8"?><oor:items xmlns:oor="http://openoffice.org/2001/registry">'
+            '<item oor:path="/org.openoffice.Office.Common/Misc"><prop oor:name="ShowTipOfTheDay" oor:op="fuse">'
+            '<value>false</value></prop></item></oor:items>')
+        file = text_file(self, f"{PHRASE}.txt", f"hidden {PHRASE}\n" * 20)
+        Application(self, "soffice", f"-env:UserInstallation=file://{profile}", "--norestore", "--nologo", "--writer", file,
+                    title=PHRASE, seconds=60)
+        # What was started starts the program itself, which would outlive it.
+        self.addCleanup(os.kill, int(x("getwindowpid", x("getactivewindow"))), signal.SIGKILL)
+        self.assertTrue(wait_until(lambda: memory.skip_reason() == "excludedApp", LATE), memory.diagnosis())
+        type_text(f"more {PHRASE} and again {PHRASE}")
+        # It is left out for as long as it is in front: past the time after which a window is read again.
+        until = time.time() + 8
+        self.assertTrue(wait_until(lambda: memory.skip_reason() != "excludedApp" or time.time() > until, LATE))
+        self.assertEqual(memory.skip_reason(), "excludedApp")
+        memory.stop()
+        self.assertEqual(memory.occurrences(PHRASE), [])
+        self.assertTrue(memory.occurrences("uttercups"), "the search for bytes finds what is there")
 
 
 if __name__ == "__main__":
