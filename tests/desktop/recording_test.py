@@ -92,9 +92,11 @@ class Kept(unittest.TestCase):
         type_text(name)
         self.assertTrue(memory.wait_for_hit(name, LATE), "the field that is no secret")
         x("key", "Tab")
+        # In GTK 4 an empty field doesn't tell that it will hide what is typed.
+        type_text(secret[0])
         self.assertTrue(wait_until(lambda: memory.status()["skipReason"] == "secureInput"), memory.status())
         self.assertIn("password", memory.status()["detail"])
-        type_text(secret)
+        type_text(secret[1:])
         time.sleep(TWO_LOOKS)
         # With the focus elsewhere the window is recorded again, the filled password field in it.
         x("key", "shift+Tab")
