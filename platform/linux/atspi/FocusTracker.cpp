@@ -108,19 +108,20 @@ FocusTracker::Focus FocusTracker::check(const ObjectRef& object) {
 /// may have taken it.
 FocusTracker::Windows FocusTracker::activeWindows(ProcessID front) {
     Windows windows;
-    const std::vector<ObjectRef> programs = m_programs.all(soon());
-    std::vector<ObjectRef> askable = programs;
+    const auto programs = m_programs.all(soon());
+    if (!programs) return windows;
+    std::vector<ObjectRef> askable = *programs;
     std::erase_if(askable, [&](const ObjectRef& program) { return !m_bus.mayAsk(program.bus); });
     bool allAnswered = false;
     for (const ProgramWindow& window : m_programs.activeWindows(askable, soon(), allAnswered))
         if (window.isUsable()) windows.objects.push_back(window.object);
-    std::vector<ObjectRef> silent = programs;
+    std::vector<ObjectRef> silent = *programs;
     std::erase_if(silent, [&](const ObjectRef& program) { return m_bus.mayAsk(program.bus); });
     // Where nobody is known to be silent, there wasn't time for all.
-    windows.complete = !programs.empty() && (allAnswered || !silent.empty()) &&
-                       std::none_of(silent.begin(), silent.end(), [&](const ObjectRef& program) {
-                           return m_programs.mayBelongTo(program.bus, front, soon());
-                       });
+    windows.complete =
+        (allAnswered || !silent.empty()) && std::none_of(silent.begin(), silent.end(), [&](const ObjectRef& program) {
+            return m_programs.mayBelongTo(program.bus, front, soon());
+        });
     return windows;
 }
 

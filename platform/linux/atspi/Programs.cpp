@@ -40,7 +40,7 @@ std::vector<ProgramWindow> properOnes(std::vector<ProgramWindow> windows) {
 } // namespace
 
 std::vector<ObjectRef> Programs::ofProcess(ProcessID pid, SteadyClock::time_point deadline) {
-    std::vector<ObjectRef> programs = all(deadline);
+    std::vector<ObjectRef> programs = all(deadline).value_or(std::vector<ObjectRef>());
     learnProcesses(programs, deadline);
     std::erase_if(programs, [&](const ObjectRef& program) {
         const auto found = m_processes.find(program.bus);
@@ -146,15 +146,14 @@ Toolkit Programs::toolkit(const std::string& program, SteadyClock::time_point de
     return toolkit;
 }
 
-std::vector<ObjectRef> Programs::all(SteadyClock::time_point deadline) {
+std::optional<std::vector<ObjectRef>> Programs::all(SteadyClock::time_point deadline) {
     forgetOldConnection();
-    std::vector<ObjectRef> programs;
+    std::optional<std::vector<ObjectRef>> programs;
     CallPipeline calls(m_bus, deadline);
-    ask::children(calls, registryRoot, mostPrograms, [&](std::optional<std::vector<ObjectRef>> children) {
-        if (children) programs = std::move(*children);
-    });
+    ask::children(calls, registryRoot, mostPrograms,
+                  [&](std::optional<std::vector<ObjectRef>> children) { programs = std::move(children); });
     calls.run();
-    std::erase_if(programs, [](const ObjectRef& program) { return program.isNull(); });
+    if (programs) std::erase_if(*programs, [](const ObjectRef& program) { return program.isNull(); });
     return programs;
 }
 

@@ -26,8 +26,8 @@ class Programs {
 public:
     explicit Programs(AtspiBus& bus) : m_bus(bus) {}
 
-    /// Root objects of every program.
-    std::vector<ObjectRef> all(SteadyClock::time_point deadline);
+    /// Root objects of every program, of which there may be none. Absent where the registry doesn't tell in time.
+    std::optional<std::vector<ObjectRef>> all(SteadyClock::time_point deadline);
     std::vector<ObjectRef> ofProcess(ProcessID pid, SteadyClock::time_point deadline);
     /// In the programs' own order; those of a program that doesn't answer in time are missing.
     std::vector<ProgramWindow> windows(const std::vector<ObjectRef>& programs, SteadyClock::time_point deadline);
