@@ -281,6 +281,9 @@ void X11ScreenChanges::handle(const xcb_generic_event_t& event, double now) {
         break;
     case XCB_CREATE_NOTIFY: {
         const auto& notice = as<xcb_create_notify_event_t>(event);
+        // A compositor's overlay is the server's own window and in no list. Nothing of it is in other windows' memory:
+        // the compositor paints it only once they have their own.
+        if ((notice.window & ~xcb_get_setup(m_connection.get())->resource_id_mask) == 0) break;
         forgetWindow(notice.window); // of one with the same number that went within a frame, which isn't told
         X11TopWindow window;
         window.id = notice.window;
