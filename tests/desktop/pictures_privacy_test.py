@@ -261,8 +261,10 @@ class WithPicturesOfWindows(Hidden):
         for front in (self.tickers[0], normal):
             activate(front)
             self.hidden_at((1070, 140, 700, 500), time.time())
-        # Out of sight but for the switcher.
-        x("windowminimize", secret)
+        # Out of sight but for the switcher, which shows no pictures of minimised windows.
+        place(secret, 1080, 100, 700, 500)
+        place(normal, 1010, 30, 890, 720)
+        activate(normal)
         self.assertTrue(wait_until(lambda: self.witness.on_screen(CANARY) == 0, LATE))
         for front in (*self.tickers, normal):
             activate(front)
