@@ -175,7 +175,10 @@ void print(const Context& context, const Json& report) {
     list.add("Status", text(report, "status"));
     list.add("Detail", text(report, "detail"));
     list.add("Last look", skipSentence(text(report, "skipReason"), text(front, "name")));
-    list.add("In front", applicationText(front));
+    const auto recording = report.find("recording");
+    const bool isNothingInFront = front.empty() && recording != report.end() && *recording == true;
+    list.add("In front", isNothingInFront ? "No window that the window manager names; nothing is recorded meanwhile"
+                                          : applicationText(front));
     list.add("Accessibility", accessibilityText(part(report, "accessibility")));
     printSettings(list, part(report, "settings"));
     list.add("Data folder", text(report, "dataDirectory"));
