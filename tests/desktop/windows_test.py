@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """What real programs show in windows that aren't what they were a moment ago: numbers that are used again, pages that
-change under their title, programs of several applications. Runs inside the virtual desktop."""
+change under their title, what is dragged out of them, programs of several applications. Runs inside the virtual desktop."""
 
 import os
 import pathlib
@@ -10,7 +10,7 @@ import tempfile
 import time
 import unittest
 
-from pictures import CANARY, LATE, NEAR, RIGHT, PictureMemory, Witness, place, two_displays
+from pictures import CANARY, LATE, NEAR, RIGHT, PictureMemory, Witness, geometry, place, two_displays
 from session import CHROMIUM, Application, Chromium, Firefox, Quillshade, activate, text_file, type_text, wait_until, x
 
 PHRASE = "quetzalcoatlus"
@@ -148,6 +148,36 @@ class InChromium(UnderOneTitle, Windows):
 
 class InFirefox(UnderOneTitle, Windows):
     browser_class = Firefox
+
+
+class Dragged(Windows):
+    def test_what_is_dragged_out_of_an_excluded_page_is_in_no_picture(self):
+        self.desktop()
+        self.begin("excludedSites=forbidden-place")
+        box = f"<div draggable=true style='position:fixed;inset:0;width:400px;height:400px;background:#{CANARY}'></div>"
+        browser = Firefox(self, page(self, "forbidden-place.html", "Forbidden", box, CANARY), "Forbidden")
+        place(browser.window, 20, 40, 800, 700)
+        self.assertTrue(self.witness.shows(CANARY, 100_000))
+        left, top, *_ = geometry(browser.window)
+        x("mousemove", left + 200, top + 300, "mousedown", 1)
+        try:
+            for step in range(1, 12):
+                x("mousemove", left + 200 + 10 * step, top + 300)
+            before = self.witness.on_screen(CANARY)
+
+            def is_dragged():
+                for place_of_pointer in (1400, 1410):
+                    x("mousemove", place_of_pointer, 400)
+                return self.witness.on_screen(CANARY) > before + 50_000
+
+            self.assertTrue(wait_until(is_dragged, LATE, 0.3), "nothing is dragged")
+            # It rests, and moves on, over windows that may be seen.
+            for pointer in (1400, 1300, 1450):
+                x("mousemove", pointer, 450)
+                self.pictures_of_both()
+        finally:
+            x("mouseup", 1)
+        self.nothing_of_the_canary()
 
 
 class Office(unittest.TestCase):
