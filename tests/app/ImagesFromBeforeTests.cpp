@@ -30,6 +30,14 @@ struct ImagesFromBefore : RecorderHarness, testing::Test {
         ASSERT_TRUE(awaitStreams({1}));
         tick();
     }
+    /// The stream has been asked to start, and waits for `finishStart`.
+    void startWaiting() {
+        streams.setStartsWait(true);
+        show(editor, "Notes", std::string(300, 'x'));
+        recordImages(config);
+        for (int i = 0; i < 12'000 && streams.takeLog().empty(); ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
     void deliver(std::uint8_t shade) { ASSERT_TRUE(deliverImage(1, {grey(shade), std::nullopt})); }
     /// Ticks until it is certain that the image which is there isn't stored, and then gets a later one.
     void expectOnlyLaterImages() {
@@ -90,11 +98,7 @@ TEST_F(ImagesFromBefore, WhatWasSeenDuringAHoldStaysUnseen) {
 }
 
 TEST_F(ImagesFromBefore, WhatAStreamSawWhileItWasPausedStaysUnseen) {
-    streams.setStartsWait(true);
-    show(editor, "Notes", std::string(300, 'x'));
-    recordImages(config);
-    for (int i = 0; i < 12'000 && streams.takeLog().empty(); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    startWaiting();
     recorder.setBlock(Recorder::Block::paused, true);
     settle();
     const auto held = holdQueue();
@@ -108,11 +112,7 @@ TEST_F(ImagesFromBefore, WhatAStreamSawWhileItWasPausedStaysUnseen) {
 }
 
 TEST_F(ImagesFromBefore, APasswordTypedWhileTheStreamStartsStaysUnseen) {
-    streams.setStartsWait(true);
-    show(editor, "Notes", std::string(300, 'x'));
-    recordImages(config);
-    for (int i = 0; i < 12'000 && streams.takeLog().empty(); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    startWaiting();
     input.setSecureInput(SecureInput::certain);
     const auto held = holdQueue();
     recorder.queue().async([this] { recorder.tick(); });
@@ -127,11 +127,7 @@ TEST_F(ImagesFromBefore, APasswordTypedWhileTheStreamStartsStaysUnseen) {
 
 // The last tick that saw the dialog came before the image, the next one after the dialog had gone.
 TEST_F(ImagesFromBefore, APasswordDialogThatEndsAfterTheImageStaysUnseenThoughTheStreamWasOnlyStarting) {
-    streams.setStartsWait(true);
-    show(editor, "Notes", std::string(300, 'x'));
-    recordImages(config);
-    for (int i = 0; i < 12'000 && streams.takeLog().empty(); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    startWaiting();
     input.setSecureInput(SecureInput::certain);
     tick(1);
     clock.advance(0.3);
