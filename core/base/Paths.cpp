@@ -38,9 +38,16 @@ void makeOwnerOnly(const fs::path& folder) {
     if (folder.empty() || fs::is_directory(folder)) return;
     const fs::path parent = folder.has_filename() ? folder.parent_path() : folder.parent_path().parent_path();
     if (parent != folder) makeOwnerOnly(parent);
-    if (mkdir(folder.c_str(), ownerOnly) != 0 && errno != EEXIST)
+    if (mkdir(folder.c_str(), ownerOnly) == 0) return;
+    int error = errno;
+    if (error == EEXIST) {
+        // A folder that another process has just made, a file, or a link that leads nowhere.
+        struct stat status {};
+        error = stat(folder.c_str(), &status) != 0 ? errno : S_ISDIR(status.st_mode) ? 0 : ENOTDIR;
+    }
+    if (error != 0)
         throw fs::filesystem_error("The folder can't be created", folder,
-                                   std::error_code(errno, std::generic_category()));
+                                   std::error_code(error, std::generic_category()));
 }
 
 std::int64_t allocatedBytes(const fs::path& file, bool regularOnly) {

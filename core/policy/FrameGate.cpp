@@ -9,10 +9,13 @@ namespace {
 
 constexpr double settlingSeconds = 0.6; // a window that has just come up is still drawing itself
 constexpr double mediaSeconds = 180;    // a film is sampled at most every three minutes
+constexpr double scrollingSeconds = 5;  // whoever reads a line takes longer
 constexpr double noticeableFraction = 0.003;
 constexpr double pauseSeconds = 1.2;
 constexpr double largeFraction = 0.25;
 constexpr double shortPauseSeconds = 0.6;
+// Of a display of 1920 x 1080, 1037 pixels: five letters of a terminal; one letter and a caret come to less.
+constexpr double legibleFraction = 0.0005;
 
 } // namespace
 
@@ -23,15 +26,23 @@ bool shouldCapture(const GateInput& input, const CapturePolicy& policy) {
     if (!input.lastCapture) return input.changed;
     if (!input.changed) return false;
     const bool noticeable = input.dirtyFraction >= noticeableFraction;
+    // What scrolls by itself isn't a film as long as it brings something to read.
+    if (input.mediaLike && input.showsNewText) return elapsed >= scrollingSeconds && noticeable;
     if (input.mediaLike) return elapsed >= std::max(policy.heartbeat, mediaSeconds) && noticeable;
-    if (noticeable && (input.inputIdle >= pauseSeconds || elapsed >= policy.heartbeat)) return true;
+    // Nothing else tells of a line that is shorter than that.
+    const bool isLegible = input.isReadFromPicture && mayHoldText(input.paintedFraction);
+    if ((noticeable || isLegible) && (input.inputIdle >= pauseSeconds || elapsed >= policy.heartbeat)) return true;
     // A big change needs a shorter pause but a longer gap.
     return input.dirtyFraction >= largeFraction && elapsed >= 2 * policy.minInterval &&
            input.inputIdle >= shortPauseSeconds;
 }
 
-bool isUnchanged(std::optional<int> hashDistance, double dirtyFraction, std::int64_t newLineCount) {
-    return hashDistance && dirtyFraction < 0.01 && *hashDistance < 2 && newLineCount == 0;
+bool isUnchanged(std::optional<int> hashDistance, double changedFraction, std::int64_t newLineCount) {
+    return hashDistance && changedFraction < 0.01 && *hashDistance < 2 && newLineCount == 0;
+}
+
+bool mayHoldText(double fraction) {
+    return fraction >= legibleFraction;
 }
 
 } // namespace nomara::FrameGate

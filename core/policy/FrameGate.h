@@ -16,6 +16,9 @@ struct GateInput {
     double inputIdle = 0;                   ///< seconds since the last key or pointer event
     std::optional<double> contextChangedAt; ///< when a new window was first seen that isn't captured yet
     bool mediaLike = false;                 ///< a film, a call, or a screen that keeps moving by itself
+    double paintedFraction = 0;             ///< as `dirtyFraction`, what was painted twice counted once
+    bool isReadFromPicture = false;         ///< the window's text is known from its picture alone
+    bool showsNewText = false;              ///< the last frame brought a line's worth of text
 };
 
 /// Whether the newest image of a display deserves the expensive part of the pipeline. Pure; runs for every display on
@@ -25,8 +28,11 @@ namespace FrameGate {
 bool shouldCapture(const GateInput& input, const CapturePolicy& policy);
 
 /// The second question, when hash and text are known: does the image differ from the last stored one at all? An absent
-/// distance counts as a difference.
-bool isUnchanged(std::optional<int> hashDistance, double dirtyFraction, std::int64_t newLineCount);
+/// distance counts as a difference. `changedFraction`: of the display, what looks otherwise than in that image.
+bool isUnchanged(std::optional<int> hashDistance, double changedFraction, std::int64_t newLineCount);
+
+/// Whether so much of a display can hold a word. A caret can't.
+bool mayHoldText(double fraction);
 
 } // namespace FrameGate
 

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <map>
+#include <unordered_map>
 #include <utility>
 
 namespace nomara::SearchRanking {
@@ -17,29 +20,58 @@ constexpr double repetitionShare = 0.05;
 /// In a memory where nearly every frame has the word, its relevance rounds to nothing; this keeps the factors at work.
 constexpr double leastRelevance = 0.0001;
 
-bool belongs(const Group& group, const FrameSummary& row) {
-    const FrameSummary& seen = group.representative;
-    return std::abs(seen.timestamp - row.timestamp) < sameMomentSeconds && seen.windowTitle == row.windowTitle &&
-           seen.appBundleID == row.appBundleID;
-}
+/// The groups of one window, by the times of their representatives. Those lie ten minutes apart, so that a row is near
+/// three of them at most.
+class WindowGroups {
+public:
+    /// The group that was made first of those near enough; absent for none.
+    std::optional<std::size_t> find(Date timestamp) const {
+        std::optional<std::size_t> first;
+        for (auto group = m_byTime.lower_bound(timestamp.seconds - sameMomentSeconds);
+             group != m_byTime.end() && group->first <= timestamp.seconds + sameMomentSeconds; ++group)
+            if (std::abs(group->first - timestamp.seconds) < sameMomentSeconds && (!first || group->second < *first))
+                first = group->second;
+        return first;
+    }
+    void add(Date timestamp, std::size_t group) { m_byTime.emplace(timestamp.seconds, group); }
+
+private:
+    std::map<double, std::size_t> m_byTime;
+};
 
 } // namespace
 
-void addRow(std::vector<Group>& groups, FrameSummary&& row, double relevance) {
-    const auto group =
-        std::find_if(groups.begin(), groups.end(), [&row](const Group& candidate) { return belongs(candidate, row); });
-    if (group == groups.end()) {
-        groups.push_back({std::move(row), relevance, 1});
-    } else {
-        ++group->count;
+std::string windowKey(const std::optional<std::string>& appBundleID, const std::optional<std::string>& windowTitle) {
+    // Absent and empty differ, and no text runs into the next one.
+    std::string key;
+    for (const auto* text : {&appBundleID, &windowTitle}) {
+        key += *text ? std::to_string((*text)->size()) : "-";
+        key += ':';
+        if (*text) key += **text;
     }
+    return key;
+}
+
+std::vector<Group> folded(std::vector<Row>&& rows) {
+    std::vector<Group> groups;
+    std::unordered_map<std::string, WindowGroups> windows;
+    for (Row& row : rows) {
+        WindowGroups& window = windows[row.window];
+        if (const auto group = window.find(row.timestamp)) {
+            ++groups[*group].count;
+        } else {
+            window.add(row.timestamp, groups.size());
+            groups.push_back({std::move(row), 1});
+        }
+    }
+    return groups;
 }
 
 double score(const Group& group, Date now) {
     const double age = std::max(now - group.representative.timestamp, 0.0);
     const double recency = std::exp(age / -daySeconds / recencyDays) * recencyShare + oldestShare;
     const double repetition = std::log(static_cast<double>(group.count)) * repetitionShare + 1.0;
-    return repetition * (std::max(group.relevance, leastRelevance) * recency);
+    return repetition * (std::max(group.representative.relevance, leastRelevance) * recency);
 }
 
 void sortByScore(std::vector<Group>& groups, Date now) {

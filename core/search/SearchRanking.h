@@ -3,6 +3,8 @@
 #include "core/records/Frames.h"
 
 #include <cstdint>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace nomara {
@@ -12,15 +14,25 @@ namespace nomara {
 /// Pure; callable from any thread.
 namespace SearchRanking {
 
-struct Group {
-    FrameSummary representative; ///< the first row that fell into it
-    double relevance = 0;        ///< higher is better
-    std::int64_t count = 1;      ///< rows folded into it
+/// What folding looks at.
+struct Row {
+    RowID id = 0;
+    Date timestamp;
+    std::string window;   ///< of `windowKey`
+    double relevance = 0; ///< higher is better
 };
 
-/// Puts the row into the first group whose representative shows the same window within ten minutes, or into a group of
-/// its own behind the others. Text isn't compared.
-void addRow(std::vector<Group>& groups, FrameSummary&& row, double relevance);
+struct Group {
+    Row representative;     ///< the first row that fell into it
+    std::int64_t count = 1; ///< rows folded into it
+};
+
+/// The same for two frames of one window: of the same application, known or not, with the same title.
+std::string windowKey(const std::optional<std::string>& appBundleID, const std::optional<std::string>& windowTitle);
+
+/// Folds each row into the first group whose representative shows the same window within ten minutes; otherwise it
+/// begins a group of its own behind the others. Text isn't compared.
+std::vector<Group> folded(std::vector<Row>&& rows);
 
 /// Relevance, lowered by age to no less than 60 % (with a time constant of a week), and raised a little by repetition.
 double score(const Group& group, Date now);

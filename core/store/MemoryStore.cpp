@@ -8,7 +8,7 @@ MemoryStore::MemoryStore(const std::filesystem::path& file, bool readOnly, const
     : m_db(file, readOnly), m_clock(clock), m_isReadOnly(readOnly) {
     if (readOnly) {
         try {
-            m_db.execute("PRAGMA query_only = 1;");
+            m_db.execute("PRAGMA query_only = 1; PRAGMA temp_store = MEMORY;");
         } catch (const SQLiteError&) {
             // A second guard only: the connection is read-only anyway.
         }

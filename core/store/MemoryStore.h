@@ -72,8 +72,9 @@ public:
     std::vector<TitleCount> titleCounts(Date from, Date to, std::int64_t limit);
     /// Keys of the local days that have frames, newest first.
     std::vector<std::string> recentDays(std::int64_t limit);
-    /// Frames whose picture waits for text recognition and can be read by now, oldest first.
-    std::vector<FrameRecord> ocrBacklog(Date before, std::int64_t limit);
+    /// Frames whose picture waits for text recognition and can be read by now, oldest first; those that come after
+    /// `last`, where one is given.
+    std::vector<FrameRecord> ocrBacklog(Date before, std::int64_t limit, const FrameRecord* last = nullptr);
     std::int64_t queuedOCRCount();
 
     /// Ranked and folded hits, best first, at most as many as the query asks for. `now` dates them.
@@ -137,7 +138,9 @@ public:
     void vacuumIfNeeded();
     /// Merges the full-text index and empties the write-ahead log; failures of either are left for the next time.
     void optimize() noexcept;
-    void checkpoint() noexcept;
+    /// Empties the write-ahead log; false where it still holds something, as somebody reads there or it failed. Waits
+    /// for readers up to 5 s, or not at all.
+    bool checkpoint(bool waits = true) noexcept;
 
 private:
     SQLiteDatabase m_db;

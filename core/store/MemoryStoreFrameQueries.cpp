@@ -2,6 +2,8 @@
 #include "core/store/MemoryStore.h"
 #include "core/text/Graphemes.h"
 
+#include <limits>
+
 namespace nomara {
 
 namespace {
@@ -117,12 +119,14 @@ std::vector<std::string> MemoryStore::recentDays(std::int64_t limit) {
                       [](const SQLRow& row) { return row.text(0); });
 }
 
-std::vector<FrameRecord> MemoryStore::ocrBacklog(Date before, std::int64_t limit) {
+std::vector<FrameRecord> MemoryStore::ocrBacklog(Date before, std::int64_t limit, const FrameRecord* last) {
     // The picture of a frame whose segment is still open can't be read yet.
     static const std::string sql =
-        select(FrameRows::recordColumns, "\nWHERE f.ocr_state = 1 AND f.ts < ? AND (s.id IS NULL OR s.closed = 1) "
-                                         "ORDER BY f.ts LIMIT ?");
-    return m_db.query(sql, {before.seconds, limit}, FrameRows::record);
+        select(FrameRows::recordColumns, "\nWHERE f.ocr_state = 1 AND f.ts < ? AND (f.ts, f.id) > (?, ?) "
+                                         "AND (s.id IS NULL OR s.closed = 1) ORDER BY f.ts, f.id LIMIT ?");
+    constexpr double beforeAll = std::numeric_limits<double>::lowest();
+    return m_db.query(sql, {before.seconds, last ? last->timestamp.seconds : beforeAll, last ? last->id : 0, limit},
+                      FrameRows::record);
 }
 
 std::int64_t MemoryStore::queuedOCRCount() {

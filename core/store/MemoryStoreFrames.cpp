@@ -7,13 +7,23 @@ namespace nomara {
 
 namespace {
 
+// SQLite ends a text there: all that comes behind it would be lost, and the number of characters be wrong.
+std::string withoutNul(std::string text) {
+    std::erase(text, '\0');
+    return text;
+}
+
 std::string joined(const std::vector<std::string>& lines) {
     std::string body;
     for (std::size_t i = 0; i < lines.size(); ++i) {
         if (i > 0) body += '\n';
         body += lines[i];
     }
-    return body;
+    return withoutNul(std::move(body));
+}
+
+std::optional<std::string> withoutNul(const std::optional<std::string>& text) {
+    return text ? std::optional(withoutNul(*text)) : std::nullopt;
 }
 
 // What people type of an address begins behind these.
@@ -62,6 +72,7 @@ std::optional<StoredText> storedText(SQLiteDatabase& db, RowID id) {
 RowID MemoryStore::insertFrame(const NewFrame& frame) {
     return m_db.transaction([&] {
         const std::string body = joined(frame.lines);
+        const auto title = withoutNul(frame.windowTitle), url = withoutNul(frame.url);
         const auto edge = [&](double RelativeRect::*field) {
             return frame.windowRect ? SQLValue((*frame.windowRect).*field) : SQLValue(nullptr);
         };
@@ -72,8 +83,8 @@ RowID MemoryStore::insertFrame(const NewFrame& frame) {
                   frame.displayID,
                   frame.appBundleID,
                   frame.appName,
-                  frame.windowTitle,
-                  frame.url,
+                  title,
+                  url,
                   frame.project,
                   static_cast<std::int64_t>(frame.perceptualHash),
                   frame.width,
@@ -91,7 +102,7 @@ RowID MemoryStore::insertFrame(const NewFrame& frame) {
                   edge(&RelativeRect::height)});
         const RowID id = m_db.lastInsertRowID();
         m_db.run("INSERT INTO frame_text (frame_id, body) VALUES (?, ?)", {id, body});
-        addToIndex(m_db, id, IndexEntry(frame.windowTitle, frame.url, body));
+        addToIndex(m_db, id, IndexEntry(title, url, body));
         return id;
     });
 }

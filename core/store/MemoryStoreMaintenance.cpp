@@ -8,7 +8,6 @@ namespace {
 constexpr double freeShareWorthCompacting = 0.25;
 
 const char* const mergeIndex = "INSERT INTO frame_fts(frame_fts) VALUES('optimize');";
-const char* const emptyLog = "PRAGMA wal_checkpoint(TRUNCATE);";
 
 void executeIgnoringFailure(SQLiteDatabase& db, const char* sql) noexcept {
     try {
@@ -52,16 +51,24 @@ void MemoryStore::vacuumIfNeeded() {
     if (pages < 1 || static_cast<double>(freePages) / static_cast<double>(pages) <= freeShareWorthCompacting) return;
     m_db.execute(mergeIndex);
     m_db.execute("VACUUM;");
-    executeIgnoringFailure(m_db, emptyLog);
+    checkpoint();
 }
 
 void MemoryStore::optimize() noexcept {
     executeIgnoringFailure(m_db, mergeIndex);
-    executeIgnoringFailure(m_db, emptyLog);
+    checkpoint();
 }
 
-void MemoryStore::checkpoint() noexcept {
-    executeIgnoringFailure(m_db, emptyLog);
+bool MemoryStore::checkpoint(bool waits) noexcept {
+    try {
+        if (!waits) m_db.setBusyTimeout(0);
+        // Readers in the way are no failure but a one in the first column.
+        const bool isEmpty = m_db.scalarInt("PRAGMA wal_checkpoint(TRUNCATE)") == 0;
+        m_db.setBusyTimeout(SQLiteDatabase::defaultBusyMilliseconds);
+        return isEmpty;
+    } catch (const SQLiteError&) {
+        return false; // closed, or the disk refuses: the next write tells
+    }
 }
 
 } // namespace nomara

@@ -9,8 +9,6 @@ namespace nomara {
 
 namespace {
 
-constexpr int busyTimeoutMilliseconds = 5000;
-
 template <typename Value, typename Read>
 std::optional<Value> firstOfFirst(SQLiteDatabase& database, std::string_view sql, SQLParameters parameters, Read read) {
     const auto rows = database.query(sql, parameters, read);
@@ -30,7 +28,7 @@ SQLiteDatabase::SQLiteDatabase(std::filesystem::path path, bool readOnly) : m_pa
         close();
         throw error;
     }
-    sqlite3_busy_timeout(m_handle, busyTimeoutMilliseconds);
+    setBusyTimeout(defaultBusyMilliseconds);
     sqlite3_extended_result_codes(m_handle, 1);
 }
 
@@ -78,6 +76,10 @@ void SQLiteDatabase::close() noexcept {
 sqlite3* SQLiteDatabase::handle() const {
     if (m_handle == nullptr) throw SQLiteError(SQLITE_MISUSE, "closed");
     return m_handle;
+}
+
+void SQLiteDatabase::setBusyTimeout(int milliseconds) {
+    sqlite3_busy_timeout(handle(), milliseconds);
 }
 
 SQLiteError SQLiteDatabase::lastError(std::int32_t code, std::optional<std::string> sql) const {

@@ -49,6 +49,9 @@ public:
     std::optional<double> scalarDouble(std::string_view sql, SQLParameters parameters = {});
 
     std::int64_t lastInsertRowID() const;
+    /// How long a statement waits for others that are at the file.
+    void setBusyTimeout(int milliseconds);
+    static constexpr int defaultBusyMilliseconds = 5'000;
 
     /// Runs `body` between BEGIN IMMEDIATE and COMMIT and gives what it gives; rolls back when either fails. Inside a
     /// transaction that is already open it only runs `body`: a failure then is the outer one's to undo.

@@ -8,13 +8,15 @@
 
 namespace nomara {
 
-/// The one statement that asks the full-text index, and what is bound to it. Its rows are summaries with their bm25
-/// score as column 10, best or newest first. Pure.
+/// The one statement that asks the full-text index, and what is bound to it. Its rows are all that match, the oldest
+/// first: id, time, bundle, title, bm25 score. Whoever reads them picks the best, at a fraction of what SQLite takes to
+/// put them into order. Pure.
 struct SearchStatement {
     std::string sql;
     std::vector<SQLValue> parameters;
 
-    static constexpr int scoreColumn = 10;
+    enum Column { id, timestamp, bundle, title, score };
+
     /// `match` is the query's MATCH text; `bundles` restricts to those applications, none of them to nothing.
     static SearchStatement make(const SearchQuery& query, std::string match, const std::vector<std::string>& bundles);
 };

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/base/Date.h"
+#include "core/text/ExactLines.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -20,19 +20,30 @@ class LineDeduper {
 public:
     LineDeduper(std::size_t maxContexts, std::size_t maxLinesPerContext, double contextLifetimeSeconds);
 
-    /// The lines that weren't remembered in `context`, in their order; they are from now on. `date` is the time of the
-    /// capture.
-    std::vector<std::string> newLines(const std::vector<std::string>& lines, const std::string& context, Date date);
+    /// The lines that weren't remembered in `context`, in their order; they are from now on. `now`: in seconds, by a
+    /// clock that nobody sets back.
+    std::vector<std::string> newLines(const std::vector<std::string>& lines, const std::string& context, double now);
+    /// The same of lines that were read from a picture, and so may be cut or have wrong letters: without those that a
+    /// line given to the other operation already says.
+    std::vector<std::string> newReadLines(const std::vector<std::string>& lines, const std::string& context,
+                                          double now);
+    /// These weren't stored after all.
+    void forget(const std::vector<std::string>& lines, const std::string& context);
     void reset();
 
 private:
+    static constexpr std::size_t mostExactBytes = 131'072; // some screens of text, for each context
     struct Context {
         std::unordered_set<std::uint64_t> seen;
         std::deque<std::uint64_t> order; // the same hashes, oldest first
-        Date lastUsed;
+        ExactLines exact{mostExactBytes};
+        double lastUsed = 0;
     };
 
-    void evict(Date date, const std::string& inUse);
+    Context& contextAt(const std::string& name, double now);
+    std::vector<std::string> take(Context& known, const std::vector<std::string>& lines, bool areRead);
+
+    void evict(double now, const std::string& inUse);
 
     std::mutex m_lock; // guards m_contexts
     std::unordered_map<std::string, Context> m_contexts;

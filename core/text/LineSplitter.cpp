@@ -15,11 +15,14 @@ struct CleanLine {
     std::int64_t characters = 0;
 };
 
+constexpr std::string_view nul("\0", 1);
+
 CleanLine clean(std::string_view piece) {
     CleanLine line;
     line.text.reserve(piece.size());
     bool spacePending = false;
     for (const std::string_view character : Graphemes::split(piece)) {
+        if (character == nul) continue; // nothing anybody sees
         if (Graphemes::isWhiteSpace(character)) {
             spacePending = true;
             continue;

@@ -84,6 +84,19 @@ TEST(NomaraPaths, MakesPrivateFoldersAndMeasuresFiles) {
     EXPECT_EQ(NomaraPaths::directorySize(data),
               NomaraPaths::fileSize(data / "file") + NomaraPaths::fileSize(data / "Frames.noindex/tmp/other"));
 
+    for (const char* below : {"Frames.noindex/tmp", "Frames.noindex/segments", "Frames.noindex"}) {
+        fs::remove_all(data / below);
+        std::ofstream(data / below) << "in the way";
+        EXPECT_THROW(NomaraPaths::ensureDirectories(), fs::filesystem_error) << "a file at " << below;
+        fs::remove(data / below);
+        fs::create_symlink(root / "nowhere", data / below);
+        EXPECT_THROW(NomaraPaths::ensureDirectories(), fs::filesystem_error)
+            << "a link that leads nowhere at " << below;
+        fs::remove(data / below);
+        fs::create_directory(root / "elsewhere");
+        fs::create_directory_symlink(root / "elsewhere", data / below);
+        EXPECT_NO_THROW(NomaraPaths::ensureDirectories()) << "a link to a folder at " << below;
+    }
     fs::remove_all(data);
     std::ofstream file(data);
     EXPECT_THROW(NomaraPaths::ensureDirectories(), fs::filesystem_error) << "a file stands in the way";

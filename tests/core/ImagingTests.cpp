@@ -1,5 +1,6 @@
 #include "core/imaging/FrameMasker.h"
 #include "core/imaging/PerceptualHash.h"
+#include "core/imaging/TileDigest.h"
 
 #include <algorithm>
 #include <array>
@@ -31,6 +32,38 @@ PixelBuffer painted(int width, int height, const std::function<Colour(int, int)>
 Colour grey(int value) {
     const auto byte = static_cast<std::uint8_t>(value);
     return {byte, byte, byte, 255};
+}
+
+TEST(TileDigest, TellsHowMuchDiffers) {
+    // 13 x 3 tiles, those at the edges cut off.
+    const auto image = [](std::size_t gap = 0) {
+        return painted(
+            100, 20, [](int x, int y) { return grey((x * 7 + y * 13) % 251); }, gap);
+    };
+    const TileDigest plain(image());
+    EXPECT_EQ(plain.differentPart(TileDigest(image(12))), 0) << "what lies between rows isn't part of an image";
+    EXPECT_EQ(plain.whole(), TileDigest(image(12)).whole());
+    const struct {
+        const char* name;
+        int left, top, right, bottom, tiles;
+    } rows[] = {
+        {"one pixel", 9, 9, 10, 10, 1},
+        {"the last pixel", 99, 19, 100, 20, 1},
+        {"over a corner of tiles", 7, 7, 9, 9, 4},
+        {"a row", 0, 5, 100, 6, 13},
+        {"all", 0, 0, 100, 20, 39},
+    };
+    for (const auto& row : rows) {
+        PixelBuffer other = image();
+        for (int y = row.top; y < row.bottom; ++y)
+            for (int x = row.left; x < row.right; ++x)
+                other.row(y)[x * 4 + 2] ^= 1U;
+        const TileDigest changed(other);
+        EXPECT_DOUBLE_EQ(plain.differentPart(changed), row.tiles / 39.0) << row.name;
+        EXPECT_NE(plain.whole(), changed.whole()) << row.name;
+    }
+    EXPECT_EQ(plain.differentPart(TileDigest(painted(20, 100, [](int, int) { return grey(0); }))), 1) << "another size";
+    EXPECT_EQ(TileDigest().differentPart(TileDigest()), 1) << "no image is like none";
 }
 
 TEST(PerceptualHash, TellsWhereBrightnessFalls) {

@@ -131,7 +131,7 @@ TEST_F(MemoryStoreSearch, ScoresByTheFormula) {
     for (const auto& row : rows) {
         SearchRanking::Group group;
         group.representative.timestamp = now - row.ageDays * day;
-        group.relevance = row.relevance;
+        group.representative.relevance = row.relevance;
         group.count = row.count;
         EXPECT_DOUBLE_EQ(SearchRanking::score(group, now), row.score);
     }
@@ -142,15 +142,15 @@ TEST_F(MemoryStoreSearch, KeepsTheOrderOfEqualScores) {
     for (std::size_t i = 0; i < groups.size(); ++i) {
         groups[i].representative.id = static_cast<RowID>(i);
         groups[i].representative.timestamp = now;
-        groups[i].relevance = i % 3 == 0 ? 2 : 1;
+        groups[i].representative.relevance = i % 3 == 0 ? 2 : 1;
     }
     SearchRanking::sortByScore(groups, now);
     for (std::size_t i = 1; i < groups.size(); ++i)
-        if (groups[i - 1].relevance == groups[i].relevance) {
+        if (groups[i - 1].representative.relevance == groups[i].representative.relevance) {
             EXPECT_LT(groups[i - 1].representative.id, groups[i].representative.id);
         }
-    EXPECT_EQ(groups.front().relevance, 2);
-    EXPECT_EQ(groups.back().relevance, 1);
+    EXPECT_EQ(groups.front().representative.relevance, 2);
+    EXPECT_EQ(groups.back().representative.relevance, 1);
 }
 
 TEST_F(MemoryStoreSearch, AppliesFiltersAndBounds) {
@@ -242,29 +242,40 @@ TEST_F(MemoryStoreSearch, PassesFaultsOn) {
     EXPECT_TRUE(search(SearchQuery("app:x !!!")).empty());
 }
 
-TEST(SearchStatement, NamesTheRowsInTheOrderGiven) {
-    const std::string head =
-        "SELECT f.id, f.ts, f.display_id, f.app_bundle, f.app_name, f.window_title, f.url, f.image_state, s.path, "
-        "f.segment_index, bm25(frame_fts, 2.0, 1.0, 1.0) AS score\n"
-        "FROM frame_fts JOIN frames f ON f.id = frame_fts.rowid LEFT JOIN segments s ON s.id = f.segment_id\n"
-        "WHERE frame_fts MATCH ?";
-    SearchQuery query("x");
-    query.limit = 10;
-    auto statement = SearchStatement::make(query, "\"x\"*", {});
-    EXPECT_EQ(statement.sql, head + " ORDER BY score LIMIT ?");
-    EXPECT_EQ(statement.parameters, (std::vector<SQLValue>{"\"x\"*", 200}));
-
-    query = SearchQuery("x", Date{1.5}, Date{2.5}, {}, 60, SearchQuery::Sort::newest);
-    statement = SearchStatement::make(query, "\"x\"*", {"a", "b"});
-    EXPECT_EQ(statement.sql, head + " AND f.ts >= ? AND f.ts < ? AND f.app_bundle IN (?,?) ORDER BY f.ts DESC LIMIT ?");
-    EXPECT_EQ(statement.parameters, (std::vector<SQLValue>{"\"x\"*", 1.5, 2.5, "a", "b", 480}));
-
-    for (const std::int64_t limit : {std::int64_t{-1}, std::int64_t{0}, std::int64_t{25}}) {
-        query.limit = limit;
-        EXPECT_EQ(SearchStatement::make(query, "", {}).parameters.back(), SQLValue(200)) << limit;
+TEST_F(MemoryStoreSearch, FoldsOnlyTheBestRows) {
+    // Two hundred rows are looked at for up to 25 hits; those with the word more often come first.
+    for (int i = 0; i < 450; ++i)
+        add(i * 700, "a", "t", {i % 2 == 0 ? "word word word" : "word and much that is no word"});
+    for (const auto& [limit, rows] : {std::pair(25, 200), std::pair(30, 240), std::pair(1'000, 450)}) {
+        for (const auto sort : {SearchQuery::Sort::newest, SearchQuery::Sort::relevance}) {
+            const auto hits = search(SearchQuery("word", {}, {}, {}, limit, sort));
+            ASSERT_EQ(hits.size(), static_cast<std::size_t>(std::min(limit, rows)));
+            for (std::size_t i = 0; i < hits.size() && sort == SearchQuery::Sort::newest; ++i)
+                EXPECT_EQ(hits[i].frame.id, static_cast<RowID>(i) + 1);
+            if (sort == SearchQuery::Sort::relevance) {
+                EXPECT_EQ(hits.front().frame.id % 2, 1) << "the first frame is an even row";
+            }
+        }
     }
-    query.limit = INT64_MAX;
-    EXPECT_GT(std::get<std::int64_t>(SearchStatement::make(query, "", {}).parameters.back().payload()), INT64_MAX / 2);
+    // Folding comes after the choice: the rows of one window crowd out the others.
+    for (int i = 0; i < 300; ++i)
+        add(1'000'000 + i, "b", "u", {"other"});
+    add(2'000'000, "c", "v", {"other"});
+    EXPECT_EQ(search(newest("other", 25)).size(), 1U);
+    EXPECT_EQ(search(newest("other", 25))[0].matchCount, 200);
+    EXPECT_EQ(search(newest("other", 100)).size(), 2U);
+}
+
+TEST(SearchStatement, NamesWhatMustMatch) {
+    const std::string head = "SELECT f.id, f.ts, f.app_bundle, f.window_title, bm25(frame_fts, 2.0, 1.0, 1.0)\n"
+                             "FROM frame_fts JOIN frames f ON f.id = frame_fts.rowid\nWHERE frame_fts MATCH ?";
+    auto statement = SearchStatement::make(SearchQuery("x"), "\"x\"*", {});
+    EXPECT_EQ(statement.sql, head);
+    EXPECT_EQ(statement.parameters, (std::vector<SQLValue>{"\"x\"*"}));
+
+    statement = SearchStatement::make(SearchQuery("x", Date{1.5}, Date{2.5}), "\"x\"*", {"a", "b"});
+    EXPECT_EQ(statement.sql, head + " AND f.ts >= ? AND f.ts < ? AND f.app_bundle IN (?,?)");
+    EXPECT_EQ(statement.parameters, (std::vector<SQLValue>{"\"x\"*", 1.5, 2.5, "a", "b"}));
 }
 
 } // namespace

@@ -1,3 +1,4 @@
+#include "core/policy/ContextTitle.h"
 #include "core/policy/FrameGate.h"
 #include "core/policy/PolicyEngine.h"
 
@@ -57,6 +58,48 @@ TEST(PolicyEngine, TheLastRuleHasTheLastWord) {
     EXPECT_FALSE(PolicyEngine::evaluate(CaptureMode::balanced, {false, {}, false, 2}, true, false).allowHeavyWork);
 }
 
+TEST(ContextTitle, OneThatKeepsChangingMeansNothing) {
+    struct Seen {
+        const char* window;
+        const char* title;
+        int seconds;         ///< since the one before
+        const char* context; ///< that it stands for
+    };
+    const struct {
+        const char* name;
+        std::vector<Seen> looks;
+    } rows[] = {
+        {"documents", {{"a", "one", 0, "one"}, {"a", "two", 1, "two"}, {"a", "two", 9, "two"}, {"a", "one", 1, "one"}}},
+        {"a progress",
+         {{"a", "1 %", 0, "1 %"},
+          {"a", "2 %", 1, "2 %"},
+          {"a", "3 %", 1, "3 %"},
+          {"a", "4 %", 1, "4 %"},
+          {"a", "5 %", 1, "4 %"},
+          {"a", "6 %", 1, "4 %"},
+          {"a", "6 %", 2, "4 %"},
+          {"a", "done", 2, "4 %"},
+          {"a", "done", 10, "done"}}},
+        {"another window",
+         {{"a", "1", 0, "1"},
+          {"a", "2", 1, "2"},
+          {"a", "3", 1, "3"},
+          {"a", "4", 1, "4"},
+          {"a", "5", 1, "4"},
+          {"b", "6", 1, "6"},
+          {"a", "7", 1, "7"}}},
+        {"too seldom",
+         {{"a", "1", 0, "1"}, {"a", "2", 4, "2"}, {"a", "3", 4, "3"}, {"a", "4", 4, "4"}, {"a", "5", 4, "5"}}},
+    };
+    for (const auto& row : rows) {
+        ContextTitle titles;
+        double now = 100;
+        for (const Seen& look : row.looks)
+            EXPECT_EQ(titles.of(look.window, look.title, now += look.seconds), look.context)
+                << row.name << ": " << look.title;
+    }
+}
+
 TEST(FrameGate, AnswersWhetherAFrameIsWorthIt) {
     CapturePolicy policy; // a gap of 2, a heartbeat of 15
     const auto gate = [&](std::optional<double> elapsed, bool changed, double dirty, double idle,
@@ -67,6 +110,15 @@ TEST(FrameGate, AnswersWhetherAFrameIsWorthIt) {
         if (elapsed) input.lastCapture = now - *elapsed;
         if (sinceContext) input.contextChangedAt = now - *sinceContext;
         return FrameGate::shouldCapture(input, policy);
+    };
+    const auto scrolling = [&](double elapsed, double dirty) {
+        policy.heartbeat = 15;
+        return FrameGate::shouldCapture({1'000, 1'000 - elapsed, true, dirty, 100, {}, true, dirty, true, true},
+                                        policy);
+    };
+    const auto line = [&](double painted, double idle, bool isReadFromPicture) {
+        return FrameGate::shouldCapture({1'000, 997, true, painted, idle, {}, false, painted, isReadFromPicture},
+                                        policy);
     };
     const struct {
         const char* name;
@@ -81,11 +133,18 @@ TEST(FrameGate, AnswersWhetherAFrameIsWorthIt) {
         {"a film before its time", false, gate(179.5, true, 1, 100, {}, true, 8)},
         {"a film in its time", true, gate(180, true, 0.003, 0, {}, true, 8)},
         {"a film that stands still", false, gate(180, true, 0.0029, 0, {}, true, 8)},
+        {"a log that scrolls", true, scrolling(5, 0.3)},
+        {"a log that scrolls, too soon", false, scrolling(4.5, 0.3)},
+        {"a log that stands", false, scrolling(100, 0.0029)},
         {"a film under a slower heartbeat", false, gate(190, true, 1, 100, {}, true, 200)},
         {"a small change after a pause", true, gate(3, true, 0.01, 1.2)},
         {"a small change while typing", false, gate(14, true, 0.01, 1.19)},
         {"a small change at the heartbeat", true, gate(15, true, 0.01, 0)},
         {"hardly a change, long ago", false, gate(1'000, true, 0.002, 100)},
+        {"a short line of a terminal", true, line(0.0005, 1.2, true)},
+        {"a short line while typing", false, line(0.0005, 1.19, true)},
+        {"a caret in a terminal", false, line(0.0004, 100, true)},
+        {"a short line whose program tells it", false, line(0.0005, 100, false)},
         {"a large change after a short pause", true, gate(4, true, 0.3, 0.7)},
         {"a large change too soon", false, gate(3.5, true, 0.3, 0.7)},
         {"a large change without a pause", false, gate(4, true, 0.3, 0.5)},

@@ -1,4 +1,7 @@
 #include "core/reading/ReadingOrder.h"
+#include "core/reading/TextCoverage.h"
+
+#include <cmath>
 
 #include <gtest/gtest.h>
 
@@ -33,6 +36,42 @@ TEST(ReadingOrder, GoesByBandsFromTheTopAndThenFromTheLeft) {
             texts.push_back(piece.text);
         EXPECT_EQ(texts, row.lines) << row.what;
     }
+}
+
+TEST(TextCoverage, TheLaterPlaceCountsAndWhatIsOutsideIsNeverKnown) {
+    using Kind = TextPlace::Kind;
+    const Rect window{100, 50, 800, 600};
+    const std::vector<TextPlace> places{
+        {Kind::controls, window},          {Kind::open, {100, 90, 800, 560}},    {Kind::content, {100, 90, 800, 160}},
+        {Kind::open, {300, 90, 100, 100}}, {Kind::content, {96, 640, 900, 300}}, {Kind::content, {0, 0, 50, 50}}};
+    const TextCoverage coverage(window, places);
+    EXPECT_NEAR(coverage.openShare(), (390.0 * 800 + 100 * 100) / (800 * 600), 0.004);
+    EXPECT_TRUE(coverage.leavesMuchOpen());
+    const struct {
+        const char* what;
+        Rect box;
+        bool isKnown;
+    } rows[] = {
+        {"controls", {200, 60, 90, 12}, true},
+        {"content", {500, 100, 90, 12}, true},
+        {"a picture in it", {310, 100, 80, 12}, false},
+        {"more in the picture than beside it", {320, 100, 120, 12}, false},
+        {"more beside it", {380, 100, 90, 12}, true},
+        {"nothing known", {500, 400, 90, 12}, false},
+        {"a line less than a square high", {500, 101, 90, 1}, true},
+        {"at the lower edge", {500, 641, 90, 8}, true},
+        {"beyond it", {500, 660, 90, 8}, false},
+        {"another window", {10, 10, 20, 12}, false},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(coverage.covers(row.box), row.isKnown) << row.what;
+
+    for (const Rect& none : {Rect{}, Rect{0, 0, -5, 10}, Rect{0, 0, 1e9, 1e9}, Rect{std::nan(""), 0, 10, 10}}) {
+        const TextCoverage nothing(none, places);
+        EXPECT_EQ(nothing.openShare(), 1);
+        EXPECT_FALSE(nothing.covers({200, 60, 90, 12}));
+    }
+    EXPECT_FALSE(TextCoverage(window, {{Kind::content, window}}).leavesMuchOpen());
 }
 
 TEST(TextObservation, EnclosesTheSymbolsOfAPart) {

@@ -167,7 +167,14 @@ TEST_F(StoreMaintenance, UpkeepEmptiesTheLogAndSwallowsFailures) {
         insert(i, "a", "t", {"some text"});
     const auto log = std::filesystem::path(data.database()) += "-wal";
     EXPECT_GT(std::filesystem::file_size(log), 0U);
-    store.checkpoint();
+    {
+        SQLiteDatabase reader(data.database(), true);
+        reader.execute("BEGIN");
+        EXPECT_TRUE(reader.scalarInt("SELECT COUNT(*) FROM frames"));
+        insert(50, "a", "t", {"behind the reader's back"});
+        EXPECT_FALSE(store.checkpoint(false)) << "somebody reads there";
+    }
+    EXPECT_TRUE(store.checkpoint());
     EXPECT_EQ(std::filesystem::file_size(log), 0U);
     insert(51, "a", "t", {"more"});
     raw.execute("ALTER TABLE frame_fts RENAME TO frame_fts_away;");
@@ -175,7 +182,7 @@ TEST_F(StoreMaintenance, UpkeepEmptiesTheLogAndSwallowsFailures) {
     EXPECT_EQ(std::filesystem::file_size(log), 0U);
     store.close();
     store.optimize();
-    store.checkpoint();
+    EXPECT_FALSE(store.checkpoint());
 }
 
 // What is forgotten must not stay readable in the bytes of the file.

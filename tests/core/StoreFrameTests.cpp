@@ -208,6 +208,24 @@ TEST_F(StoreFrames, BadTextIsForgottenWhole) {
               std::vector<std::string>{});
 }
 
+// SQLite ends a text there: what comes behind would be lost.
+TEST_F(StoreFrames, NulEndsNoText) {
+    const std::string line("before\0behind", 13), title("Title\0 goes on", 14), url("http://a.example/\0page", 22);
+    NewFrame frame = frameAt(1, {line, "second"});
+    frame.windowTitle = title;
+    frame.url = url;
+    const RowID id = store.insertFrame(frame);
+    store.updateFrameText(id, {"third\0", line}, TextSource::ocr(), std::nullopt);
+    EXPECT_EQ(store.frameText(id), "beforebehind\nsecond\nthird\nbeforebehind");
+    EXPECT_EQ(store.frame(id)->textChars, 38);
+    EXPECT_EQ(store.frame(id)->windowTitle, "Title goes on");
+    EXPECT_EQ(store.frame(id)->url, "http://a.example/page");
+    for (const char* word : {"beforebehind", "second", "third", "goes"})
+        EXPECT_EQ(matching(word), std::vector<RowID>{id}) << word;
+    store.removeFromIndex(id);
+    EXPECT_TRUE(matching("second").empty());
+}
+
 TEST_F(StoreFrames, BothFormsOfForgettingFollowTheStoredKey) {
     for (const bool byRowID : {false, true}) {
         if (byRowID && !Schema::libraryDeletesByRowID()) continue; // this library can't even read such a table

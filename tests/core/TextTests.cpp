@@ -1,4 +1,6 @@
+#include "core/text/ExactLines.h"
 #include "core/text/Graphemes.h"
+#include "core/text/LanguageGuess.h"
 #include "core/text/LineDeduper.h"
 #include "core/text/LineSplitter.h"
 #include "core/text/TextNormalizer.h"
@@ -161,6 +163,7 @@ TEST(LineSplitter, KeepsCleanDistinctLines) {
          {"one", "two", "three", "four", "five", "six", "seven", "eight"}},
         {"\t x\u00a0\u3000y \t", {"x y"}},
         {"é\ne\u0301x", {"e\u0301x"}},
+        {std::string("\0\0\n\0a\0b\ncd", 10), {"ab", "cd"}},
     };
     for (const auto& row : rows)
         EXPECT_EQ(LineSplitter::lines(row.text, 40'000, 2'000), row.lines) << row.text;
@@ -175,15 +178,112 @@ TEST(LineSplitter, KeepsCleanDistinctLines) {
     EXPECT_EQ(kept.back(), "line 1999");
 }
 
+TEST(LanguageGuess, GoesByLettersAndSmallWords) {
+    const std::string german = "Der Hund und die Katze sind nicht da, denn das Haus ist leer und der Garten auch. ";
+    const std::string english = "The dog and the cat are not here, for the house is empty and so is the garden. ";
+    const struct {
+        const char* what;
+        std::string text;
+        std::vector<std::string> codes;
+    } rows[] = {
+        {"German", german, {"de"}},
+        {"English", english, {"en"}},
+        {"both", german + english, {"en", "de"}},
+        {"German, read with other data",
+         "Der Hund und die Katze s1nd nicht da, denn das Baus ist leer und der Garten auch",
+         {"de"}},
+        {"a German word in English", english + english + english + "It is called Angst und Sturm.", {"en"}},
+        {"French",
+         "Le chat et le chien ne sont pas dans la maison, qui est vide pour une fois avec les autres.",
+         {"fr"}},
+        {"Spanish", "El perro y el gato no están en la casa, que es una de las más grandes del pueblo.", {"es"}},
+        {"Turkish",
+         "Köpek ve kedi bu evde değil, çünkü ev çok küçük ve bahçe daha boş gibi, ama ne var ne yok.",
+         {"tr"}},
+        {"Russian", "Собаки и кошки нет дома", {"ru"}},
+        {"Greek", "Ο σκύλος και η γάτα", {"el"}},
+        {"Japanese", "犬と猫はこの家にはいません。庭もきっとからです", {"ja"}},
+        {"Chinese", "狗和猫都不在家里，花园空了", {"zh"}},
+        {"a name in another script", english + "Called Собака.", {"en"}},
+        {"code", "for (int i = 0; i < n; ++i) total += rows[i].die; return und(der, total);", {}},
+        {"a table", "12 40 Basalt 7.5 kg\n13 41 Cobalt 8 kg\nSumme 81", {}},
+        {"nothing", "", {}},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(LanguageGuess::of(row.text), row.codes) << row.what;
+}
+
 TEST(LineDeduper, GivesBackWhatIsNewInItsContext) {
     LineDeduper deduper(24, 6'000, 1'800);
-    EXPECT_EQ(deduper.newLines({"One", "two"}, "a", {0}), (Strings{"One", "two"}));
-    EXPECT_EQ(deduper.newLines({"ONE", "three", "two"}, "a", {1}), (Strings{"three"}));
-    EXPECT_EQ(deduper.newLines({"One"}, "b", {1}), (Strings{"One"}));
-    EXPECT_EQ(deduper.newLines({"one"}, "a", {1'801}), Strings{}) << "1800 seconds after its last use it is still live";
-    EXPECT_EQ(deduper.newLines({"one"}, "a", {3'601.001}), (Strings{"one"}));
+    EXPECT_EQ(deduper.newLines({"One", "two"}, "a", 0), (Strings{"One", "two"}));
+    EXPECT_EQ(deduper.newLines({"ONE", "three", "two"}, "a", 1), (Strings{"three"}));
+    EXPECT_EQ(deduper.newLines({"One"}, "b", 1), (Strings{"One"}));
+    EXPECT_EQ(deduper.newLines({"one"}, "a", 1'801), Strings{}) << "1800 seconds after its last use it is still live";
+    EXPECT_EQ(deduper.newLines({"one"}, "a", 3'601.001), (Strings{"one"}));
+    deduper.forget({"ONE", "never seen"}, "a");
+    deduper.forget({"one"}, "c");
+    EXPECT_EQ(deduper.newLines({"one", "two"}, "a", 3'601.5), (Strings{"one", "two"})) << "it wasn't stored after all";
     deduper.reset();
-    EXPECT_EQ(deduper.newLines({"one"}, "a", {3'602}), (Strings{"one"}));
+    EXPECT_EQ(deduper.newLines({"one"}, "a", 3'602), (Strings{"one"}));
+}
+
+TEST(LineDeduper, WhatIsReadFromAPictureGivesWayToWhatIsKnown) {
+    const std::vector<std::string> told{"Grandmother's marmalade needs seven bitter oranges and a lemon",
+                                        "Basalt",
+                                        "12",
+                                        "grey stone",
+                                        "Invoice 1234 of March",
+                                        "Straße nach Köln",
+                                        "мармелад из апельсинов"};
+    const struct {
+        const char* what;
+        const char* read;
+        bool isNew;
+    } rows[] = {
+        {"the same", "Basalt", false},
+        {"cut in front", "andmother's marmalade needs seven", false},
+        {"cut behind, with other signs", "Grandmother\u2019s marmalade: needs sev", false},
+        {"the second half of it", "bitter oranges and a lemon", false},
+        {"a misread letter", "Grandrnother's marmalade needs seven", false},
+        {"a misread letter in a cut line", "andmother's mamalade needs seven bitter", false},
+        {"a letter for a digit", "Invoice l234 of March", false},
+        {"cells of one row", "Basalt 12 grey stone", false},
+        {"folded letters", "strasse nach koln", false},
+        {"another script, misread", "мармелад из апельсннов", false},
+        {"another number", "Invoice 1284 of March", true},
+        {"a longer number", "Invoice 12345 of March", true},
+        {"another line", "Grandfather's pipe lies on the table", true},
+        {"a known line and more", "Basalt and cobalt in the east", true},
+        {"too short to be a part", "lem", true},
+        {"signs alone", "\u2192 \u2192", true},
+    };
+    for (const auto& row : rows) {
+        LineDeduper deduper(24, 6'000, 1'800);
+        deduper.newLines(told, "a", {0});
+        EXPECT_EQ(deduper.newReadLines({row.read}, "a", {1}).size(), row.isNew ? 1U : 0U) << row.what;
+        EXPECT_EQ(deduper.newReadLines({row.read}, "other", {1}).size(), 1U) << row.what << ": another context";
+        EXPECT_EQ(deduper.newReadLines({row.read}, "a", {2}).size(), 0U) << row.what << ": seen";
+    }
+
+    LineDeduper deduper(24, 6'000, 1'800);
+    EXPECT_EQ(deduper.newReadLines({"Grandrnother's marmalade needs seven"}, "a", {0}).size(), 1U);
+    EXPECT_EQ(deduper.newLines(told, "a", {1}), told) << "what is told is never held back by what was read";
+    deduper.newLines({"scrolled away"}, "a", {2});
+    EXPECT_TRUE(deduper.newReadLines({"bitter oranges and"}, "a", {3}).empty()) << "known lately";
+    EXPECT_EQ(deduper.newReadLines({"bitter oranges and"}, "a", {1'804}).size(), 1U) << "half an hour later";
+}
+
+TEST(ExactLines, KeepsTheNewestWithinItsBytes) {
+    ExactLines lines(64 * 1024);
+    std::vector<std::string> told;
+    for (int i = 0; i < 3'000; ++i)
+        told.push_back("row " + std::to_string(i) + " of a long list of things that stand in one window");
+    lines.add(told);
+    lines.add({"another look"});
+    EXPECT_TRUE(lines.knows("row 2999 of a long list"));
+    EXPECT_FALSE(lines.knows("row 7 of a long list of things that"));
+    lines.clear();
+    EXPECT_FALSE(lines.knows("row 2999 of a long list"));
 }
 
 TEST(LineDeduper, ForgetsTheOlderHalfOfAFullContext) {
@@ -191,29 +291,29 @@ TEST(LineDeduper, ForgetsTheOlderHalfOfAFullContext) {
     Strings lines;
     for (int i = 0; i < 6'000; ++i)
         lines.push_back("line " + std::to_string(i));
-    EXPECT_EQ(deduper.newLines(lines, "a", {0}).size(), 6'000u);
-    EXPECT_EQ(deduper.newLines({"one more"}, "a", {1}), (Strings{"one more"}));
+    EXPECT_EQ(deduper.newLines(lines, "a", 0).size(), 6'000u);
+    EXPECT_EQ(deduper.newLines({"one more"}, "a", 1), (Strings{"one more"}));
     // 3000 remain: the newest 2999 lines and the one that tipped it over.
-    EXPECT_EQ(deduper.newLines({"one more", "line 3001", "line 3000"}, "a", {2}), (Strings{"line 3000"}));
+    EXPECT_EQ(deduper.newLines({"one more", "line 3001", "line 3000"}, "a", 2), (Strings{"line 3000"}));
 }
 
-TEST(LineDeduper, KeepsTheContextInUseThoughTheClockWasSetBack) {
+TEST(LineDeduper, KeepsTheContextInUseWhereWhatIsOlderComesLater) {
     LineDeduper deduper(24, 6'000, 1'800);
     for (int i = 0; i < 24; ++i)
         deduper.newLines({"same"}, "context " + std::to_string(i), {100});
-    EXPECT_EQ(deduper.newLines({"same"}, "after", {50}), (Strings{"same"}));
-    EXPECT_EQ(deduper.newLines({"same"}, "after", {51}), Strings{});
+    EXPECT_EQ(deduper.newLines({"same"}, "after", 50), (Strings{"same"}));
+    EXPECT_EQ(deduper.newLines({"same"}, "after", 51), Strings{});
 }
 
 TEST(LineDeduper, EvictsTheContextUnusedForLongest) {
     LineDeduper deduper(24, 6'000, 1'800);
     for (int i = 0; i < 24; ++i)
         deduper.newLines({"same"}, "context " + std::to_string(i), {double(i)});
-    deduper.newLines({"same"}, "context 0", {24});
-    deduper.newLines({"same"}, "one too many", {25});
-    EXPECT_EQ(deduper.newLines({"same"}, "context 0", {26}), Strings{});
-    EXPECT_EQ(deduper.newLines({"same"}, "one too many", {27}), Strings{});
-    EXPECT_EQ(deduper.newLines({"same"}, "context 1", {28}), (Strings{"same"}));
+    deduper.newLines({"same"}, "context 0", 24);
+    deduper.newLines({"same"}, "one too many", 25);
+    EXPECT_EQ(deduper.newLines({"same"}, "context 0", 26), Strings{});
+    EXPECT_EQ(deduper.newLines({"same"}, "one too many", 27), Strings{});
+    EXPECT_EQ(deduper.newLines({"same"}, "context 1", 28), (Strings{"same"}));
 }
 
 } // namespace
