@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/base/Geometry.h"
+#include "core/reading/TextCoverage.h"
 
 #include <cstdint>
 #include <optional>
@@ -47,11 +48,17 @@ struct UnprovenLine {
 };
 
 struct WindowText {
-    std::string text; ///< one piece a line
+    /// One piece a line. What the controls of a window are called is no part of it, but for what somebody typed there.
+    std::string text;
     /// Not to be kept, unless a picture shows the same at the same place.
     std::vector<UnprovenLine> unproven = {};
     std::int64_t visited = 0;
     bool finished = true; ///< false when a limit ended the walk
+    /// The text is that of a page which the window shows, and nothing else.
+    bool isPage = false;
+    std::string language = {}; ///< as the page says, "de-AT" say; empty where it doesn't
+    /// What is known of which part of the window; the later one counts where they meet.
+    std::vector<TextPlace> places = {};
 };
 
 /// What a browser window's own controls tell about it. The page itself has no say in it.

@@ -2,6 +2,8 @@
 
 #include "platform/WindowServer.h"
 
+#include <optional>
+
 namespace nomara {
 
 /// Whether what is being typed may be a secret.
@@ -17,8 +19,8 @@ class InputActivity {
 public:
     virtual ~InputActivity() = default;
 
-    /// Seconds since the last keyboard or pointer event in the session; 0 where that can't be told.
-    virtual double secondsSinceLastInput() = 0;
+    /// Seconds since the last keyboard or pointer event in the session; absent where that can't be told.
+    virtual std::optional<double> secondsSinceLastInput() = 0;
     /// `windows`: what is on the screen now.
     virtual SecureInput secureInput(const WindowList& windows) = 0;
 };

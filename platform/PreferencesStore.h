@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,9 +17,15 @@ public:
 
     /// Where a key stands more than once, its texts with a line break between them.
     virtual std::optional<std::string> text(std::string_view key) const = 0;
-    /// On disk when these return. What somebody else has changed meanwhile stays.
-    virtual void setText(std::string_view key, std::string_view value) = 0;
-    virtual void remove(std::string_view key) = 0;
+    /// Texts by key; an absent one takes the key away.
+    using Changes = std::map<std::string, std::optional<std::string>, std::less<>>;
+    /// All of them or, where a crash or a full disk comes in between, none. On disk when this returns; what can't be
+    /// written is kept in memory. What somebody else has changed meanwhile stays.
+    virtual void change(const Changes& changes) = 0;
+    void setText(std::string_view key, std::string_view value) { change({{std::string(key), std::string(value)}}); }
+    void remove(std::string_view key) { change({{std::string(key), std::nullopt}}); }
+    /// False while something couldn't be written.
+    virtual bool isWritable() const = 0;
     /// The keys that are there, as they are written.
     virtual std::vector<std::string> keys() const = 0;
 

@@ -67,9 +67,12 @@ public:
     virtual VideoSize size() const = 0;
     /// How many pictures the file says it holds in full. After a crash the last of them may still be unreadable.
     virtual std::int64_t frameCount() const = 0;
-    /// One picture, with its own shape, within a square of `largestSide` pixels (0: as large as it is). Absent where it
-    /// can't be read.
+    /// One picture, with its own shape, within a square of `largestSide` pixels (0: as large as it is). Absent where
+    /// there is none. Throws DamagedVideo where it, or one that it is decoded from, isn't as it was written; others can
+    /// be read all the same.
     virtual Image frame(std::int64_t index, int largestSide) = 0;
+    /// What one picture takes in the file; 0 where there is none.
+    virtual std::int64_t frameBytes(std::int64_t index) const = 0;
     /// The nearest picture up to `index` from which reading begins anew: what lies between is decoded on the way.
     virtual std::int64_t groupStart(std::int64_t index) const = 0;
 };

@@ -3,6 +3,7 @@
 #include "core/base/Geometry.h"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -62,6 +63,9 @@ public:
     /// Whether a window that was listed hasn't been destroyed since, be it on the screen or not. True where that can't
     /// be told.
     virtual bool isWindowAlive(std::uint32_t number, std::uint64_t life) = 0;
+    /// `observer` is called, on a thread of the server's, when displays may have come, gone or changed, at most some
+    /// seconds later. An empty one ends that; afterwards none is being called. It must not call this itself.
+    virtual void observeDisplays(std::function<void()> observer) = 0;
 };
 
 /// The main display, or an empty one with the id 0.

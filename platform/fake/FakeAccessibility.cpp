@@ -74,7 +74,16 @@ WindowText FakeAccessibility::text(const AccessibleElement& element, const std::
     const std::lock_guard lock(m_mutex);
     const Window* found = find(element);
     if (!found) return {};
-    return {.text = found->text, .unproven = found->unproven, .visited = 1, .finished = found->finished};
+    WindowText text{.text = found->text,
+                    .unproven = found->unproven,
+                    .visited = 1,
+                    .finished = found->finished,
+                    .isPage = found->isPage,
+                    .language = found->language,
+                    .places = found->places.value_or(std::vector<TextPlace>())};
+    if (!found->places && found->frame && !found->text.empty())
+        text.places.push_back({TextPlace::Kind::content, *found->frame});
+    return text;
 }
 
 void FakeAccessibility::setUnavailable(std::string reason) {

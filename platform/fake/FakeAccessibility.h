@@ -21,6 +21,10 @@ public:
         BrowserFacts facts = {std::nullopt, false, true};
         bool isActive = false;
         std::vector<UnprovenLine> unproven = {};
+        /// Absent: the text is all that the window shows, where there is any.
+        std::optional<std::vector<TextPlace>> places = {};
+        bool isPage = false;
+        std::string language = {};
     };
     /// How often each kind of question has been asked.
     struct Counts {

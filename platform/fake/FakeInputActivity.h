@@ -9,10 +9,13 @@ namespace nomara {
 /// Answers what the test has set. Callable from any thread.
 class FakeInputActivity final : public InputActivity {
 public:
-    double secondsSinceLastInput() override { return m_idleSeconds; }
+    std::optional<double> secondsSinceLastInput() override {
+        const double seconds = m_idleSeconds;
+        return seconds < 0 ? std::nullopt : std::optional(seconds);
+    }
     SecureInput secureInput(const WindowList& /*windows*/) override { return m_secure; }
 
-    void setSecondsSinceLastInput(double seconds) { m_idleSeconds = seconds; }
+    void setSecondsSinceLastInput(std::optional<double> seconds) { m_idleSeconds = seconds.value_or(-1); }
     void setSecureInput(SecureInput secure) { m_secure = secure; }
 
 private:

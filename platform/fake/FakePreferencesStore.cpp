@@ -10,14 +10,12 @@ std::optional<std::string> FakePreferencesStore::text(std::string_view key) cons
     return std::nullopt;
 }
 
-void FakePreferencesStore::setText(std::string_view key, std::string_view value) {
-    m_texts.insert_or_assign(std::string(key), std::string(value));
-    m_edited.insert_or_assign(std::string(key), std::string(value));
-}
-
-void FakePreferencesStore::remove(std::string_view key) {
-    m_texts.erase(std::string(key));
-    m_edited.erase(std::string(key));
+void FakePreferencesStore::change(const Changes& changes) {
+    for (const auto& [key, text] : changes) {
+        m_texts.erase(key);
+        if (text) m_texts.emplace(key, *text);
+        edit(key, text);
+    }
 }
 
 std::vector<std::string> FakePreferencesStore::keys() const {

@@ -10,8 +10,8 @@ namespace nomara {
 class FakePreferencesStore final : public PreferencesStore {
 public:
     std::optional<std::string> text(std::string_view key) const override;
-    void setText(std::string_view key, std::string_view value) override;
-    void remove(std::string_view key) override;
+    void change(const Changes& changes) override;
+    bool isWritable() const override { return true; }
     std::vector<std::string> keys() const override;
     bool reload() override;
     std::string problem() const override { return m_problem; }

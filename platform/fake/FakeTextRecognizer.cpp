@@ -33,6 +33,7 @@ TextResult FakeTextRecognizer::recognize(const TextRequest& request) {
         const std::lock_guard lock(m_mutex);
         m_requests.push_back(request);
         m_requests.back().shouldStop = nullptr; // it may refer to what ends before the test looks
+        m_requests.back().isKnown = nullptr;
         if (!m_unavailable.empty()) throw PlatformError(m_unavailable);
         reading = m_reading;
         text = m_text;
@@ -44,6 +45,7 @@ TextResult FakeTextRecognizer::recognize(const TextRequest& request) {
             result.isComplete = false;
             break;
         }
+        if (request.isKnown && request.isKnown(observation.box)) continue;
         if (!request.regionOfInterest || isIn(*request.regionOfInterest, observation.box))
             result.observations.push_back(std::move(observation));
     }

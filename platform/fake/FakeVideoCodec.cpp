@@ -73,9 +73,12 @@ public:
         std::unique_lock lock(m_codec.m_mutex);
         m_codec.m_letGo.wait(lock, [this] { return !m_codec.m_readsHeld; });
         m_codec.m_decoded.emplace_back(index, largestSide);
-        const bool readable = index >= 0 && index < static_cast<std::int64_t>(m_video.frames.size()) &&
-                              !m_video.unreadable.contains(index);
-        return readable ? m_video.frames[static_cast<std::size_t>(index)] : nullptr;
+        if (m_video.damaged.contains(index)) throw DamagedVideo("Picture " + std::to_string(index) + " is damaged.");
+        const bool isThere = index >= 0 && index < static_cast<std::int64_t>(m_video.frames.size());
+        return isThere ? m_video.frames[static_cast<std::size_t>(index)] : nullptr;
+    }
+    std::int64_t frameBytes(std::int64_t index) const override {
+        return index >= 0 && index < static_cast<std::int64_t>(m_video.frames.size()) ? 1'000 + index : 0;
     }
     std::int64_t groupStart(std::int64_t index) const override { return index - index % m_video.groupLength; }
 
@@ -98,7 +101,8 @@ std::unique_ptr<VideoInput> FakeVideoCodec::open(const std::filesystem::path& fi
     m_opened.push_back(file);
     const auto video = m_videos.find(file);
     if (m_opensFail) throw VideoError("Too many files are open.");
-    if (video == m_videos.end() || !std::filesystem::exists(file)) throw DamagedVideo("The video can't be opened.");
+    if (!std::filesystem::exists(file)) throw VideoError("There is no such file.");
+    if (video == m_videos.end()) throw DamagedVideo("The video can't be opened.");
     return std::make_unique<Input>(*this, video->second);
 }
 

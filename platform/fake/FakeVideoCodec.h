@@ -20,7 +20,7 @@ public:
         VideoSettings settings;
         std::vector<Image> frames;
         std::int64_t announcedFrames = 0; ///< beyond those that can be read
-        std::set<std::int64_t> unreadable;
+        std::set<std::int64_t> damaged;
         int groupLength = 30;
         VideoOutput::Status status = VideoOutput::Status::writing;
     };

@@ -30,9 +30,18 @@ public:
         return !m_destroyed.contains(life);
     }
 
+    void observeDisplays(std::function<void()> observer) override {
+        const std::lock_guard lock(m_notifying);
+        m_observer = std::move(observer);
+    }
+
     void setDisplays(std::vector<Display> displays) {
-        const std::lock_guard lock(m_mutex);
-        m_displays = std::move(displays);
+        {
+            const std::lock_guard lock(m_mutex);
+            m_displays = std::move(displays);
+        }
+        const std::lock_guard lock(m_notifying);
+        if (m_observer) m_observer();
     }
     /// The frontmost first.
     void setWindows(std::vector<WindowInfo> windows) {
@@ -47,6 +56,8 @@ public:
     }
 
 private:
+    std::mutex m_notifying; // held while the observer is called
+    std::function<void()> m_observer;
     std::atomic<int> m_readings = 0;
     std::mutex m_mutex; // guards the fields below it
     std::vector<Display> m_displays;

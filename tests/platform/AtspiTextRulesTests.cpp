@@ -89,9 +89,50 @@ TEST(AtspiTextRules, TakeEachVisibleTextOnceInDocumentOrder) {
         {"the same label twice is on the screen twice",
          {{0, Role::frame}, {1, Role::label, "x", "x"}, {1, Role::label, "x", "x"}},
          "x\nx"},
-        {"a tab and its page",
+        {"a tab's page without its name",
          {{0, Role::frame}, {1, Role::pageTab, {}, "General"}, {2, Role::label, "Inside", "Inside"}},
-         "General\nInside"},
+         "Inside"},
+        {"bars, but for what was typed there",
+         {{0, Role::frame},
+          {1, Role::toolBar, {}, "Main"},
+          {2, Role::pushButton, {}, "Save"},
+          {2, Role::comboBox, "100%", {}},
+          {3, Role::text, "100%", {}},
+          {2, Role::spinButton, "12", {}},
+          {2, Role::label, "Find", "Find"},
+          {2, Role::text, "=SUM(A1)", {}},
+          {1, Role::statusBar},
+          {2, Role::label, "Line 1", "Line 1"},
+          {1, Role::label, "rest", {}}},
+         "=SUM(A1)\nrest"},
+        {"a row of buttons is a bar as well",
+         {{0, Role::frame},
+          {1, Role::filler},
+          {2, Role::pushButton, {}, "INSERT", Rect{0, 300, 60, 20}},
+          {2, Role::checkBox, {}, "UTF-8", Rect{60, 302, 60, 20}},
+          {2, Role::pushButton, {}, "Normal", Rect{120, 300, 60, 20}}},
+         ""},
+        {"an answer to a question, and boxes below each other",
+         {{0, Role::frame},
+          {1, Role::filler},
+          {2, Role::pushButton, {}, "Yes", Rect{0, 300, 60, 20}},
+          {2, Role::pushButton, {}, "No", Rect{60, 300, 60, 20}},
+          {1, Role::filler},
+          {2, Role::checkBox, {}, "one", Rect{0, 100, 60, 20}},
+          {2, Role::checkBox, {}, "two", Rect{0, 120, 60, 20}},
+          {2, Role::checkBox, {}, "three", Rect{0, 140, 60, 20}}},
+         "Yes\nNo\none\ntwo\nthree"},
+        {"a button with a picture on it shows no name",
+         {{0, Role::frame},
+          {1, Role::pushButton, {}, "Maximize", Rect{0, 0, 24, 24}},
+          {1, Role::pushButton, {}, "Apply", Rect{30, 0, 50, 24}}},
+         "Apply"},
+        {"what a closed list could show",
+         {{0, Role::frame},
+          {1, Role::comboBox, {}, "Disc", Rect{0, 0, 50, 20}},
+          {2, Role::list, {}, {}, Rect{0, 0, 0, 0}},
+          {3, Role::listItem, {}, "Star", Rect{0, 100, 700, 25}}},
+         "Disc"},
         {"a tab whose name tells more than it shows",
          {{0, Role::frame}, {1, Role::pageTab, mark, "Page - 23 MB"}, {2, Role::pushButton, "Close", "Close"}},
          "Close"},
@@ -131,6 +172,70 @@ TEST(AtspiTextRules, TakeEachVisibleTextOnceInDocumentOrder) {
     };
     for (const Case& each : cases)
         EXPECT_EQ(textOf(treeOf(each.nodes, each.inlineText)), each.text) << each.what;
+}
+
+TEST(AtspiTextRules, TellWhichPartOfAWindowIsKnown) {
+    const Rect frame{0, 0, 800, 600};
+    const NodeSpec window{0, Role::frame, {}, {}, frame}, body{1, Role::filler, {}, {}, Rect{0, 20, 800, 580}},
+        bar{2, Role::toolBar, {}, {}, Rect{0, 20, 800, 40}}, page{1, Role::documentWeb, {}, {}, Rect{0, 100, 800, 500}};
+    const Rect whole{0, 60, 800, 540};
+    struct Case {
+        const char* what;
+        std::vector<NodeSpec> nodes;
+        Rect box;
+        bool isKnown;
+        bool inlineText = false; ///< and a browser's
+    };
+    const Case cases[] = {
+        {"a painted body", {window, body, bar, {2, Role::panel, {}, {}, whole}}, whole, false},
+        {"a bar", {window, body, bar, {2, Role::panel, {}, {}, whole}}, {10, 30, 100, 20}, true},
+        {"the title above it", {window, body, bar, {2, Role::panel, {}, {}, whole}}, {10, 2, 100, 14}, true},
+        {"a body that isn't in the tree", {window, {1, Role::toolBar, {}, {}, Rect{0, 20, 800, 40}}}, whole, false},
+        {"an editor with little in it", {window, body, bar, {2, Role::text, "a", {}, whole}}, whole, true},
+        {"an empty editor", {window, body, bar, {2, Role::text, "", {}, whole}}, whole, true},
+        {"an editor that can't be read", {window, body, bar, {2, Role::text, {}, {}, whole}}, whole, false},
+        {"a list", {window, body, {2, Role::list, {}, {}, whole}, {3, Role::listItem, {}, "one"}}, whole, true},
+        {"a list whose rows can't be read", {window, body, {2, Role::list, {}, {}, whole}}, whole, false},
+        {"a picture in a list",
+         {window,
+          body,
+          {2, Role::list, {}, {}, whole},
+          {3, Role::listItem, {}, "one"},
+          {3, Role::image, {}, {}, Rect{0, 400, 200, 200}}},
+         {10, 450, 100, 20},
+         false},
+        {"a hidden password",
+         {window, body, {2, Role::passwordText, {}, {}, Rect{0, 300, 300, 30}}},
+         {5, 305, 90, 20},
+         true},
+        {"around a page",
+         {window, page, {2, Role(73), "said", {}, Rect{0, 100, 800, 50}}},
+         {10, 30, 100, 20},
+         true,
+         true},
+        {"a page's text",
+         {window, page, {2, Role(73), "said", {}, Rect{0, 100, 800, 50}}},
+         {10, 110, 100, 20},
+         true,
+         true},
+        {"a page's painted part",
+         {window, page, {2, Role(73), "said", {}, Rect{0, 100, 800, 50}}},
+         {10, 300, 100, 20},
+         false,
+         true},
+        {"a row that was asked instead of its cells",
+         {window, page, {2, Role::tableRow, {}, {}, Rect{0, 200, 800, 20}}, {3, Role::tableCell, "cell", {}}},
+         {300, 200, 100, 20},
+         true,
+         true},
+    };
+    for (const Case& each : cases) {
+        TextTree tree = treeOf(each.nodes, each.inlineText);
+        tree.mayHoldPages = each.inlineText;
+        const WindowText text = TextRules::compose(tree, frame, {});
+        EXPECT_EQ(TextCoverage(frame, text.places).covers(each.box), each.isKnown) << each.what;
+        EXPECT_EQ(text.isPage, each.inlineText) << each.what;
+    }
 }
 
 TEST(AtspiTextRules, NeverTakeAnythingOfAPasswordField) {

@@ -53,6 +53,7 @@ TEST(ApplicationIdentifier, FollowsTheStrongestSign) {
     machine.install("chrome-abc-Default.desktop",
                     entry("Some Web Program", "/opt/google/chrome/chrome --app-id=abc", "StartupWMClass=crx_abc"));
     machine.install("python3.11.desktop", entry("Python", "/usr/bin/python3.11", "Terminal=true"));
+    machine.install("jedit.desktop", entry("jEdit", "jedit", "StartupWMClass=jedit"));
     machine.install("suite-writer.desktop", entry("Writer", "suite --writer", "StartupWMClass=suite-writer"));
     machine.install("suite.desktop", entry("Suite", "suite"));
     machine.install("kde/org.kde.viewer.desktop", entry("Viewer", "viewer"));
@@ -93,6 +94,16 @@ TEST(ApplicationIdentifier, FollowsTheStrongestSign) {
         {"entry in a folder", "/usr/bin/viewer", "x", "org.kde.viewer", {"kde-org.kde.viewer", "Viewer"}},
         {"a script by its class", "/usr/bin/python3.11", "tool.py", "Tool.py", {"tool.py", "Tool.py"}},
         {"a script without a class", "/usr/bin/python3.11", "", "", {"python3.11", "python3.11"}},
+        {"main class of a Java program",
+         "/usr/lib/jvm/java-17/bin/java",
+         "sun-awt-X11-XFramePeer",
+         "org-gjt-sp-jedit-jEdit",
+         {"jedit", "jEdit"}},
+        {"the same class of another program",
+         "/opt/x/x",
+         "x",
+         "org-gjt-sp-jedit-jEdit",
+         {"org-gjt-sp-jedit-jedit", "org-gjt-sp-jedit-jEdit"}},
         {"another script's entry", "/usr/bin/gjs", "x", "Other", {"other", "Other"}},
         {"nothing but a class", "", "a", "Unheard Of", {"unheard of", "Unheard Of"}},
         {"nothing but a file", "/usr/local/bin/thing", "", "", {"thing", "thing"}},

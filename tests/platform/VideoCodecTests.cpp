@@ -31,6 +31,7 @@ TEST_F(VideoTest, EveryPictureReadsBackAsItselfWhileWritingAndAfterwards) {
     EXPECT_EQ(output->status(), VideoOutput::Status::completed);
     EXPECT_FALSE(output->append(screenPicture(count, width, height)));
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1) << "something was left beside";
+    EXPECT_EQ(bytesOf(file).find("moof"), std::string::npos) << "a finished file has one table, no fragments";
     EXPECT_EQ(numberAt(*growing, 3), 3) << "who reads the file goes on with the one that was opened";
 
     const auto finished = codec.open(file);

@@ -52,11 +52,20 @@ struct VideoTest : ::testing::Test {
         try {
             const auto input = codec.open(path);
             std::int64_t count = input->frameCount();
-            while (count > 0 && !input->frame(count - 1, 64))
+            while (count > 0 && !wholePicture(*input, count - 1, 64))
                 --count;
             return count;
         } catch (const DamagedVideo&) {
             return 0;
+        }
+    }
+
+    /// Nothing where the picture is damaged.
+    static Image wholePicture(VideoInput& input, std::int64_t index, int largestSide = 0) {
+        try {
+            return input.frame(index, largestSide);
+        } catch (const DamagedVideo&) {
+            return nullptr;
         }
     }
 

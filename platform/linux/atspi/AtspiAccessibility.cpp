@@ -34,7 +34,10 @@ struct AtspiAccessibility::Parts {
     DocumentFinder documents{bus};
 
     std::optional<std::string> address(const ObjectRef& window) {
-        return documents.address(window, programs.toolkit(window.bus, SteadyClock::now() + messagingTimeout));
+        const auto patience = SteadyClock::now() + messagingTimeout;
+        // A walk through a window of many controls takes its program as long as reading it.
+        if (!programs.mayShowPages(window.bus, patience)) return std::nullopt;
+        return documents.address(window, programs.toolkit(window.bus, patience));
     }
 };
 
@@ -105,6 +108,8 @@ WindowText AtspiAccessibility::text(const AccessibleElement& element, const std:
     if (!asksLess) request.toolkit.findsShownChildren = false;
     const TextTree tree = asksLess && request.toolkit.repeatsText ? readByMarks(m_parts->bus, request)
                                                                   : readByWalk(m_parts->bus, request);
+    // There is time left of what one operation may take; the text alone has less.
+    if (!tree.complete) m_parts->bus.awaitPings(start + messagingTimeout);
     return TextRules::compose(tree, frame, limits);
 }
 

@@ -131,6 +131,17 @@ void AtspiBus::leaveOpen(const std::string& program, SteadyClock::time_point sil
     ++m_callsSent;
 }
 
+void AtspiBus::awaitPings(SteadyClock::time_point until) {
+    for (;;) {
+        if (!process()) return;
+        const auto now = SteadyClock::now();
+        const bool isAnyClose = std::any_of(m_pings.begin(), m_pings.end(), [&](const auto& ping) {
+            return m_answers.standing(ping.first, now) == ProgramAnswers::Standing::catchingUp;
+        });
+        if (!isAnyClose || now >= until || !wait(until - now)) return;
+    }
+}
+
 int AtspiBus::onPingAnswered(sd_bus_message* answer, void* userdata, sd_bus_error* /*error*/) {
     const auto& ping = *static_cast<Ping*>(userdata);
     AtspiBus& bus = *ping.bus;

@@ -49,6 +49,9 @@ public:
     /// The caller no longer waits for what this program was asked; it has owed an answer since `silentSince`. It is
     /// pinged, and may be asked again after it has answered that.
     void leaveOpen(const std::string& program, SteadyClock::time_point silentSince);
+    /// Waits for the answers to pings until then, while those who owe them are worth waiting for: how long a program
+    /// was silent is known only while somebody listens, and whoever asks comes back a second later.
+    void awaitPings(SteadyClock::time_point until);
 
     void countCall() { ++m_callsSent; }
     std::uint64_t callsSent() const { return m_callsSent; }

@@ -40,7 +40,6 @@ bool isBrowsersOwnAddress(std::string_view address) {
 }
 
 std::optional<std::string> DocumentFinder::address(const ObjectRef& window, const Toolkit& toolkit) {
-    if (!toolkit.mayShowPages) return std::nullopt;
     const auto deadline = SteadyClock::now() + messagingTimeout;
     const auto documents = search(window, toolkit, deadline);
     const auto looks = lookAt(documents, deadline);

@@ -99,8 +99,9 @@ FocusTracker::Focus FocusTracker::check(const ObjectRef& object) {
     }
     const Treatment treatment = treatmentOf(*role);
     // What manages its descendants has the focus in place of them.
-    focus.mayHoldAnother =
-        (treatment == Treatment::structure || treatment == Treatment::container) && !states->managesDescendants();
+    const bool isParagraphTypedInto = *role == Role::paragraph && states->isEditable();
+    focus.mayHoldAnother = (treatment == Treatment::structure || treatment == Treatment::container) &&
+                           !states->managesDescendants() && !isParagraphTypedInto;
     return focus;
 }
 

@@ -60,6 +60,10 @@ public:
     TextTree read() {
         if (const auto root = add(m_request.root, {})) askNode(*root);
         if (m_calls.run() != CallPipeline::Outcome::answered) m_complete = false;
+        if (m_complete) {
+            m_texts.placeTexts([this](std::size_t node) { return m_places[node].object; });
+            m_calls.run();
+        }
         return {.nodes = inDocumentOrder(std::move(m_found), m_order),
                 .inlineText = true,
                 .mayHoldPages = m_request.toolkit.kind != Toolkit::Kind::other,
@@ -100,7 +104,9 @@ private:
                       if (!node.text || node.text->find(objectReplacement) != std::string::npos) askChildren(index);
                       if (node.text && !node.text->empty()) return;
                       ask::role(m_calls, m_places[index].object, [this, index](std::optional<Role> role) {
-                          if (role) m_found[index].role = *role;
+                          if (!role) return;
+                          m_found[index].role = *role;
+                          if (isPicture(*role)) m_texts.placePicture(index, m_places[index].object);
                       });
                       ask::name(m_calls, m_places[index].object, [this, index](std::optional<std::string> name) {
                           m_found[index].name = std::move(name);
@@ -115,11 +121,13 @@ private:
             node.failed = !role;
             node.role = role.value_or(Role{});
             m_texts.tellPage(index, m_places[index].object);
+            if (isPicture(node.role)) m_texts.placePicture(index, m_places[index].object);
             if (!TextRules::enters(node, std::nullopt)) return;
+            // Of a long field it takes its place to tell which part shows; what a page's text covers is the page.
+            if (isTreatedApart(node.role) || isPage(node.role))
+                ask::extents(m_calls, m_places[index].object,
+                             [this, index](std::optional<Rect> rect) { m_found[index].rect = rect; });
             if (!isTreatedApart(node.role)) return askNode(index);
-            // Of a long field it takes its place to tell which part shows.
-            ask::extents(m_calls, m_places[index].object,
-                         [this, index](std::optional<Rect> rect) { m_found[index].rect = rect; });
             m_texts.read(index, m_places[index].object, TextRules::readingOf(node.role, true, false));
             if (TextRules::descends(node.role, 0)) askChildren(index);
         });

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <set>
+#include <string_view>
 
 namespace nomara::atspi {
 
@@ -14,6 +16,11 @@ namespace {
 constexpr std::array<double, 6> inset{2, 8, 18, 32, 60, 120};
 // A range that is called visible but is longer than a screen can hold is not believed.
 constexpr std::int32_t mostVisible = 60'000;
+
+// Questions for places, each some ten microseconds of the program's time.
+constexpr int mostPlacedPictures = 32;
+constexpr std::size_t mostPlacedTexts = 300;
+constexpr std::string_view blankBytes = " \t\n\r\xEF\xBF\xBC"; // with what stands for a child, or for a part of it
 
 bool clips(Role role) {
     return role == Role::scrollPane || role == Role::viewport || role == Role::internalFrame ||
@@ -59,6 +66,24 @@ void NodeTexts::tellPage(std::size_t index, const ObjectRef& object) {
     ask::documentAttributes(m_calls, object, [this, index](const std::optional<Attributes>& attributes) {
         if (attributes) m_nodes[index].isPanel = TextRules::isPanelAddress(addressIn(*attributes).value_or(""));
     });
+    ask::defaultAttributes(m_calls, object, [this, index](const std::optional<Attributes>& attributes) {
+        if (!attributes) return;
+        if (const auto language = attributes->find("language"); language != attributes->end())
+            m_nodes[index].language = language->second;
+    });
+}
+
+void NodeTexts::placePicture(std::size_t index, const ObjectRef& object) {
+    if (m_placedPictures >= mostPlacedPictures || !isInPage(index)) return;
+    ++m_placedPictures;
+    ask::extents(m_calls, object, [this, index](std::optional<Rect> rect) { m_nodes[index].rect = rect; });
+}
+
+void NodeTexts::placeTexts(const std::function<ObjectRef(std::size_t)>& objectOf) {
+    for (const std::size_t index : textPlaces())
+        if (!m_nodes[index].rect)
+            ask::extents(m_calls, objectOf(index),
+                         [this, index](std::optional<Rect> rect) { m_nodes[index].rect = rect; });
 }
 
 void NodeTexts::readText(std::size_t index, const ObjectRef& object) {
@@ -173,6 +198,42 @@ void NodeTexts::readLines(std::size_t index, const ObjectRef& object, std::int32
                       });
         });
     });
+}
+
+bool NodeTexts::isInPage(std::size_t index) const {
+    for (int i = m_nodes[index].parent; i >= 0; i = m_nodes[static_cast<std::size_t>(i)].parent)
+        if (isPage(m_nodes[static_cast<std::size_t>(i)].role) && !m_nodes[static_cast<std::size_t>(i)].isPanel)
+            return true;
+    return false;
+}
+
+bool NodeTexts::saysSomething(std::size_t index) const {
+    const TextNode& node = m_nodes[index];
+    if (isPicture(node.role)) return false;
+    const auto isWritten = [](const std::optional<std::string>& text) {
+        return text && text->find_first_not_of(blankBytes) != std::string::npos;
+    };
+    return isWritten(node.text) || isWritten(node.name);
+}
+
+/// The outermost objects that say something: what is below them stands inside them. Of too many, those around them,
+/// rows of a table say.
+std::vector<std::size_t> NodeTexts::textPlaces() const {
+    std::vector<std::size_t> outermost;
+    std::vector<bool> isInside(m_nodes.size());
+    for (std::size_t i = 0; i < m_nodes.size(); ++i) {
+        const int parent = m_nodes[i].parent;
+        const bool says = saysSomething(i) && isInPage(i);
+        isInside[i] = says || (parent >= 0 && isInside[static_cast<std::size_t>(parent)]);
+        if (says && (parent < 0 || !isInside[static_cast<std::size_t>(parent)])) outermost.push_back(i);
+    }
+    if (outermost.size() <= mostPlacedTexts) return outermost;
+    std::set<std::size_t> around;
+    for (const std::size_t index : outermost)
+        around.insert(static_cast<std::size_t>(m_nodes[index].parent));
+    std::vector<std::size_t> places(around.begin(), around.end());
+    if (places.size() > mostPlacedTexts) places.resize(mostPlacedTexts);
+    return places;
 }
 
 /// What of a node shows inside the panes that scroll it.

@@ -4,6 +4,8 @@
 #include "platform/linux/atspi/TextReader.h"
 #include "platform/linux/atspi/TextRules.h"
 
+#include <functional>
+
 namespace nomara::atspi {
 
 /// Asks for the texts of single nodes, into a list of nodes that keeps its length meanwhile.
@@ -16,6 +18,11 @@ public:
     void read(std::size_t index, const ObjectRef& object, TextRules::Reading reading);
     /// Finds out whether a document is a page. Until it is known to be one it counts as none.
     void tellPage(std::size_t index, const ObjectRef& object);
+    bool isInPage(std::size_t index) const;
+    /// Of a picture in a page its place, of the first ones.
+    void placePicture(std::size_t index, const ObjectRef& object);
+    /// Once all texts are in: where those of pages stand. The program bears some milliseconds at most.
+    void placeTexts(const std::function<ObjectRef(std::size_t)>& objectOf);
 
 private:
     void readText(std::size_t index, const ObjectRef& object);
@@ -27,11 +34,14 @@ private:
     void readLines(std::size_t index, const ObjectRef& object, std::int32_t first, std::int32_t last,
                    std::int32_t length);
     std::optional<Rect> visibleRect(std::size_t index) const;
+    bool saysSomething(std::size_t index) const;
+    std::vector<std::size_t> textPlaces() const;
     void finished(std::size_t index) { m_nodes[index].unread = false; }
 
     CallPipeline& m_calls;
     std::vector<TextNode>& m_nodes;
     const TextRequest& m_request;
+    int m_placedPictures = 0;
 };
 
 } // namespace nomara::atspi

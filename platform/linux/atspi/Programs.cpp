@@ -32,6 +32,15 @@ bool isRelay(ProcessID pid) {
     return !std::getline(file, name) || name == "xdg-dbus-proxy";
 }
 
+/// True also where it can't be told.
+bool mayHaveLoadedWebKit(ProcessID pid) {
+    std::ifstream file("/proc/" + std::to_string(pid) + "/maps");
+    bool isRead = false;
+    for (std::string line; std::getline(file, line); isRead = true)
+        if (line.find("webkit") != std::string::npos) return true;
+    return !isRead;
+}
+
 std::vector<ProgramWindow> properOnes(std::vector<ProgramWindow> windows) {
     std::erase_if(windows, [](const ProgramWindow& window) { return !isWindow(window.role); });
     return windows;
@@ -171,6 +180,14 @@ bool Programs::mayBelongTo(const std::string& program, ProcessID pid, SteadyCloc
     learnProcesses({{program, registryRoot.path}}, deadline);
     const auto found = m_processes.find(program);
     return pid <= 0 || found == m_processes.end() || found->second == pid || isRelay(found->second);
+}
+
+bool Programs::mayShowPages(const std::string& program, SteadyClock::time_point deadline) {
+    const Pages pages = toolkit(program, deadline).pages;
+    if (pages != Pages::withWebKit) return pages == Pages::any;
+    learnProcesses({{program, registryRoot.path}}, deadline);
+    const auto found = m_processes.find(program);
+    return found == m_processes.end() || isRelay(found->second) || mayHaveLoadedWebKit(found->second);
 }
 
 void Programs::forgetOldConnection() {

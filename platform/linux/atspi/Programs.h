@@ -37,6 +37,8 @@ public:
     /// Those alone that decide which one is in front: active ones, or all that show where there is none.
     std::vector<ProgramWindow> frontWindows(const std::vector<ObjectRef>& programs, SteadyClock::time_point deadline);
     Toolkit toolkit(const std::string& program, SteadyClock::time_point deadline);
+    /// Whether a window of the program can show a page that has an address.
+    bool mayShowPages(const std::string& program, SteadyClock::time_point deadline);
     /// Whether a window of this process can be one of the program's. Certainly not only where the process that speaks
     /// for the program is known, is another one, and doesn't pass on messages of programs from elsewhere.
     bool mayBelongTo(const std::string& program, ProcessID pid, SteadyClock::time_point deadline);

@@ -197,7 +197,14 @@ void children(CallPipeline& calls, const ObjectRef& object, std::int32_t most,
 void countedChildren(CallPipeline& calls, const ObjectRef& object, std::int32_t count,
                      const Take<std::vector<ObjectRef>>& take) {
     if (count == 0) return take(std::vector<ObjectRef>());
-    calls.call(object, accessibleInterface, "GetChildren", reading<std::vector<ObjectRef>>(take, readObjects));
+    // What another process shows there, as WebKit's pages are, isn't in the list of GTK's bridge.
+    const auto withEmbedded = [&calls, object, count, take](std::optional<std::vector<ObjectRef>> children) {
+        if (count != 1 || !children || !children->empty()) return take(std::move(children));
+        childAt(calls, object, 0, [take](std::optional<ObjectRef> child) {
+            take(child ? std::vector{*child} : std::vector<ObjectRef>());
+        });
+    };
+    calls.call(object, accessibleInterface, "GetChildren", reading<std::vector<ObjectRef>>(withEmbedded, readObjects));
 }
 
 void childCount(CallPipeline& calls, const ObjectRef& object, const Take<std::int32_t>& take) {
@@ -270,6 +277,10 @@ void text(CallPipeline& calls, const ObjectRef& object, std::int32_t start, std:
           const Take<std::string>& take) {
     calls.call(object, textInterface, "GetText", reading<std::string>(take, readText),
                [&](sd_bus_message* message) { sd_bus_message_append(message, "ii", start, end); });
+}
+
+void defaultAttributes(CallPipeline& calls, const ObjectRef& object, const Take<Attributes>& take) {
+    calls.call(object, textInterface, "GetDefaultAttributes", reading<Attributes>(take, readAttributes));
 }
 
 void displayedLine(CallPipeline& calls, const ObjectRef& object, const Take<std::string>& take) {

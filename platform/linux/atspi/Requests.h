@@ -96,6 +96,8 @@ void embedded(CallPipeline& calls, const ObjectRef& object, const Take<ObjectRef
 void characterCount(CallPipeline& calls, const ObjectRef& object, const Take<std::int32_t>& take);
 void text(CallPipeline& calls, const ObjectRef& object, std::int32_t start, std::int32_t end,
           const Take<std::string>& take);
+/// Of its text: the language, where the object says so.
+void defaultAttributes(CallPipeline& calls, const ObjectRef& object, const Take<Attributes>& take);
 /// What an object displays in its first line: dots, say, where the text that it holds is hidden.
 void displayedLine(CallPipeline& calls, const ObjectRef& object, const Take<std::string>& take);
 /// The line on the screen that holds an offset.

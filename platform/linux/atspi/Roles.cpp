@@ -107,6 +107,24 @@ bool isPicture(Role role) {
     }
 }
 
+bool isControlsBar(Role role) {
+    switch (role) {
+    case Role::menuBar:
+    case Role::ruler:
+    case Role::statusBar:
+    case Role::titleBar:
+    case Role::toolBar:
+        return true;
+    default:
+        return false;
+    }
+}
+
+bool isButton(Role role) {
+    return role == Role::pushButton || role == Role::toggleButton || role == Role::checkBox ||
+           role == Role::radioButton;
+}
+
 bool isPage(Role role) {
     return role == Role::documentWeb || role == Role::documentFrame;
 }

@@ -51,6 +51,7 @@ enum class Role : std::uint32_t {
     slider = 51,
     spinButton = 52,
     splitPane = 53,
+    statusBar = 54,
     table = 55,
     tableCell = 56,
     tableColumnHeader = 57,
@@ -66,6 +67,8 @@ enum class Role : std::uint32_t {
     unknown = 67,
     viewport = 68,
     window = 69,
+    paragraph = 73,
+    ruler = 74,
     application = 75,
     autocomplete = 76,
     editBar = 77,
@@ -80,6 +83,7 @@ enum class Role : std::uint32_t {
     imageMap = 100,
     notification = 101,
     levelBar = 103,
+    titleBar = 104,
     video = 107,
     staticText = 116,
 };
@@ -101,6 +105,10 @@ Treatment treatmentOf(Role role);
 /// Lists, tables and trees: only their visible children are walked.
 bool showsManyChildren(Role role);
 bool isPicture(Role role);
+/// A bar of a window's own controls: what they are called tells nothing of what the window is about.
+bool isControlsBar(Role role);
+/// What people click on rather than read.
+bool isButton(Role role);
 /// A document that a browser shows: a page, or one with which it draws its own controls.
 bool isPage(Role role);
 /// Whether a top-level object is what a person would call a window, going by its role alone.

@@ -22,7 +22,7 @@ public:
             std::vector<const ShownNode*> entered;
             for (const ShownNode& node : level) {
                 // The window is what was asked for, whatever it says of itself.
-                if (!isWindow && !node.states.isShowing()) continue;
+                if (!isWindow && !node.states.isShowing() && !m_toolkit.mayShowSilently(node.role)) continue;
                 const WalkStep step = isWindow ? WalkStep::enter : m_visit(node);
                 if (step == WalkStep::finish) return true;
                 if (step == WalkStep::enter) entered.push_back(&node);

@@ -27,6 +27,22 @@ bool isBlank(std::string_view text) {
     return Graphemes::trimmed(text).empty();
 }
 
+/// What somebody typed there, wherever the field stands.
+bool isTyped(Role role) {
+    return treatmentOf(role) == Treatment::field && role != Role::spinButton && role != Role::dateEditor;
+}
+
+// A button with a picture on it is as wide as the picture; no font is narrower than this.
+constexpr double narrowestCharacter = 4; // points
+// A bar holds more than the answers to a question.
+constexpr int fewestInBar = 3;
+// A tab is a line or two high; what is higher is its page.
+constexpr double highestTab = 64; // points
+// What title bars and borders leave of a window.
+constexpr double nearlyAll = 0.8;
+// Smaller pictures are decoration, or hold a word at most.
+constexpr double smallestPicture = 32; // points
+
 /// Of a browser's own: what names pages that aren't on show.
 bool namesOtherPages(Role role) {
     return role == Role::pageTabList || role == Role::pageTab || role == Role::toolTip;
@@ -46,14 +62,15 @@ public:
     }
 
     WindowText run() {
-        if (!m_tree.nodes.empty()) m_stack.push_back({Step::visit, 0, 0, false});
+        if (!m_tree.nodes.empty()) m_stack.push_back({Step::visit, 0, 0, {}});
+        placeWindow();
         bool stopped = false;
         while (!m_stack.empty() && !stopped) {
             const Step step = m_stack.back();
             m_stack.pop_back();
             switch (step.kind) {
             case Step::visit:
-                stopped = !visit(step.node, step.depth, step.inPage);
+                stopped = !visit(step.node, step.depth, step.around);
                 break;
             case Step::say:
                 append(step.text, false);
@@ -61,9 +78,17 @@ public:
             case Step::nameIfSilent:
                 if (m_pieces.size() == step.piecesBefore) append(step.text, true);
                 break;
+            case Step::closeList:
+                if (m_pieces.size() == step.piecesBefore) m_result.places[step.place].box = {};
+                break;
             }
         }
         if (!m_tree.complete && !stopped) m_result.finished = false;
+        m_result.isPage = m_pagesOnly && !m_pieces.empty();
+        if (m_result.isPage)
+            for (const TextNode& node : m_tree.nodes)
+                if (m_result.language.empty() && isPage(node.role) && !node.isPanel) m_result.language = node.language;
+        settlePlaces();
         for (const std::string_view& piece : m_pieces) {
             if (&piece != m_pieces.data()) m_result.text += '\n';
             m_result.text += piece;
@@ -72,17 +97,23 @@ public:
     }
 
 private:
+    /// What a node stands in.
+    struct Around {
+        bool page = false;
+        bool controls = false;
+    };
     struct Step {
-        enum Kind { visit, say, nameIfSilent } kind;
+        enum Kind { visit, say, nameIfSilent, closeList } kind;
         std::size_t node = 0;
         int depth = 0;
-        bool inPage = false;
+        Around around{};
         std::string_view text{};
         std::size_t piecesBefore = 0;
+        std::size_t place = 0; ///< its number in the result
     };
 
     /// False when a limit ends the walk here.
-    bool visit(std::size_t index, int depth, bool aroundIsPage) {
+    bool visit(std::size_t index, int depth, Around around) {
         const TextNode& node = m_tree.nodes[index];
         if (node.unread) m_result.finished = false;
         ++m_result.visited;
@@ -90,38 +121,152 @@ private:
             m_result.finished = false;
             return false;
         }
-        if (!enters(node, m_frame)) return true;
-        const bool inPage = aroundIsPage || isPage(node.role);
-        if (m_tree.mayHoldPages && (node.isPanel || (!inPage && namesOtherPages(node.role)))) return true;
+        if (!enters(node, m_frame)) {
+            if (!node.failed) addPlace(placeKindOf(node.role), node);
+            return true;
+        }
+        around.page = around.page || isPage(node.role);
+        if (m_tree.mayHoldPages && (node.isPanel || (!around.page && namesOtherPages(node.role)))) return true;
+        if (isClosedList(node)) return true;
+        if (!around.page && !around.controls && (isControlsBar(node.role) || isRowOfButtons(index))) {
+            around.controls = true;
+            addPlace(TextPlace::Kind::controls, node);
+        }
+        if (isPicture(node.role)) addPlace(TextPlace::Kind::open, node);
 
         const bool below = descends(node.role, depth);
         const std::vector<std::size_t> none;
         const auto& children = below ? m_children[index] : none;
         const Reading reading = readingOf(node.role, m_tree.inlineText, hasStaticChild(index));
-        const bool says = inPage || !m_pagesOnly;
-        const bool saysText = says && reading.text && node.text && !repeatsField(node) && !hidesSecret(node);
+        const bool says = (around.page || !m_pagesOnly) && (!around.controls || isTyped(node.role));
+        const bool saysText = says && reading.text && node.text && !repeatsField(node) && !hidesSecret(node) &&
+                              !(around.controls && isInEditableList(node));
         const bool isProven = !node.unproven;
         if (saysText && !isProven && node.rect && !isBlank(*node.text))
             m_result.unproven.push_back({*node.text, *node.rect});
         const auto segments = saysText && isProven ? segmentsOf(*node.text) : std::vector<std::string_view>{};
         const bool silent = std::all_of(segments.begin(), segments.end(), isBlank);
 
-        if (says && silent && reading.name && node.name) {
+        const bool saysName = says && silent && reading.name && node.name && showsName(node, around.page);
+        if (saysName) {
             // A tab's name is the text on the tab; what is below it is the page.
             if (node.role == Role::pageTab && !node.text)
                 append(*node.name, true);
             else if (!node.text || (m_children[index].empty() && node.role != Role::comboBox))
-                m_stack.push_back({Step::nameIfSilent, index, depth, inPage, *node.name, m_pieces.size()});
+                m_stack.push_back({Step::nameIfSilent, index, depth, around, *node.name, m_pieces.size()});
         }
+        const bool isTold =
+            !silent || (saysName && !isBlank(*node.name)) || (saysText && isProven && isTyped(node.role));
+        notePlace(index, around, says, isTold);
         // Each mark in the text stands for a child. Where fewer children show than there are marks, the rest of the
         // text follows the last one.
         for (std::size_t i = std::max(children.size(), segments.size()); i-- > 0;) {
-            if (i < children.size()) m_stack.push_back({Step::visit, children[i], depth + 1, inPage});
+            if (i < children.size()) m_stack.push_back({Step::visit, children[i], depth + 1, around});
             if (i < segments.size() && !isBlank(segments[i]))
-                m_stack.push_back({Step::say, index, depth, inPage, segments[i]});
+                m_stack.push_back({Step::say, index, depth, around, segments[i]});
         }
         return true;
     }
+
+    /// `isTold`: that what the node shows itself, be it nothing, is known.
+    void notePlace(std::size_t index, Around around, bool says, bool isTold) {
+        const TextNode& node = m_tree.nodes[index];
+        const bool holdsTexts = showsManyChildren(node.role) || (m_pagesOnly && around.page);
+        if (m_pagesOnly && isPage(node.role)) {
+            addPlace(TextPlace::Kind::open, node);
+        } else if (isTold) {
+            addPlace(TextPlace::Kind::content, node);
+        } else if (holdsTexts && says && !isPicture(node.role)) {
+            m_lists.push_back(addPlace(TextPlace::Kind::content, node));
+            m_stack.push_back({Step::closeList, index, 0, around, {}, m_pieces.size(), m_lists.back()});
+        } else if (!around.page && (isButton(node.role) || (node.role == Role::pageTab && isTabAlone(node)))) {
+            addPlace(TextPlace::Kind::controls, node);
+        }
+    }
+
+    /// Its number among the places, which it has also where the node has none.
+    std::size_t addPlace(TextPlace::Kind kind, const TextNode& node) {
+        Rect box = node.rect.value_or(Rect());
+        if (m_frame) box = box.intersection(*m_frame);
+        const bool isSmall = box.width < smallestPicture || box.height < smallestPicture;
+        if (kind == TextPlace::Kind::open && isSmall) box = {};
+        m_result.places.push_back({kind, box});
+        return m_result.places.size() - 1;
+    }
+
+    /// All around a page is the browser's, and all around what a window holds its decoration.
+    void placeWindow() {
+        if (!m_frame || m_tree.nodes.empty()) return;
+        double left = m_frame->x + m_frame->width, top = m_frame->y + m_frame->height, right = m_frame->x,
+               bottom = m_frame->y;
+        for (const std::size_t child : m_children[0]) {
+            const Rect box = m_tree.nodes[child].rect.value_or(Rect()).intersection(*m_frame);
+            if (box.isEmpty()) continue;
+            left = std::min(left, box.x);
+            top = std::min(top, box.y);
+            right = std::max(right, box.x + box.width);
+            bottom = std::max(bottom, box.y + box.height);
+        }
+        const Rect held{left, top, right - left, bottom - top};
+        // Not all that a window shows need be in its tree.
+        const bool isAll = held.width * held.height >= nearlyAll * m_frame->width * m_frame->height;
+        if (m_pagesOnly || (right > left && isAll)) m_result.places.push_back({TextPlace::Kind::controls, *m_frame});
+        if (!m_pagesOnly && right > left && isAll) m_result.places.push_back({TextPlace::Kind::open, held});
+    }
+
+    void settlePlaces() {
+        // Where the walk ended the rest of a list may be missing.
+        if (!m_result.finished)
+            for (const std::size_t list : m_lists)
+                m_result.places[list].box = {};
+        std::erase_if(m_result.places, [](const TextPlace& place) { return place.box.isEmpty(); });
+    }
+
+    /// What an object that isn't walked shows.
+    static TextPlace::Kind placeKindOf(Role role) {
+        return isPicture(role) ? TextPlace::Kind::open : TextPlace::Kind::controls;
+    }
+
+    /// The list of a choice that isn't open is there all the same, and has no size.
+    bool isClosedList(const TextNode& node) const {
+        return showsManyChildren(node.role) && isInEditableList(node) && node.rect && node.rect->isEmpty();
+    }
+
+    bool isInEditableList(const TextNode& node) const {
+        return node.parent >= 0 &&
+               treatmentOf(m_tree.nodes[static_cast<std::size_t>(node.parent)].role) == Treatment::editableList;
+    }
+
+    /// Some programs' bars are called anything. Side by side, and nothing else among them.
+    bool isRowOfButtons(std::size_t index) const {
+        int buttons = 0;
+        double top = 0, bottom = 0;
+        for (const std::size_t child : m_children[index]) {
+            const TextNode& node = m_tree.nodes[child];
+            if (!enters(node, m_frame) || !node.rect || node.rect->isEmpty()) continue;
+            if (node.role == Role::filler || node.role == Role::separator) {
+                if (!m_children[child].empty()) return false;
+                continue;
+            }
+            if (node.role != Role::pushButton && node.role != Role::toggleButton && node.role != Role::checkBox)
+                return false;
+            top = buttons == 0 ? node.rect->y : std::max(top, node.rect->y);
+            const double end = node.rect->y + node.rect->height;
+            bottom = buttons == 0 ? end : std::min(bottom, end);
+            ++buttons;
+        }
+        return buttons >= fewestInBar && top < bottom;
+    }
+
+    /// Outside of pages, whose authors name what shows no text for those who can't see it, and so do others.
+    static bool showsName(const TextNode& node, bool inPage) {
+        if (inPage) return true;
+        if (node.role == Role::pageTab) return false;
+        return !isButton(node.role) || !node.rect || node.rect->isEmpty() ||
+               node.rect->width >= narrowestCharacter * static_cast<double>(Graphemes::count(*node.name));
+    }
+
+    static bool isTabAlone(const TextNode& node) { return node.rect && node.rect->height <= highestTab; }
 
     bool hasStaticChild(std::size_t index) const {
         return std::any_of(m_children[index].begin(), m_children[index].end(),
@@ -157,6 +302,7 @@ private:
     const TextLimits& m_limits;
     std::vector<std::vector<std::size_t>> m_children;
     std::vector<Step> m_stack;
+    std::vector<std::size_t> m_lists; ///< their numbers among the places
     std::vector<std::string_view> m_pieces;
     bool m_lastIsName = false;
     bool m_pagesOnly = false; ///< where there is a page, nothing but pages is read

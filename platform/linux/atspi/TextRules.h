@@ -17,6 +17,7 @@ struct TextNode {
     Role role{};
     std::optional<Rect> rect;        ///< screen coordinates
     bool failed = false;             ///< its attributes could not be read: left out with all below it
+    std::string language{};          ///< of a document, as it says; empty where it doesn't
     bool isPanel = false;            ///< a document with which a browser draws its own controls
     bool unproven = false;           ///< `text` is an editable line's, which may not be what it displays
     bool unread = false;             ///< time ran out before all of it that was wanted had been read

@@ -15,6 +15,13 @@ enum class FieldText {
     displayed,       ///< a hidden field may be called an ordinary one; asked what it displays, it gives dots
 };
 
+/// Which programs of a toolkit show pages that have an address.
+enum class Pages {
+    any,
+    withWebKit, ///< those alone that have loaded this engine
+    none,
+};
+
 /// What can be relied upon in the trees of one toolkit. A browser answers some ten thousand questions a second, so what
 /// is known need not be asked. An unknown toolkit is relied upon for nothing.
 struct Toolkit {
@@ -32,8 +39,7 @@ struct Toolkit {
     bool findsShownChildren = false;
     /// Finds what lies at a point without looking at every child of what lies around it.
     bool findsAtPoint = false;
-    /// Some of its programs show pages that have an address.
-    bool mayShowPages = true;
+    Pages pages = Pages::any;
     FieldText fieldText = FieldText::unproven;
     /// A question takes its programs some hundred times as long as others, and memory that they don't give back. They
     /// are asked about their windows and about what has the focus, and nothing below.
@@ -56,16 +62,20 @@ struct Toolkit {
                     .findsShownChildren = true,
                     .findsAtPoint = true,
                     .fieldText = FieldText::hiddenHasRole};
-        if (name == "gtk") return {.fieldText = FieldText::hiddenHasRole}; // GTK 2 and 3
-        if (name == "GTK") return {.fieldText = FieldText::displayed};     // GTK 4
-        if (name == "Qt") return {.findsAtPoint = true, .mayShowPages = false, .fieldText = FieldText::hiddenHasRole};
+        if (name == "gtk") return {.pages = Pages::withWebKit, .fieldText = FieldText::hiddenHasRole}; // GTK 2 and 3
+        if (name == "GTK") return {.pages = Pages::withWebKit, .fieldText = FieldText::displayed};     // GTK 4
+        if (name == "Qt") return {.findsAtPoint = true, .pages = Pages::none, .fieldText = FieldText::hiddenHasRole};
         // Swing's fields take text from others, AWT's don't.
         if (name == "J2SE-access-bridge")
-            return {.mayShowPages = false, .fieldText = FieldText::editableHasRole, .isSlow = true};
-        if (name == "VCL") return {.mayShowPages = false, .fieldText = FieldText::hiddenHasRole};
+            return {.pages = Pages::none, .fieldText = FieldText::editableHasRole, .isSlow = true};
+        if (name == "VCL") return {.pages = Pages::none, .fieldText = FieldText::hiddenHasRole};
         return {};
     }
 
+    /// What WebKit puts around a page never says that it shows; the page does.
+    bool mayShowSilently(Role role) const {
+        return pages == Pages::withWebKit && (role == Role::filler || role == Role::scrollPane);
+    }
     bool hasText(Role role) const { return everythingHasText && !isPicture(role); }
 };
 

@@ -4,6 +4,7 @@
 #include "platform/linux/atspi/TextReader.h"
 
 #include <algorithm>
+#include <functional>
 #include <memory>
 
 namespace nomara::atspi {
@@ -24,6 +25,10 @@ public:
         // The root is what was asked for, whatever it says of itself.
         visit(m_request.root, {}, true);
         if (m_calls.run() != CallPipeline::Outcome::answered) m_complete = false;
+        if (m_complete && m_request.toolkit.showingIsInView) {
+            m_texts.placeTexts([this](std::size_t node) { return m_places[node].object; });
+            m_calls.run();
+        }
         for (std::size_t i = 0; i < m_found.size(); ++i)
             if (!m_places[i].showing) m_found[i].parent = -1;
         return {.nodes = inDocumentOrder(std::move(m_found), m_order),
@@ -39,12 +44,14 @@ private:
         int depth = 0;
         bool showing = false;
         bool managesDescendants = false;
+        bool inBar = false; ///< in one of the window's own, not a page's
     };
     /// Where a node stands below an earlier one.
     struct Below {
         int parent = -1;
         int depth = 0;
         std::int32_t index = 0; ///< among its siblings
+        bool inBar = false;
     };
 
     void visit(const ObjectRef& object, const Below& below, bool shows) {
@@ -55,14 +62,10 @@ private:
         }
         const std::size_t node = m_found.size();
         m_found.push_back({.parent = below.parent, .unread = true});
-        m_places.push_back({object, below.depth, shows, false});
+        m_places.push_back({object, below.depth, shows, false, below.inBar});
         m_order.push_back(below.index);
-        if (!shows || !m_request.toolkit.findsShownChildren)
-            ask::states(m_calls, object, [this, node](std::optional<States> states) {
-                if (!states) return;
-                m_places[node].managesDescendants = states->managesDescendants();
-                m_places[node].showing = m_places[node].showing || states->isShowing();
-            });
+        if (below.inBar) return askInBar(node, object);
+        askWhetherItShows(node, object);
         const bool needsPlace = node == 0 || !m_request.toolkit.showingIsInView;
         ask::role(m_calls, object, [this, node, object, needsPlace](std::optional<Role> role) {
             m_found[node].failed = !role;
@@ -72,11 +75,46 @@ private:
             if (needsPlace) return;
             // Of a long field it takes its place to tell which part shows, and a page without a size isn't open.
             if (treatmentOf(m_found[node].role) == Treatment::field || isPage(m_found[node].role))
-                askPlace(node, object);
-            else
-                enter(node);
+                return askPlace(node, object);
+            if (isPicture(m_found[node].role)) m_texts.placePicture(node, object);
+            enter(node);
         });
         if (needsPlace) askPlace(node, object);
+    }
+
+    /// Half of an office program's window are buttons in bars, which say nothing that is kept. Fields say what was
+    /// typed.
+    void askInBar(std::size_t node, const ObjectRef& object) {
+        ask::role(m_calls, object, [this, node, object](std::optional<Role> role) {
+            m_found[node].failed = !role;
+            m_found[node].role = role.value_or(Role{});
+            switch (treatmentOf(m_found[node].role)) {
+            case Treatment::structure:
+            case Treatment::container:
+                return askWhetherItShows(node, object, [this, node] { enter(node); });
+            case Treatment::field:
+            case Treatment::editableList:
+                askWhetherItShows(node, object);
+                return askPlace(node, object);
+            default:
+                m_found[node].unread = false;
+                m_places[node].showing = false;
+            }
+        });
+    }
+
+    void askWhetherItShows(std::size_t node, const ObjectRef& object, const std::function<void()>& then = {}) {
+        if (m_places[node].showing && m_request.toolkit.findsShownChildren) {
+            if (then) then();
+            return;
+        }
+        ask::states(m_calls, object, [this, node, then](std::optional<States> states) {
+            if (states) {
+                m_places[node].managesDescendants = states->managesDescendants();
+                m_places[node].showing = m_places[node].showing || states->isShowing();
+            }
+            if (then) then();
+        });
     }
 
     void askPlace(std::size_t node, const ObjectRef& object) {
@@ -89,7 +127,8 @@ private:
     void enter(std::size_t index) {
         m_found[index].unread = false;
         const TextNode& node = m_found[index];
-        const Place& place = m_places[index];
+        Place& place = m_places[index];
+        place.showing = place.showing || m_request.toolkit.mayShowSilently(node.role);
         if (!place.showing || !TextRules::enters(node, m_request.frame)) return;
         const bool descends = TextRules::descends(node.role, place.depth);
         m_texts.read(index, place.object, TextRules::readingOf(node.role, m_request.toolkit.writesInline, false));
@@ -162,7 +201,9 @@ private:
     }
 
     Below below(std::size_t parent, std::int32_t index) const {
-        return {static_cast<int>(parent), m_places[parent].depth + 1, index};
+        const bool isOwnBar = m_request.toolkit.kind == Toolkit::Kind::other && isControlsBar(m_found[parent].role) &&
+                              !m_texts.isInPage(parent);
+        return {static_cast<int>(parent), m_places[parent].depth + 1, index, m_places[parent].inBar || isOwnBar};
     }
 
     const TextRequest& m_request;

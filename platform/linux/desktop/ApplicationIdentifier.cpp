@@ -32,6 +32,13 @@ bool runsPrograms(std::string_view executable) {
     return false;
 }
 
+// Java gives a window the class of its main class, "org-gjt-sp-jedit-jEdit"; entries have the last part alone.
+std::string_view mainClass(std::string_view executable, std::string_view className) {
+    const auto dash = className.rfind('-');
+    if (executable != "java" || dash == std::string_view::npos) return {};
+    return className.substr(dash + 1);
+}
+
 ApplicationIdentity identityOf(const DesktopEntry& entry) {
     ApplicationIdentity identity = WellKnownApplications::find(entry.id);
     if (!identity.bundleID) {
@@ -163,6 +170,7 @@ ApplicationIdentifier::Found ApplicationIdentifier::find(const WindowOwner& owne
         add(WellKnownApplications::find(name));
         addEntry(installed.withWindowClass(name));
     }
+    addEntry(installed.withWindowClass(mainClass(executable, owner.className)));
     found.hasTold = signs.size() > fromProcess;
     if (!isRunner) addEntry(installed.withExecutable(executable));
     if (!owner.className.empty())

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string>
 
 namespace nomara {
 
@@ -33,17 +34,27 @@ VideoSize fitted(VideoSize size, int largestSide) {
     return {scaled(size.width), scaled(size.height)};
 }
 
+[[noreturn]] void fail(std::int64_t index) {
+    throw DamagedVideo("Picture " + std::to_string(index) + " of the video is damaged.");
+}
+
 } // namespace
 
 LibavVideoInput::LibavVideoInput(const std::filesystem::path& file)
-    : m_file(file, libav::MediaFile::Mode::read), m_table(m_file), m_decoder(openDecoder(*m_table.parameters)),
-      m_frame(av_frame_alloc()) {
+    : m_file(file, libav::MediaFile::Mode::read), m_table(m_file), m_checksums(m_table.checksums(m_file)),
+      m_decoder(openDecoder(*m_table.parameters)), m_frame(av_frame_alloc()) {
     if (!m_frame) throw VideoError("There is too little memory to open a video.");
 }
 
 Image LibavVideoInput::frame(std::int64_t index, int largestSide) {
-    if (index < 0 || index >= frameCount() || !seek(index)) return nullptr;
+    if (index >= frameCount() && m_table.breaksOff) fail(index);
+    if (index < 0 || index >= frameCount()) return nullptr;
+    seek(index);
     return m_scaler.toScreen(*m_frame, fitted(m_table.size, largestSide));
+}
+
+std::int64_t LibavVideoInput::frameBytes(std::int64_t index) const {
+    return index < 0 || index >= frameCount() ? 0 : m_table.samples[static_cast<std::size_t>(index)].size;
 }
 
 std::int64_t LibavVideoInput::groupStart(std::int64_t index) const {
@@ -53,8 +64,8 @@ std::int64_t LibavVideoInput::groupStart(std::int64_t index) const {
     return std::max<std::int64_t>(start, 0);
 }
 
-bool LibavVideoInput::seek(std::int64_t index) {
-    if (m_at == index) return true;
+void LibavVideoInput::seek(std::int64_t index) {
+    if (m_at == index) return;
     const std::int64_t start = groupStart(index);
     if (m_at < start || m_at > index) {
         avcodec_flush_buffers(m_decoder.get());
@@ -62,15 +73,15 @@ bool LibavVideoInput::seek(std::int64_t index) {
     }
     for (std::int64_t next = m_at + 1; next <= index; ++next) {
         m_at = -1;
-        if (!decode(next)) return false;
+        if (!decode(next)) fail(index);
         m_at = next;
     }
-    return true;
 }
 
 bool LibavVideoInput::decode(std::int64_t index) {
     const libav::Packet packet = m_table.read(m_file, static_cast<std::size_t>(index));
-    if (!packet || avcodec_send_packet(m_decoder.get(), packet.get()) < 0) return false;
+    if (!packet || !m_checksums.accepts(libav::bytesOf(*packet), index)) return false;
+    if (avcodec_send_packet(m_decoder.get(), packet.get()) < 0) return false;
     if (avcodec_receive_frame(m_decoder.get(), m_frame.get()) < 0) return false;
     return m_frame->width == m_table.size.width && m_frame->height == m_table.size.height &&
            m_frame->decode_error_flags == 0 && (m_frame->flags & AV_FRAME_FLAG_CORRUPT) == 0;

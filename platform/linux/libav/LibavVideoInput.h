@@ -16,14 +16,16 @@ public:
     VideoSize size() const override { return m_table.size; }
     std::int64_t frameCount() const override { return static_cast<std::int64_t>(m_table.samples.size()); }
     Image frame(std::int64_t index, int largestSide) override;
+    std::int64_t frameBytes(std::int64_t index) const override;
     std::int64_t groupStart(std::int64_t index) const override;
 
 private:
-    bool seek(std::int64_t index);
+    void seek(std::int64_t index);
     bool decode(std::int64_t index);
 
     libav::MediaFile m_file;
     const libav::SegmentTable m_table;
+    libav::ChecksumReader m_checksums;
     libav::CodecContext m_decoder;
     libav::Frame m_frame;   // picture m_at
     std::int64_t m_at = -1; // -1 where the decoder stands nowhere

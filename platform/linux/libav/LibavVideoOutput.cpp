@@ -25,7 +25,10 @@ LibavVideoOutput::LibavVideoOutput(const VideoSettings& settings, double idleSec
         try {
             const AVCodecContext& context = m_encoder->context();
             m_description.assign(context.extradata, context.extradata + context.extradata_size);
-            m_file = std::make_unique<libav::SegmentFile>(m_settings.file, context);
+            m_checksums.emplace(m_description);
+            const libav::CodecParameters parameters = libav::parametersOf(context);
+            libav::announceChecksums(*parameters);
+            m_file = std::make_unique<libav::SegmentFile>(m_settings.file, *parameters);
         } catch (...) {
             closeEncoder();
             throw;
@@ -129,7 +132,9 @@ void LibavVideoOutput::encode(const PixelBuffer& image) {
     }
     const libav::Frame frame = m_scaler.toVideo(image, m_settings.size);
     if (!frame) throw VideoError("There is too little memory for a picture.");
-    const libav::Packet packet = m_encoder->encode(*frame, storedFrames());
+    const std::int64_t index = storedFrames();
+    const libav::Packet packet = m_encoder->encode(*frame, index);
+    m_checksums->add(*packet, index);
     m_file->append(*packet);
     m_encodedAt = std::chrono::steady_clock::now();
 }
@@ -138,7 +143,7 @@ void LibavVideoOutput::complete() {
     closeEncoder();
     m_file.reset();
     if (status() != Status::writing) return;
-    libav::completeSegment(m_settings.file, m_givenUp);
+    libav::completeSegment(m_settings.file, storedFrames(), m_givenUp);
     const std::lock_guard lock(m_mutex);
     if (m_status == Status::writing) m_status = Status::completed;
 }

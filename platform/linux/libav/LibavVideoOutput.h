@@ -3,6 +3,7 @@
 #include "core/base/SerialQueue.h"
 #include "platform/VideoCodec.h"
 #include "platform/linux/libav/HevcEncoder.h"
+#include "platform/linux/libav/PictureChecksums.h"
 #include "platform/linux/libav/PictureScaler.h"
 #include "platform/linux/libav/SegmentFile.h"
 
@@ -11,6 +12,7 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -57,6 +59,7 @@ private:
     // Used on m_queue alone.
     std::unique_ptr<libav::HevcEncoder> m_encoder;
     std::unique_ptr<libav::SegmentFile> m_file;
+    std::optional<libav::ChecksumWriter> m_checksums;
     libav::PictureScaler m_scaler;
     std::vector<std::uint8_t> m_description; // of the stream, at the head of the file
     std::chrono::steady_clock::time_point m_encodedAt;

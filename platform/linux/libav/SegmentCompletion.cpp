@@ -18,9 +18,10 @@ struct FreeMuxer {
 
 bool copyPictures(const MediaFile& from, const SegmentTable& table, MediaFile& to, const std::atomic<bool>& givenUp) {
     const std::unique_ptr<AVFormatContext, FreeMuxer> muxer(beginTrack(to.io(), *table.parameters, ""));
+    ChecksumReader checksums = table.checksums(from);
     for (std::size_t i = 0; i < table.samples.size(); ++i) {
         const Packet packet = table.read(from, i);
-        if (givenUp || !packet) return false;
+        if (givenUp || !packet || !checksums.accepts(bytesOf(*packet), static_cast<std::int64_t>(i))) return false;
         stamp(*packet, static_cast<std::int64_t>(i));
         if (av_write_frame(muxer.get(), packet.get()) < 0) return false;
     }
@@ -29,12 +30,13 @@ bool copyPictures(const MediaFile& from, const SegmentTable& table, MediaFile& t
 
 } // namespace
 
-void completeSegment(const fs::path& file, const std::atomic<bool>& givenUp) {
+void completeSegment(const fs::path& file, std::int64_t pictures, const std::atomic<bool>& givenUp) {
     const fs::path beside = unfinishedCompletion(file);
     std::error_code error;
     try {
         MediaFile fragments(file, MediaFile::Mode::read);
         const SegmentTable table(fragments);
+        if (static_cast<std::int64_t>(table.samples.size()) != pictures) return;
         MediaFile whole(beside, MediaFile::Mode::replace);
         // A file that was deleted meanwhile must not come back.
         if (copyPictures(fragments, table, whole, givenUp) && !givenUp && fragments.isLinked()) {

@@ -22,13 +22,10 @@ void check(int code) {
 
 } // namespace
 
-SegmentFile::SegmentFile(const std::filesystem::path& path, const AVCodecContext& encoder)
+SegmentFile::SegmentFile(const std::filesystem::path& path, const AVCodecParameters& parameters)
     : m_file(path, MediaFile::Mode::replace) {
-    const CodecParameters parameters(avcodec_parameters_alloc());
-    if (!parameters) fail(AVERROR(ENOMEM));
-    check(avcodec_parameters_from_context(parameters.get(), &encoder));
     // A fragment whenever it is asked for, so that each picture is one.
-    m_muxer = beginTrack(m_file.io(), *parameters, "frag_custom+empty_moov+default_base_moof");
+    m_muxer = beginTrack(m_file.io(), parameters, "frag_custom+empty_moov+default_base_moof");
     m_stream = m_muxer->streams[0];
     if (const int code = m_file.sync(); code < 0) {
         avformat_free_context(m_muxer);
@@ -55,6 +52,13 @@ void SegmentFile::append(AVPacket& packet) {
     m_stored = m_file.size();
 }
 
+CodecParameters parametersOf(const AVCodecContext& encoder) {
+    CodecParameters parameters(avcodec_parameters_alloc());
+    if (!parameters) fail(AVERROR(ENOMEM));
+    check(avcodec_parameters_from_context(parameters.get(), &encoder));
+    return parameters;
+}
+
 AVFormatContext* beginTrack(AVIOContext* io, const AVCodecParameters& parameters, const char* flags) {
     AVFormatContext* muxer = nullptr;
     check(avformat_alloc_output_context2(&muxer, nullptr, "mp4", nullptr));
@@ -67,7 +71,7 @@ AVFormatContext* beginTrack(AVIOContext* io, const AVCodecParameters& parameters
         stream->codecpar->codec_tag = MKTAG('h', 'v', 'c', '1');
         stream->time_base = {1, ticksPerSecond};
         stream->avg_frame_rate = {1, 1};
-        av_dict_set(&options, "movflags", flags, 0);
+        if (*flags != 0) av_dict_set(&options, "movflags", flags, 0); // the library refuses none at all
         av_dict_set_int(&options, "video_track_timescale", ticksPerSecond, 0);
         code = avformat_write_header(muxer, &options);
     }

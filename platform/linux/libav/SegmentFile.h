@@ -12,7 +12,7 @@ namespace nomara::libav {
 class SegmentFile {
 public:
     /// Throws VideoError.
-    SegmentFile(const std::filesystem::path& path, const AVCodecContext& encoder);
+    SegmentFile(const std::filesystem::path& path, const AVCodecParameters& parameters);
     ~SegmentFile();
     SegmentFile(const SegmentFile&) = delete;
     SegmentFile& operator=(const SegmentFile&) = delete;
@@ -29,6 +29,8 @@ private:
     std::int64_t m_stored = 0; // bytes of whole fragments
 };
 
+/// How the pictures of that encoder are described; throws VideoError.
+CodecParameters parametersOf(const AVCodecContext& encoder);
 /// The video track of a new file, as the segments have it; throws VideoError.
 AVFormatContext* beginTrack(AVIOContext* io, const AVCodecParameters& parameters, const char* flags);
 /// Times of picture `index` in a track of `beginTrack`.

@@ -74,7 +74,10 @@ SegmentTable::SegmentTable(MediaFile& file) : parameters(avcodec_parameters_allo
     for (int i = 0; i < count; ++i) {
         const AVIndexEntry* const entry = avformat_index_get_entry(stream, i);
         const std::int64_t second = av_rescale_q(entry->timestamp, stream->time_base, {1, 1});
-        if (second != i || entry->size <= 0 || entry->pos < 0 || entry->pos > whole - entry->size) break;
+        if (second != i || entry->size <= 0 || entry->pos < 0 || entry->pos > whole - entry->size) {
+            breaksOff = true;
+            break;
+        }
         samples.push_back({entry->pos, entry->size, (entry->flags & AVINDEX_KEYFRAME) != 0});
     }
 }
@@ -86,6 +89,13 @@ Packet SegmentTable::read(const MediaFile& file, std::size_t index) const {
     if (!file.read(sample.offset, packet->data, static_cast<std::size_t>(sample.size))) return nullptr;
     if (sample.isKey) packet->flags |= AV_PKT_FLAG_KEY;
     return packet;
+}
+
+ChecksumReader SegmentTable::checksums(const MediaFile& file) const {
+    const Packet first = samples.empty() ? nullptr : read(file, 0);
+    const auto description =
+        std::span<const std::uint8_t>(parameters->extradata, static_cast<std::size_t>(parameters->extradata_size));
+    return {description, first ? bytesOf(*first) : std::span<const std::uint8_t>()};
 }
 
 } // namespace nomara::libav

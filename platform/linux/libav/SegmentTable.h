@@ -2,8 +2,10 @@
 
 #include "platform/VideoCodec.h"
 #include "platform/linux/libav/MediaFile.h"
+#include "platform/linux/libav/PictureChecksums.h"
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace nomara::libav {
@@ -19,12 +21,19 @@ struct SegmentTable {
     std::vector<Sample> samples; ///< picture `i` at `i` seconds
     CodecParameters parameters;
     VideoSize size;
+    bool breaksOff = false; ///< holds more pictures than can be told where they are
 
     /// Throws DamagedVideo where the file isn't one or its head is missing.
     explicit SegmentTable(MediaFile& file);
 
     /// The coded picture; absent where it can't be read.
     Packet read(const MediaFile& file, std::size_t index) const;
+    /// Throws DamagedVideo.
+    ChecksumReader checksums(const MediaFile& file) const;
 };
+
+inline std::span<const std::uint8_t> bytesOf(const AVPacket& packet) {
+    return {packet.data, static_cast<std::size_t>(packet.size)};
+}
 
 } // namespace nomara::libav

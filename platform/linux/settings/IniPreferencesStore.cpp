@@ -5,6 +5,8 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <memory>
+#include <optional>
 #include <system_error>
 
 #include <fcntl.h>
@@ -74,6 +76,24 @@ bool replaceFile(const fs::path& file, std::string_view text) {
     return descriptor >= 0 && fs::is_regular_file(target, error) && writeAll(descriptor, text) &&
            ftruncate(descriptor, static_cast<off_t>(text.size())) == 0;
 }
+
+/// Held while the file is changed, on the file and not on its folder, which may be the locked folder of the data.
+class FileLock {
+public:
+    explicit FileLock(const fs::path& file) {
+        struct stat held {
+        }, there{};
+        do {
+            // Anything but a file would make the one who opens it wait.
+            m_file = std::make_unique<Descriptor>(file, O_RDONLY | O_NONBLOCK);
+            if (*m_file < 0 || flock(*m_file, LOCK_EX) != 0 || fstat(*m_file, &held) != 0) return;
+            // Whoever held it before has put another file in its place.
+        } while (stat(file.c_str(), &there) == 0 && (held.st_ino != there.st_ino || held.st_dev != there.st_dev));
+    }
+
+private:
+    std::unique_ptr<Descriptor> m_file;
+};
 
 void apply(IniFile& ini, std::string_view key, const std::optional<std::string>& value) {
     if (value)
@@ -146,29 +166,23 @@ std::vector<std::string> IniPreferencesStore::keys() const {
     return m_ini.keys();
 }
 
-void IniPreferencesStore::setText(std::string_view key, std::string_view value) {
-    change(key, std::string(value));
-}
-
-void IniPreferencesStore::remove(std::string_view key) {
-    change(key, std::nullopt);
-}
-
 // In the file as it is now. The lock is for another process of ours that does the same; where there is none to be had,
 // as on some network disks, the moment between reading and writing is short.
-void IniPreferencesStore::change(std::string_view key, const std::optional<std::string>& value) {
+void IniPreferencesStore::change(const Changes& changes) {
     makeFile(m_file);
-    const Descriptor folder(m_file.parent_path(), O_RDONLY | O_DIRECTORY);
-    if (folder >= 0) flock(folder, LOCK_EX);
+    const FileLock lock(m_file);
     const Contents now = readFile(m_file);
     IniFile ini(now.text);
-    m_unwritten.insert_or_assign(std::string(key), value);
+    for (const auto& [key, value] : changes)
+        m_unwritten.insert_or_assign(key, value);
     for (const auto& [name, text] : m_unwritten) {
         apply(ini, name, text);
         apply(m_ini, name, text);
     }
     // What can't be read isn't replaced.
-    if (now.failure.empty() && (ini.text() == now.text || replaceFile(m_file, ini.text()))) m_unwritten.clear();
+    const std::string text = ini.text();
+    const bool isReadable = now.failure.empty() && text.size() <= maxFileBytes;
+    if (isReadable && (text == now.text || replaceFile(m_file, text))) m_unwritten.clear();
     // Other lines that somebody else has changed count from the next `reload` on.
     m_contents = m_ini.text();
 }

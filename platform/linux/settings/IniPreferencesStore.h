@@ -4,8 +4,6 @@
 #include "platform/linux/settings/IniFile.h"
 
 #include <filesystem>
-#include <functional>
-#include <map>
 
 namespace nomara {
 
@@ -21,12 +19,9 @@ public:
     /// Quillshade/quillshade.ini in the user's configuration folder.
     static std::filesystem::path defaultFile();
 
-    /// False once something could not be written.
-    bool isWritable() const { return m_unwritten.empty(); }
-
     std::optional<std::string> text(std::string_view key) const override;
-    void setText(std::string_view key, std::string_view value) override;
-    void remove(std::string_view key) override;
+    void change(const Changes& changes) override;
+    bool isWritable() const override { return m_unwritten.empty(); }
     std::vector<std::string> keys() const override;
     bool reload() override;
     std::string problem() const override { return m_problem; }
@@ -34,13 +29,12 @@ public:
 
 private:
     void read();
-    void change(std::string_view key, const std::optional<std::string>& value);
 
     const std::filesystem::path m_file;
     std::string m_contents; ///< of the file, as it was last seen
     IniFile m_ini;
     std::string m_problem;
-    std::map<std::string, std::optional<std::string>, std::less<>> m_unwritten;
+    Changes m_unwritten;
 };
 
 } // namespace nomara

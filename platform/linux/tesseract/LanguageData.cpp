@@ -47,6 +47,10 @@ std::filesystem::path LanguageData::findFolder() {
     return {};
 }
 
+std::filesystem::path LanguageData::file(const std::filesystem::path& folder, const std::string& name) {
+    return folder / (name + ending);
+}
+
 std::vector<std::string> LanguageData::codes() const {
     std::vector<std::string> codes;
     for (const Language& language : knownLanguages())

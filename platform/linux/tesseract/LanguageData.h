@@ -16,6 +16,9 @@ public:
     /// the first word.
     static std::filesystem::path findFolder();
 
+    /// The file that holds what Tesseract calls by this name.
+    static std::filesystem::path file(const std::filesystem::path& folder, const std::string& name);
+
     const std::filesystem::path& folder() const { return m_folder; }
     /// Codes of what can be read with them, such as "en-US".
     std::vector<std::string> codes() const;

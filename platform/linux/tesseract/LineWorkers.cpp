@@ -17,6 +17,7 @@ namespace nomara::tesseract {
 namespace {
 
 constexpr int mostWorkers = 8; // each holds an engine
+constexpr std::chrono::milliseconds stopInterval{10};
 
 void standBack() {
     setpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)), 10);
@@ -44,7 +45,8 @@ struct LineWorkers::Job {
     bool isStopped = false;
     std::exception_ptr error;
     std::condition_variable finished;
-    std::mutex reporting; // held while `done` runs
+    std::mutex reporting;   // held while the caller's functions run; guards the field below it
+    bool isGivenUp = false; // the caller is gone, and its functions with it
 
     bool isOver() const { return underWay == 0 && (isStopped || taken == work.lines.size()); }
 };
@@ -80,10 +82,26 @@ bool LineWorkers::read(Work work) {
         m_threads.emplace_back([this, number = static_cast<int>(m_threads.size())] { run(number); });
     m_jobs.push_back(job);
     m_wake.notify_all();
-    job->finished.wait(lock, [&] { return job->isOver(); });
+    while (!job->finished.wait_for(lock, stopInterval, [&] { return job->isOver(); })) {
+        // A line may take long on a busy machine, as this works at a low priority. Whoever is urgent doesn't wait for
+        // it.
+        if (!job->work.isUrgent || !job->work.shouldStop) continue;
+        lock.unlock();
+        const bool stop = job->work.shouldStop();
+        if (stop) giveUp(*job);
+        lock.lock();
+        if (stop) job->isStopped = true;
+        if (stop) break;
+    }
     std::erase(m_jobs, job);
     if (job->error) std::rethrow_exception(job->error);
     return !job->isStopped;
+}
+
+// A line that is just being handed over is waited for.
+void LineWorkers::giveUp(Job& job) {
+    const std::lock_guard reporting(job.reporting);
+    job.isGivenUp = true;
 }
 
 std::size_t LineWorkers::callers() const {
@@ -136,7 +154,10 @@ void LineWorkers::run(int number) {
         bool stop = false;
         std::exception_ptr error;
         try {
-            stop = job->work.shouldStop && job->work.shouldStop();
+            {
+                const std::lock_guard reporting(job->reporting);
+                stop = job->isGivenUp || (job->work.shouldStop && job->work.shouldStop());
+            }
             if (!stop) {
                 if (engine && (folder != job->work.folder || languages != job->work.languages)) close();
                 if (!engine) {
@@ -147,7 +168,7 @@ void LineWorkers::run(int number) {
                 }
                 ReadLine read = engine->read(job->work.lines[line]);
                 const std::lock_guard reporting(job->reporting);
-                job->work.done(line, std::move(read));
+                if (!job->isGivenUp) job->work.done(line, std::move(read));
             }
         } catch (...) {
             error = std::current_exception();

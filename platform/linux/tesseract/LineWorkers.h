@@ -38,7 +38,8 @@ public:
     LineWorkers& operator=(const LineWorkers&) = delete;
 
     void setCount(int count);
-    /// Waits. Whether all lines were read; false where `shouldStop` ended it. Throws PlatformError.
+    /// Waits. Whether all lines were read; false where `shouldStop` ended it, of urgent work some hundredths of a
+    /// second after it said so, else at the end of the lines under way. Throws PlatformError.
     bool read(Work work);
     /// How many engines hold memory now.
     int openEngines() const { return m_openEngines; }
@@ -49,6 +50,7 @@ private:
     struct Job;
 
     void run(int number);
+    static void giveUp(Job& job);
     std::shared_ptr<Job> nextJob() const;
 
     const double m_idleSeconds;

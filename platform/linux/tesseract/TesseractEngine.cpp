@@ -3,12 +3,18 @@
 #include "platform/PlatformError.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
+#include <csignal>
 #include <limits>
 #include <mutex>
 
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 #include <tesseract/baseapi.h>
 #include <tesseract/resultiterator.h>
+#include <unistd.h>
 
 namespace nomara::tesseract {
 
@@ -41,7 +47,73 @@ void silence() {
     std::call_once(once, [] { ::tesseract::TessBaseAPI().SetVariable("debug_file", "/dev/null"); });
 }
 
+constexpr int isSound = 0, isDamaged = 1, isUnknown = 2; // exit codes
+
+/// Held while a session starts: Tesseract keeps a list of the whole process's variables.
+std::mutex& starting() {
+    static std::mutex mutex;
+    return mutex;
+}
+
+/// False where the data can't be read.
+bool open(::tesseract::TessBaseAPI& api, const std::filesystem::path& folder, const std::string& languages) {
+    std::vector<std::string> names, values;
+    for (const Variable& variable : atStart) {
+        names.emplace_back(variable.name);
+        values.emplace_back(variable.value);
+    }
+    if (api.Init(folder.c_str(), languages.c_str(), ::tesseract::OEM_LSTM_ONLY, nullptr, 0, &names, &values, false) !=
+        0)
+        return false;
+    api.SetPageSegMode(::tesseract::PSM_SINGLE_LINE);
+    api.SetVariable("tessedit_do_invert", "0");
+    return true;
+}
+
+/// In a process of its own, which it ends. Other threads aren't there, and what they held stays locked.
+[[noreturn]] void tryAndExit(const std::filesystem::path& folder, const std::string& language, const GrayImage& line) {
+    constexpr unsigned patience = 20; // seconds
+    sigset_t none;
+    sigemptyset(&none);
+    pthread_sigmask(SIG_SETMASK, &none, nullptr);
+    for (const int signal : {SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGALRM})
+        ::signal(signal, SIG_DFL);
+    prctl(PR_SET_DUMPABLE, 0); // no core file
+    alarm(patience);
+    if (const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC); nowhere >= 0) dup2(nowhere, STDERR_FILENO);
+    try {
+        ::tesseract::TessBaseAPI api;
+        if (!open(api, folder, language)) _exit(isDamaged);
+        api.SetImage(line.bytes.data(), line.width, line.height, 1, line.width);
+        _exit(api.Recognize(nullptr) == 0 ? isSound : isDamaged);
+    } catch (...) {
+        _exit(isUnknown); // there is no memory, say
+    }
+}
+
 } // namespace
+
+DataState tryData(const std::filesystem::path& folder, const std::string& language, const LineCrop& line) {
+    silence();
+    const GrayImage image = line.at(LineCrop::Size::quick);
+    pid_t child = -1;
+    {
+        const std::lock_guard lock(starting());
+        child = fork();
+        if (child == 0) tryAndExit(folder, language, image);
+    }
+    int status = 0;
+    if (child < 0) return DataState::unknown;
+    while (waitpid(child, &status, 0) < 0)
+        if (errno != EINTR) return DataState::unknown;
+    if (WIFSIGNALED(status)) {
+        const int signal = WTERMSIG(status);
+        return signal == SIGKILL || signal == SIGALRM || signal == SIGTERM ? DataState::unknown : DataState::damaged;
+    }
+    return WEXITSTATUS(status) == isSound     ? DataState::sound
+           : WEXITSTATUS(status) == isDamaged ? DataState::damaged
+                                              : DataState::unknown;
+}
 
 class Engine::Session {
 public:
@@ -51,18 +123,9 @@ public:
 Engine::Engine(const std::filesystem::path& folder, const std::string& languages)
     : m_session(std::make_unique<Session>()) {
     silence();
-    std::vector<std::string> names, values;
-    for (const Variable& variable : atStart) {
-        names.emplace_back(variable.name);
-        values.emplace_back(variable.value);
-    }
-    static std::mutex starting; // Tesseract keeps a list of the whole process's variables
-    const std::lock_guard lock(starting);
-    if (m_session->api.Init(folder.c_str(), languages.c_str(), ::tesseract::OEM_LSTM_ONLY, nullptr, 0, &names, &values,
-                            false) != 0)
+    const std::lock_guard lock(starting());
+    if (!open(m_session->api, folder, languages))
         throw PlatformError("Tesseract can't read its data \"" + languages + "\" in " + folder.string() + ".");
-    m_session->api.SetPageSegMode(::tesseract::PSM_SINGLE_LINE);
-    m_session->api.SetVariable("tessedit_do_invert", "0");
 }
 
 Engine::~Engine() = default;

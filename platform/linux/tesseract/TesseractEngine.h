@@ -24,6 +24,16 @@ struct ReadLine {
     std::vector<Symbol> symbols;
 };
 
+enum class DataState {
+    sound,
+    damaged,
+    unknown, ///< it couldn't be found out
+};
+
+/// Whether a line can be read with one data file. Of some damage Tesseract ends its process, so it is tried in another
+/// one, which takes as long as opening an engine. Waits; callable from any thread.
+DataState tryData(const std::filesystem::path& folder, const std::string& language, const LineCrop& line);
+
 /// One session of Tesseract: 10 to 30 MB until it is destroyed. Used from one thread at a time.
 class Engine {
 public:

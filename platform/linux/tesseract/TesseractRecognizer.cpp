@@ -38,6 +38,13 @@ PixelBox pixelBox(const std::optional<RelativeRect>& region, const PixelBuffer& 
     return box.isEmpty() ? PixelBox{} : box;
 }
 
+/// Of a line of that region, as a fraction of the image and from the bottom left.
+RelativeRect placeOf(const PixelBox& line, const PixelBox& region, const PixelBuffer& image) {
+    const double width = image.width, height = image.height;
+    return {(region.left + line.left) / width, 1 - (region.top + line.bottom) / height, line.width() / width,
+            line.height() / height};
+}
+
 /// Where a line's pixels stand in the image, as a fraction of it and from the bottom left.
 class Placement {
 public:
@@ -84,12 +91,22 @@ std::filesystem::path TesseractRecognizer::folder() const {
 }
 
 std::vector<std::string> TesseractRecognizer::supportedLanguages() {
-    const std::string reason = unavailableReason();
-    if (!reason.empty()) throw PlatformError(reason);
-    return tesseract::LanguageData(folder()).codes();
+    auto codes = tesseract::LanguageData(folder()).codes();
+    if (codes.empty()) throw PlatformError(unavailableReason());
+    return codes;
+}
+
+/// Until somebody has put another in its place.
+std::optional<std::filesystem::path> TesseractRecognizer::damagedFile() {
+    const std::lock_guard lock(m_damagedMutex);
+    if (m_damaged && !m_health.isDamaged(*m_damaged)) m_damaged.reset();
+    return m_damaged;
 }
 
 std::string TesseractRecognizer::unavailableReason() {
+    if (const auto file = damagedFile())
+        return "Text in images can't be read, because the file " + file->string() +
+               " is damaged; install its package again.";
     if (!tesseract::LanguageData(folder()).codes().empty()) return {};
     return "Text in images can't be read, because Tesseract has no language here; install one of its language "
            "packages, such as tesseract-ocr-eng.";
@@ -101,13 +118,17 @@ TextResult TesseractRecognizer::recognize(const TextRequest& request) {
     const PixelBox region = pixelBox(request.regionOfInterest, image);
     if (region.isEmpty()) return {};
     const tesseract::LanguageData data(folder());
-    const std::string languages = data.filesFor(request.languages);
-    if (languages.empty()) throw PlatformError(unavailableReason());
+    if (data.codes().empty()) throw PlatformError(unavailableReason());
 
     const GrayImage gray = grayImage(image, region);
     std::vector<LineCrop> crops;
-    for (const PixelBox& line : LineSegmenter::lines(gray, LineSegmenter::strokeScale(image.width, image.height)))
+    for (const PixelBox& line : LineSegmenter::lines(gray, LineSegmenter::strokeScale(image.width, image.height))) {
+        if (request.isKnown && request.isKnown(placeOf(line, region, image))) continue;
         if (auto crop = LineCrop::make(gray, line)) crops.push_back(std::move(*crop));
+    }
+
+    if (crops.empty()) return {};
+    const std::string languages = chosenFiles(data, request, crops.front());
 
     std::vector<LineKey> keys;
     std::unordered_map<LineKey, std::shared_ptr<const ReadLine>, tesseract::LineKeyHash> known;
@@ -141,6 +162,20 @@ TextResult TesseractRecognizer::recognize(const TextRequest& request) {
             result.observations.push_back(observation(*line, Placement(image, region, crops[i])));
     }
     return result;
+}
+
+/// Throws PlatformError where one of them is damaged.
+std::string TesseractRecognizer::chosenFiles(const tesseract::LanguageData& data, const TextRequest& request,
+                                             const LineCrop& line) {
+    std::string files = data.filesFor(request.languages);
+    if (auto damaged = m_health.firstDamaged(data.folder(), files, line)) {
+        {
+            const std::lock_guard lock(m_damagedMutex);
+            m_damaged = std::move(damaged);
+        }
+        throw PlatformError(unavailableReason());
+    }
+    return files;
 }
 
 void TesseractRecognizer::setWorkers(int count) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/TextRecognizer.h"
+#include "platform/linux/tesseract/DataHealth.h"
 #include "platform/linux/tesseract/LineCache.h"
 #include "platform/linux/tesseract/LineWorkers.h"
 
@@ -8,9 +9,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <mutex>
 #include <optional>
 
 namespace nomara {
+
+namespace tesseract {
+class LanguageData;
+}
 
 /// Reads by Tesseract's network, one line at a time: finding the lines is done here, and lines that have been read
 /// before aren't read again. Messages that Tesseract would write to the standard error are left out.
@@ -42,9 +48,14 @@ public:
 
 private:
     std::filesystem::path folder() const;
+    std::optional<std::filesystem::path> damagedFile();
+    std::string chosenFiles(const tesseract::LanguageData& data, const TextRequest& request, const LineCrop& line);
 
     const Settings m_settings;
     std::atomic<std::uint64_t> m_linesRead = 0, m_linesKnown = 0;
+    tesseract::DataHealth m_health;
+    std::mutex m_damagedMutex;                      // guards the field below it
+    std::optional<std::filesystem::path> m_damaged; // without which nothing is to be read
     tesseract::LineCache m_cache;
     tesseract::LineWorkers m_workers;
 };

@@ -16,12 +16,12 @@ X11InputActivity::X11InputActivity(IsPasswordPrompter isPasswordPrompter, std::f
 
 X11InputActivity::~X11InputActivity() = default;
 
-double X11InputActivity::secondsSinceLastInput() {
+std::optional<double> X11InputActivity::secondsSinceLastInput() {
     xcb_connection_t* const server = m_connection->get();
-    if (!m_connection->isAlive() || !m_connection->hasExtension(xcb_screensaver_id)) return 0;
+    if (!m_connection->isAlive() || !m_connection->hasExtension(xcb_screensaver_id)) return std::nullopt;
     const X11Reply<xcb_screensaver_query_info_reply_t> info(
         xcb_screensaver_query_info_reply(server, xcb_screensaver_query_info(server, m_connection->root()), nullptr));
-    if (!m_connection->isAlive() || !info) return 0;
+    if (!m_connection->isAlive() || !info) return std::nullopt;
     return info->ms_since_user_input / 1000.0;
 }
 

@@ -24,7 +24,7 @@ public:
                               const std::string& display = {});
     ~X11InputActivity() override;
 
-    double secondsSinceLastInput() override;
+    std::optional<double> secondsSinceLastInput() override;
     /// Certain also after the connection is lost, else unknown: the display server has no switch for secure input that
     /// all programs use.
     SecureInput secureInput(const WindowList& windows) override;

@@ -15,6 +15,7 @@
 #include <pthread.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
+#include <xcb/randr.h>
 
 namespace nomara {
 
@@ -35,24 +36,46 @@ int makeEventCounter() {
 
 X11WindowServer::X11WindowServer(std::function<void()> onConnectionLost, const std::string& display)
     : m_connection(std::make_unique<X11Connection>(std::move(onConnectionLost), display)), m_wake(makeEventCounter()) {
-    const std::uint32_t mask = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
-    xcb_change_window_attributes(m_connection->get(), m_connection->root(), XCB_CW_EVENT_MASK, &mask);
+    watchDisplays();
     xcb_flush(m_connection->get());
     m_thread = std::thread([this] { follow(); });
 }
 
 X11WindowServer::~X11WindowServer() {
     m_ending = true;
-    const std::uint64_t one = 1;
-    // The counter can't be full, so the write can't fail.
-    [[maybe_unused]] const auto written = write(m_wake, &one, sizeof one);
+    wake();
     m_thread.join();
     close(m_wake);
 }
 
+// The root itself tells of displays that change without a word from RandR.
+void X11WindowServer::watchDisplays() {
+    xcb_connection_t* const server = m_connection->get();
+    const std::uint32_t mask = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+    xcb_change_window_attributes(server, m_connection->root(), XCB_CW_EVENT_MASK, &mask);
+    if (!m_connection->hasExtension(xcb_randr_id)) return;
+    m_randrEvent = xcb_get_extension_data(server, &xcb_randr_id)->first_event;
+    xcb_randr_select_input(server, m_connection->root(),
+                           XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
+                               XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE);
+}
+
+void X11WindowServer::wake() const {
+    const std::uint64_t one = 1;
+    // The counter can't be full, so the write can't fail.
+    [[maybe_unused]] const auto written = write(m_wake, &one, sizeof one);
+}
+
+void X11WindowServer::observeDisplays(std::function<void()> observer) {
+    const std::lock_guard lock(m_notifying);
+    m_observer = std::move(observer);
+}
+
 std::vector<Display> X11WindowServer::displays() {
     const std::lock_guard lock(m_asking);
-    return readX11Displays(*m_connection);
+    auto displays = readX11Displays(*m_connection);
+    takeEvents(); // notices that came in with the answers, where poll() doesn't see them
+    return displays;
 }
 
 WindowList X11WindowServer::onScreenWindows() {
@@ -84,19 +107,36 @@ void X11WindowServer::follow() {
             const std::lock_guard lock(m_asking);
             takeEvents();
         }
+        if (m_haveDisplaysChanged.exchange(false)) {
+            const std::lock_guard lock(m_notifying);
+            if (m_observer) m_observer();
+        }
         pollfd waiting[] = {{m_wake, POLLIN, 0}, {xcb_get_file_descriptor(m_connection->get()), POLLIN, 0}};
         poll(waiting, 1, pauseMilliseconds);
         // Whoever asks next notices that the connection is lost, and says so.
         const bool isLost = xcb_connection_has_error(m_connection->get()) != 0;
-        if (!m_ending) poll(waiting, isLost ? 1 : 2, -1);
+        if (!m_ending && !m_haveDisplaysChanged) poll(waiting, isLost ? 1 : 2, -1);
+        std::uint64_t count = 0;
+        [[maybe_unused]] const auto got = read(m_wake, &count, sizeof count);
     }
 }
 
 // The windows that were made or destroyed. Errors come here as well: a window that is to be watched may have gone.
 std::set<std::uint32_t> X11WindowServer::takeEvents() {
     std::set<std::uint32_t> changed;
+    bool haveDisplaysChanged = false;
     while (const X11Reply<xcb_generic_event_t> event{xcb_poll_for_event(m_connection->get())}) {
-        switch (event->response_type & 0x7F) {
+        const int kind = event->response_type & 0x7F;
+        if (m_randrEvent != 0 &&
+            (kind == m_randrEvent + XCB_RANDR_SCREEN_CHANGE_NOTIFY || kind == m_randrEvent + XCB_RANDR_NOTIFY)) {
+            haveDisplaysChanged = true;
+            continue;
+        }
+        switch (kind) {
+        case XCB_CONFIGURE_NOTIFY:
+            if (reinterpret_cast<const xcb_configure_notify_event_t&>(*event).window == m_connection->root())
+                haveDisplaysChanged = true;
+            break;
         case XCB_CREATE_NOTIFY:
             changed.insert(reinterpret_cast<const xcb_create_notify_event_t&>(*event).window);
             break;
@@ -109,6 +149,7 @@ std::set<std::uint32_t> X11WindowServer::takeEvents() {
     }
     for (const std::uint32_t window : changed)
         m_lives.end(window);
+    if (haveDisplaysChanged && !m_haveDisplaysChanged.exchange(true)) wake();
     return changed;
 }
 

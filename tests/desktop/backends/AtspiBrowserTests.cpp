@@ -1,12 +1,27 @@
 #include "tests/desktop/backends/AtspiTest.h"
 #include "tests/desktop/backends/Browsers.h"
 
+#include <algorithm>
+
+#include <unistd.h>
+
 namespace nomara {
 namespace {
 
 class AtspiBrowser : public AtspiTest {
 protected:
     /// The page gives its password field the focus, and the field after it is an ordinary one.
+    /// Once the browser has laid out its bars and the page below them.
+    WindowText textAtRest(const AccessibleWindow& window) {
+        WindowText text;
+        EXPECT_TRUE(waitUntil([&] {
+            const auto before = text.places;
+            usleep(200'000); // a layout takes a frame or two
+            text = accessibility.text(window.element, window.frame, patientLimits);
+            return text.finished && text.places == before;
+        }));
+        return text;
+    }
     void expectFocusIsFollowed(const AccessibleWindow& window) {
         EXPECT_TRUE(waitUntil([&] { return accessibility.focusIsSecure(0) == SecureFocus::yes; }));
         EXPECT_EQ(AtspiAccessibility().focusIsSecure(0), SecureFocus::yes) << "asked by one who saw no focus change";
@@ -62,6 +77,61 @@ void expectWholePage(const std::string& text) {
         EXPECT_EQ(timesIn(text, wanted), std::string_view(wanted) == "listed " ? 2U : 1U) << wanted << " in:\n" << text;
     for (const char* unwanted : {"pagesecret", "far below", "\u2022\u2022", "\uFFFC"})
         EXPECT_EQ(timesIn(text, unwanted), 0U) << unwanted << " in:\n" << text;
+}
+
+/// Texts at known places, beside what no tree tells.
+std::string partlyPaintedPage() {
+    return R"(<!doctype html><title>Painted</title><meta charset=utf-8>
+<style>body > * { position: absolute; margin: 0; left: 50px; width: 500px; height: 60px; font-size: 16px }</style>
+<p style="top:50px">Some told words with <a href=x>a link</a> among them</p>
+<ul style="top:150px; padding:0"><li>a listed line</li></ul>
+<div style="top:250px" aria-hidden=true>hidden from the tree</div>
+<canvas style="top:350px" width=500 height=60></canvas>
+<p style="top:450px">The last paragraph</p>)";
+}
+
+void expectPlaces(const AccessibleWindow& window, const WindowText& text) {
+    EXPECT_TRUE(text.isPage);
+    const TextCoverage coverage(*window.frame, text.places);
+    // The page is what is open before its texts are taken off.
+    const auto page = std::find_if(text.places.begin(), text.places.end(),
+                                   [](const TextPlace& place) { return place.kind == TextPlace::Kind::open; });
+    ASSERT_NE(page, text.places.end());
+    const auto covers = [&](double top) { return coverage.covers({page->box.x + 52, page->box.y + top + 2, 80, 14}); };
+    EXPECT_TRUE(covers(50)) << "a paragraph";
+    EXPECT_TRUE(covers(150)) << "a list";
+    EXPECT_FALSE(covers(250)) << "what the tree leaves out";
+    EXPECT_FALSE(covers(350)) << "a canvas";
+    EXPECT_TRUE(covers(450)) << "a paragraph behind it";
+    EXPECT_FALSE(covers(550)) << "nothing";
+    EXPECT_TRUE(coverage.covers({page->box.x + 60, page->box.y - 20, 80, 12})) << "the browser's own bars";
+    EXPECT_TRUE(coverage.leavesMuchOpen());
+}
+
+TEST_F(AtspiBrowser, ChromiumTellsWhereThePageHasText) {
+    const DesktopProgram browser(chromium({writePage(partlyPaintedPage())}));
+    const auto window = windowShowing(browser, "The last paragraph");
+    ASSERT_TRUE(window);
+    expectPlaces(*window, textAtRest(*window));
+}
+
+TEST_F(AtspiBrowser, FirefoxTellsWhereThePageHasText) {
+    const DesktopProgram browser(firefox({writePage(partlyPaintedPage())}));
+    const auto window = windowShowing(browser, "The last paragraph");
+    ASSERT_TRUE(window);
+    expectPlaces(*window, textAtRest(*window));
+}
+
+// A page may hold more than there is time for; that is no reason to leave its browser alone for seconds.
+TEST_F(AtspiBrowser, APageThatTakesTooLongIsReadAgainAtTheNextLook) {
+    const DesktopProgram browser(chromium({writePage(fullPage())}));
+    const auto window = windowShowing(browser, cell(rows - 1, 0));
+    ASSERT_TRUE(window);
+    for (int look = 0; look < 3; ++look) {
+        EXPECT_FALSE(accessibility.text(window->element, window->frame, {.budgetSeconds = 0.002}).finished);
+        usleep(700'000); // as long as nobody listens between two looks
+        EXPECT_TRUE(accessibility.frontWindow(browser.pid())) << look;
+    }
 }
 
 TEST_F(AtspiBrowser, ChromiumPageIsReadOnce) {

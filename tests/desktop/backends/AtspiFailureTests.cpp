@@ -95,6 +95,7 @@ TEST_F(AtspiFailure, PasswordFieldIsSeenWhateverElseHangs) {
     const DesktopProgram dialog({"zenity", "--password", "--title=Secret"});
     AtspiAccessibility late; // was not there when the field took the focus
     ASSERT_TRUE(waitUntil([&] { return accessibility.frontWindow(dialog.pid()).has_value(); }));
+    ASSERT_EQ(runCommand({"xdotool", "type", "h"}), 0); // of some toolkits an empty field tells nothing
     ASSERT_TRUE(waitUntil([&] { return accessibility.focusIsSecure(0) == SecureFocus::yes; }));
     for (int look = 0; look < 20; ++look) {
         EXPECT_EQ(accessibility.focusIsSecure(0), SecureFocus::yes) << look;

@@ -1,5 +1,6 @@
 #include "tests/desktop/backends/AtspiTest.h"
 
+#include <algorithm>
 #include <map>
 #include <sstream>
 
@@ -28,9 +29,9 @@ TEST_F(AtspiPrograms, FormIsReadWithoutItsPasswordField) {
     ASSERT_TRUE(window->frame);
     EXPECT_GT(window->frame->width, 80);
 
-    // The first field has the focus.
-    ASSERT_TRUE(waitUntil([&] { return accessibility.focusIsSecure(0) == SecureFocus::yes; }));
+    // The first field has the focus; where its role tells nothing, it takes a letter to know it.
     ASSERT_EQ(runCommand({"xdotool", "type", "hunter2x"}), 0);
+    ASSERT_TRUE(waitUntil([&] { return accessibility.focusIsSecure(0) == SecureFocus::yes; }));
     ASSERT_EQ(runCommand({"xdotool", "key", "Tab"}), 0);
     EXPECT_TRUE(waitUntil([&] { return accessibility.focusIsSecure(0) == SecureFocus::no; }));
     ASSERT_EQ(runCommand({"xdotool", "type", "plainword"}), 0);
@@ -46,6 +47,23 @@ TEST_F(AtspiPrograms, FormIsReadWithoutItsPasswordField) {
     EXPECT_TRUE(waitUntil([&] { return accessibility.focusIsSecure(0) == SecureFocus::yes; })) << "focus came back";
     EXPECT_EQ(AtspiAccessibility().focusIsSecure(0), SecureFocus::yes) << "asked by one who saw no focus change";
     EXPECT_TRUE(AtspiAccessibility().documentAddress(window->element) == std::nullopt);
+}
+
+TEST_F(AtspiPrograms, ARichBarIsNoText) {
+    const std::string file = newFolder() + "/rock.csv";
+    writeFile(file, "Fruit,Price\nBasalt,12\n");
+    const DesktopProgram gnumeric({"gnumeric", file}, freshConfiguration());
+    const auto window = windowShowing(gnumeric, "Fruit"); // in the field that shows the chosen cell
+    ASSERT_TRUE(window);
+    const WindowText text = accessibility.text(window->element, window->frame, patientLimits);
+    for (const char* unwanted : {"Print Preview", "Increase Indentation", "Sans", "Scrollbar", "100%"})
+        EXPECT_EQ(timesIn(text.text, unwanted), 0U) << unwanted << " in:\n" << text.text;
+    EXPECT_LT(std::count(text.text.begin(), text.text.end(), '\n'), 5) << text.text;
+    const TextCoverage coverage(*window->frame, text.places);
+    EXPECT_TRUE(coverage.leavesMuchOpen());
+    const Rect& frame = *window->frame;
+    EXPECT_FALSE(coverage.covers({frame.x + frame.width / 2, frame.y + frame.height / 2, 100, 14})) << "the sheet";
+    EXPECT_TRUE(coverage.covers({frame.x + 20, frame.y + 60, 100, 14})) << "a bar";
 }
 
 TEST_F(AtspiPrograms, WindowsAreThoseOfTheProcessAlone) {

@@ -41,6 +41,31 @@ TEST_F(X11, FindsDisplaysByNameAndPicksTheMainOne) {
     EXPECT_EQ(server.displays(), whole);
 }
 
+TEST_F(X11, TellsThatDisplaysChange) {
+    // Also where nobody asks anything, or asks for displays alone.
+    for (const bool isAsked : {false, true}) {
+        X11WindowServer watched;
+        std::atomic<int> told = 0;
+        watched.observeDisplays([&] { ++told; });
+        const auto tells = [&](const std::vector<std::string>& command) {
+            const int before = told;
+            outputOf(command);
+            return waitUntil([&] {
+                if (isAsked) watched.displays();
+                return told > before;
+            });
+        };
+        EXPECT_TRUE(tells({"xrandr", "--setmonitor", "LEFT", "960/250x1080/280+0+0", "screen"})) << isAsked;
+        EXPECT_TRUE(tells({"xrandr", "--delmonitor", "LEFT"})) << isAsked;
+        watched.observeDisplays({});
+        const int before = told;
+        outputOf({"xrandr", "--setmonitor", "LEFT", "960/250x1080/280+0+0", "screen"});
+        outputOf({"xrandr", "--delmonitor", "LEFT"});
+        watched.onScreenWindows();
+        EXPECT_EQ(told, before);
+    }
+}
+
 TEST_F(X11, AnswersSeveralThreadsWhileWindowsComeAndGo) {
     std::atomic<bool> isOver = false;
     std::vector<std::thread> readers(2);
@@ -88,7 +113,7 @@ TEST(X11WithoutExtensions, AnswersWhatItCan) {
     EXPECT_EQ(displays[0].bounds, (Rect{0, 0, 640, 480}));
     EXPECT_TRUE(displays[0].isMain);
     EXPECT_NE(displays[0].id, 0U);
-    EXPECT_EQ(X11InputActivity({}, {}, own.display()).secondsSinceLastInput(), 0);
+    EXPECT_EQ(X11InputActivity({}, {}, own.display()).secondsSinceLastInput(), std::nullopt);
 }
 
 TEST(X11ConnectionLoss, EmptiesAnswersAndIsToldOnce) {
@@ -114,7 +139,7 @@ TEST(X11ConnectionLoss, EmptiesAnswersAndIsToldOnce) {
     for (int i = 0; i < 3; ++i) {
         EXPECT_TRUE(server.displays().empty());
         EXPECT_TRUE(server.onScreenWindows().empty());
-        EXPECT_EQ(activity.secondsSinceLastInput(), 0);
+        EXPECT_EQ(activity.secondsSinceLastInput(), std::nullopt);
         EXPECT_EQ(activity.secureInput(server.onScreenWindows()), SecureInput::certain)
             << "what can't be seen can't be ruled out";
         EXPECT_EQ(applications.frontmost(), std::nullopt);
