@@ -1,10 +1,12 @@
 #include "Quillshade/app/AppModel.h"
 #include "Quillshade/app/ControlService.h"
-#include "Quillshade/app/InstanceLock.h"
 #include "Quillshade/app/MainThread.h"
+#include "Quillshade/app/OwnProcess.h"
+#include "Quillshade/app/RunningProgram.h"
 #include "Quillshade/app/TerminationSignals.h"
 #include "Quillshade/app/Texts.h"
 #include "Quillshade/settings/SettingsCommands.h"
+#include "Quillshade/store/FolderLock.h"
 #include "Version.h"
 #include "core/base/Paths.h"
 #include "core/privacy/AppCatalog.h"
@@ -15,6 +17,7 @@
 #include "platform/linux/desktop/PreferredLanguages.h"
 #include "platform/linux/files/DiskVolume.h"
 #include "platform/linux/libav/LibavVideoCodec.h"
+#include "platform/linux/process/OwnProcessUsage.h"
 #include "platform/linux/settings/IniPreferencesStore.h"
 #include "platform/linux/tesseract/TesseractRecognizer.h"
 #include "platform/linux/x11/X11DisplayStream.h"
@@ -33,8 +36,6 @@
 #include <vector>
 
 #include <CLI/CLI.hpp>
-#include <sys/resource.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -60,26 +61,31 @@ int fail(const std::string& sentence) {
     return exitFailure;
 }
 
-// What is remembered is for its owner's eyes: no file of ours is readable by others, and no crash leaves the text of
-// the screen in a core file.
-void keepToOurselves() {
-    umask(077);
-    const rlimit none{0, 0};
-    setrlimit(RLIMIT_CORE, &none);
-}
-
-std::string alreadyRunning(long process, const SettingsCommands& stored = {}) {
-    return "Quillshade is already running in this session (process " + std::to_string(process) + ")" +
-           (stored.isEmpty() ? "." : " and takes the settings over.");
+std::string alreadyRunning(unsigned process) {
+    return "Quillshade is already running in this session (process " + std::to_string(process) + ")";
 }
 
 /// False where a command makes no sense; nothing is stored then.
-bool storeSettings(AppSettings& settings, const SettingsCommands& commands) {
-    const SettingsCommands::Outcome outcome = commands.apply(settings);
+bool tell(const SettingsCommands::Outcome& outcome) {
     for (const std::string& note : outcome.notes)
         say(note);
-    if (!outcome.problem.empty()) say(outcome.problem);
+    if (!outcome.problem.empty()) say(outcome.problem + " Nothing was stored.");
     return outcome.problem.empty();
+}
+
+void sayUnwritable(const std::string& place) {
+    say("The settings can't be written to " + place + "; they hold until Quillshade ends.");
+}
+
+int handOver(const SettingsCommands& commands, unsigned process) {
+    const RunningProgram::Answer answer = RunningProgram::changeSettings(commands);
+    if (!answer.failure.empty()) return fail(alreadyRunning(process) + ". " + answer.failure);
+    if (!tell(answer.outcome)) return exitUsage;
+    if (answer.isWritten)
+        say(alreadyRunning(process) + " and has stored the settings in " + answer.place + ".");
+    else
+        sayUnwritable(answer.place);
+    return answer.isWritten ? 0 : exitFailure;
 }
 
 // A display server that stands still, or a disk, could keep an orderly end waiting for good: it has this long, and a
@@ -107,7 +113,17 @@ std::string describe(const SQLiteError& error) {
     return "The memory database " + file + " can't be opened: " + error.message() + ".";
 }
 
-int record(AppSettings& settings, const Executor& mainThread) {
+// Whoever it is, it can't be asked over the bus of this session.
+std::string folderInUse(const std::string& settingsFile, bool isStored) {
+    const std::filesystem::path folder = NomaraPaths::dataDirectory();
+    const pid_t holder = FolderLock::holder(folder);
+    return "Quillshade is already running" + (holder == 0 ? "" : " (process " + std::to_string(holder) + ")") +
+           " in another session, with the memory in " + folder.string() + "." +
+           (isStored ? " The settings were stored in " + settingsFile + "; it goes by them if that file is its own."
+                     : "");
+}
+
+int record(AppSettings& settings, const Executor& mainThread, FolderLock& lock) {
     // Each of the connections to the display tells; once is enough.
     const auto told = std::make_shared<std::atomic<bool>>(false);
     const auto displayLost = [mainThread, told] {
@@ -128,17 +144,18 @@ int record(AppSettings& settings, const Executor& mainThread) {
     X11DisplayStreams streams(identify);
     LibavVideoCodec codec;
     DiskVolume volume;
+    OwnProcessUsage usage;
     TesseractRecognizer recognizer;
-    StoreHub hub(mainThread, clock);
+    StoreHub hub(mainThread, clock, &lock);
     AppModel model(hub, settings, clock,
                    {accessibility, windowServer, input, applications, streams, codec, volume, recognizer, mainThread,
-                    identify, ownBundleID, PreferredLanguages::current(), std::nullopt});
+                    identify, ownBundleID, PreferredLanguages::current(), std::nullopt, &usage});
     ControlService control(model);
     switch (control.registerOnSessionBus()) {
     case ControlService::Registration::done:
         break;
     case ControlService::Registration::nameTaken:
-        say(alreadyRunning(ControlService::ownerProcess()));
+        say(alreadyRunning(RunningProgram::process()) + ".");
         return 0;
     case ControlService::Registration::noBus:
         say("There is no session bus, so nobody can ask for the status.");
@@ -153,6 +170,7 @@ int record(AppSettings& settings, const Executor& mainThread) {
 
 int run(int argc, char** argv, const Arguments& arguments) {
     keepToOurselves();
+    returnFreedMemory();
     if (!arguments.dataDirectory.empty()) setenv("NOMARA_DATA_DIR", arguments.dataDirectory.c_str(), 1);
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Quillshade"));
@@ -161,6 +179,12 @@ int run(int argc, char** argv, const Arguments& arguments) {
     QCoreApplication::installTranslator(&english);
     const TerminationSignals signals(endInOrder);
 
+    // Only the one that runs knows which settings it goes by.
+    if (const unsigned process = RunningProgram::process(); process != 0 && !arguments.listsApplications) {
+        if (!arguments.settings.isEmpty()) return handOver(arguments.settings, process);
+        if (!arguments.storesOnly) say(alreadyRunning(process) + ".");
+        return 0;
+    }
     IniPreferencesStore preferences;
     InstalledApplications installed;
     AppSettings settings(preferences, &installed);
@@ -169,18 +193,17 @@ int run(int argc, char** argv, const Arguments& arguments) {
             std::cout << line << '\n';
         return 0;
     }
-    if (!storeSettings(settings, arguments.settings)) return exitUsage;
-    if (!preferences.isWritable())
-        say("The settings can't be written to " + preferences.place() + "; they hold until Quillshade ends.");
+    if (!tell(arguments.settings.apply(settings))) return exitUsage;
+    if (!preferences.isWritable()) sayUnwritable(preferences.place());
     if (arguments.storesOnly) return preferences.isWritable() ? 0 : exitFailure;
 
-    // One that runs reads what was stored by itself.
-    const InstanceLock lock(NomaraPaths::dataDirectory());
-    if (lock.holder()) return say(alreadyRunning(*lock.holder(), arguments.settings)), 0;
-    if (const unsigned owner = ControlService::ownerProcess(); owner != 0)
-        return say(alreadyRunning(owner, arguments.settings)), 0;
     try {
-        return record(settings, mainThreadExecutor(application));
+        FolderLock lock;
+        // Where there is none yet, the store takes the lock of the one that it makes.
+        const std::filesystem::path folder = NomaraPaths::dataDirectory();
+        if (std::filesystem::exists(folder) && !lock.take(folder))
+            return say(folderInUse(preferences.place(), !arguments.settings.isEmpty())), 0;
+        return record(settings, mainThreadExecutor(application), lock);
     } catch (const PlatformError& error) {
         return fail(error.what());
     } catch (const SQLiteError& error) {

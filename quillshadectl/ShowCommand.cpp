@@ -77,11 +77,25 @@ Image picture(const Context& context, const FrameRecord& frame) {
     };
     const auto file = NomaraPaths::framesFile(*frame.segmentPath);
     const auto input = context.videos.open(file);
+    try {
+        if (Image image = input->frame(*frame.segmentIndex, 0)) return image;
+    } catch (const DamagedVideo&) {
+        throw notThere("the file " + file.string() + " is damaged there.");
+    }
     // One that was just taken may still be on its way to the disk.
-    if (*frame.segmentIndex >= input->frameCount())
-        throw notThere("it isn't in " + file.string() + " yet; try again in a moment.");
-    if (const Image image = input->frame(*frame.segmentIndex, 0)) return image;
-    throw notThere("the file " + file.string() + " is damaged there.");
+    throw notThere("it isn't in " + file.string() + " yet; try again in a moment.");
+}
+
+/// What its picture takes in the video: 0 without one, null where that can't be found out.
+Json pictureBytes(const Context& context, const FrameRecord& frame) {
+    if (frame.imageState != ImageState::segment || !frame.segmentPath || !frame.segmentIndex) return 0;
+    try {
+        const auto bytes =
+            context.videos.open(NomaraPaths::framesFile(*frame.segmentPath))->frameBytes(*frame.segmentIndex);
+        return bytes > 0 ? Json(bytes) : Json();
+    } catch (const VideoError&) {
+        return {};
+    }
 }
 
 void printJson(const Context& context, const FrameRecord& frame, const std::string& text) {
@@ -98,7 +112,7 @@ void printJson(const Context& context, const FrameRecord& frame, const std::stri
                                         {"project", JsonText::text(frame.project)},
                                         {"width", frame.width},
                                         {"height", frame.height},
-                                        {"bytes", frame.bytes},
+                                        {"bytes", pictureBytes(context, frame)},
                                         {"imageState", name(frame.imageState)},
                                         {"imageFile", JsonText::text(imageFile(context))},
                                         {"ocrState", name(frame.ocrState)},

@@ -10,8 +10,11 @@
 #include <QPointer>
 #include <QPromise>
 #include <QStringList>
+#include <QTimer>
 #include <algorithm>
 #include <chrono>
+#include <memory>
+#include <utility>
 
 namespace nomara {
 
@@ -23,6 +26,8 @@ constexpr auto statsInterval = 60s, savedFrameDelay = 8s, storeInterval = 5s;
 // On battery fewer threads are the gentler ones, though reading takes longer.
 constexpr int mainsWorkers = 2, batteryWorkers = 1;
 constexpr double morningSeconds = 28'800;
+// A look at the screen may take longer, while its images are read; whoever asks for the status doesn't wait for that.
+constexpr std::chrono::milliseconds reportPatience{100};
 // A timer holds at most the milliseconds of an int, some 24 days; a longer pause is looked at again on the way.
 constexpr double longestTimerSeconds = 86'400;
 
@@ -81,10 +86,9 @@ struct AppModel::Courses {
     static QCoro::Task<> replaceMemory(QPointer<AppModel> model) {
         if (std::exchange(model->m_isReplacingMemory, true)) co_return;
         model->m_recorder.setBlock(Recorder::Block::storage, true);
-        model->m_backlog.forget();
         const auto held = std::make_shared<QPromise<void>>();
         held->start();
-        model->m_recorder.suspendCapture([held] { held->finish(); });
+        model->suspendCapture([held] { held->finish(); });
         const QFuture<void> isHeld = held->future();
         co_await isHeld;
         if (model.isNull()) co_return;
@@ -98,7 +102,7 @@ struct AppModel::Courses {
         if (model.isNull()) co_return;
         model->m_isReplacingMemory = false;
         model->m_images.invalidateAll();
-        model->m_recorder.resumeCapture();
+        model->resumeCapture();
         if (isReopened) {
             Log::notice(LogCategory::storage, "The memory was opened anew in " + NomaraPaths::dataDirectory().string());
             model->m_memoryBegunAt = model->m_clock.now();
@@ -115,9 +119,10 @@ struct AppModel::Courses {
 
 AppModel::AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, const Platform& platform)
     : m_settings(settings), m_hub(hub), m_clock(clock), m_tracker(platform.applications, platform.mainThread),
-      m_segments(hub, platform.codec, platform.volume), m_images(platform.codec),
+      m_segments(hub, platform.codec, platform.volume, clock), m_images(platform.codec),
       m_ocr(platform.recognizer, platform.preferredLanguages),
-      m_backlog({hub, m_ocr, m_images, clock, platform.mainThread}), m_recorder([&] {
+      m_backlog({hub, m_ocr, m_images, clock, platform.mainThread, m_lines}), m_usageMeter(platform.usage),
+      m_recorder([&] {
           Recorder::Services services{hub,
                                       platform.accessibility,
                                       platform.windowServer,
@@ -125,13 +130,17 @@ AppModel::AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, con
                                       platform.streams,
                                       m_segments,
                                       m_ocr,
-                                      [this](RowID id, Image image) { m_backlog.readSoon(id, std::move(image)); },
+                                      [this](RowID id, Date timestamp, Image image, KnownLines lines) {
+                                          m_backlog.readSoon(id, timestamp, std::move(image), std::move(lines));
+                                      },
                                       m_tracker,
                                       clock,
                                       platform.mainThread,
                                       platform.identify,
                                       platform.ownBundleID};
+          services.lines = m_lines;
           if (platform.startTimer) services.startTimer = *platform.startTimer;
+          services.takeUsage = [this] { return m_usageMeter.take(); };
           return services;
       }()),
       m_settingsWatch(QString::fromStdString(settings.store().place())), m_policy(m_recorder.policy()) {
@@ -153,7 +162,7 @@ AppModel::AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, con
         reloadSettings(); // on a network disk nobody tells of changes
         // What isn't known may have been installed meanwhile.
         if (!m_settings.unknownApplications().empty()) applySettings();
-        if (m_policy.ocrNow) m_backlog.kick();
+        m_backlog.kick();
     });
 }
 
@@ -263,7 +272,17 @@ void AppModel::holdForSettings() {
 
 void AppModel::reloadSettings() {
     const auto pausedBefore = m_settings.pausedUntil();
-    if (!m_settings.reload()) return;
+    if (m_settings.reload()) takeOverSettings(pausedBefore);
+}
+
+SettingsCommands::Outcome AppModel::changeSettings(const SettingsCommands& commands) {
+    const auto pausedBefore = m_settings.pausedUntil();
+    SettingsCommands::Outcome outcome = commands.apply(m_settings);
+    if (outcome.problem.empty()) takeOverSettings(pausedBefore);
+    return outcome;
+}
+
+void AppModel::takeOverSettings(const std::optional<Date>& pausedBefore) {
     applySettings();
     if (m_isLaunched) m_recorder.setBlock(Recorder::Block::stopped, !m_settings.onboardingCompleted());
     if (const auto until = m_settings.pausedUntil(); until != pausedBefore) {
@@ -281,7 +300,8 @@ void AppModel::storeTroubleChanged(const StoreTrouble& trouble) {
     if (trouble.kind == Kind::removed || trouble.kind == Kind::replaced)
         Courses::replaceMemory(this);
     else if (!m_isReplacingMemory)
-        m_recorder.setBlock(Recorder::Block::storage, trouble.kind != Kind::none);
+        m_recorder.setBlock(Recorder::Block::storage, trouble.holdsRecording());
+    readPicturesIfAllowed();
     updateStoreTimer();
     Q_EMIT changed();
 }
@@ -297,7 +317,8 @@ void AppModel::updateStoreTimer() {
 void AppModel::pause(const PauseDuration& duration) {
     const Date now = m_clock.now();
     Date until = distantFuture;
-    if (const auto* limited = std::get_if<PauseMinutes>(&duration)) until = now + limited->minutes * 60.0;
+    if (const auto* limited = std::get_if<PauseMinutes>(&duration))
+        until = std::min(until, now + limited->minutes * 60.0); // no longer than the setting can tell
     // Eight elapsed hours after midnight, on purpose not a reading of the clock.
     if (std::holds_alternative<PauseUntilTomorrowMorning>(duration))
         until = Calendar::addingDays(Calendar::startOfDay(now), 1) + morningSeconds;
@@ -318,9 +339,22 @@ void AppModel::resume() {
     Q_EMIT changed();
 }
 
+void AppModel::suspendCapture(std::function<void()> held) {
+    // The recorder first: it hands the backlog pictures.
+    m_recorder.suspendCapture([weak = QPointer<AppModel>(this), held = std::move(held)] {
+        if (!weak.isNull()) weak->m_backlog.suspend(held);
+    });
+}
+
+void AppModel::resumeCapture() {
+    m_backlog.resume();
+    m_recorder.resumeCapture();
+}
+
 void AppModel::refreshPermissions() {
-    m_recorder.askReport([weak = QPointer<AppModel>(this)](const CaptureReport& report) {
-        if (weak.isNull()) return;
+    const auto take = [weak = QPointer<AppModel>(this),
+                       isAnswered = std::make_shared<bool>(false)](const CaptureReport& report) {
+        if (weak.isNull() || std::exchange(*isAnswered, true)) return;
         weak->m_captureReport = report;
         if (weak->m_accessibilityPermission != report.accessibilityTrusted ||
             weak->m_accessibilityReason != report.accessibilityReason) {
@@ -329,6 +363,10 @@ void AppModel::refreshPermissions() {
             Q_EMIT weak->changed();
         }
         Q_EMIT weak->permissionsRefreshed();
+    };
+    m_recorder.askReport(take);
+    QTimer::singleShot(reportPatience, this, [this, take] {
+        if (const auto report = m_recorder.reportOfLongLook()) take(*report);
     });
 }
 
@@ -421,8 +459,8 @@ void AppModel::schedulePauseTimer() {
 }
 
 void AppModel::readPicturesIfAllowed() {
-    m_backlog.setAllowed(m_policy.ocrNow);
-    if (m_policy.ocrNow) m_backlog.kick();
+    m_backlog.setAllowed(m_policy.ocrNow && !m_storeTrouble.holdsRecording());
+    m_backlog.kick();
 }
 
 void AppModel::frameSaved(const FrameSummary& frame) {

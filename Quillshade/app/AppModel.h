@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Quillshade/app/FileWatch.h"
+#include "Quillshade/app/UsageMeter.h"
 #include "Quillshade/capture/FrontmostTracker.h"
 #include "Quillshade/capture/Recorder.h"
 #include "Quillshade/reading/OCRBacklog.h"
@@ -8,6 +9,7 @@
 #include "Quillshade/segments/FrameImageLoader.h"
 #include "Quillshade/segments/SegmentManager.h"
 #include "Quillshade/settings/AppSettings.h"
+#include "Quillshade/settings/SettingsCommands.h"
 #include "Quillshade/store/StoreHub.h"
 
 #include <QObject>
@@ -49,6 +51,7 @@ public:
         std::optional<std::string> ownBundleID;
         std::vector<std::string> preferredLanguages;    ///< codes such as "tr-TR", the dearest first
         std::optional<Recorder::StartTimer> startTimer; ///< tests hold the recorder's timer in their own hand
+        ProcessUsage* usage = nullptr;                  ///< without it the statistics don't tell what the program costs
     };
 
     AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, const Platform& platform);
@@ -62,6 +65,12 @@ public:
     void applySettings();
     /// Takes over what somebody has written into the settings' file; called by itself when it changes.
     void reloadSettings();
+    /// Carries out what a person asks of the settings, all of it or nothing, and acts on it.
+    SettingsCommands::Outcome changeSettings(const SettingsCommands& commands);
+    /// Holds capture, and reading later, around a deletion: `held` is called once nothing is read or written. Both go
+    /// on when each who suspended them has resumed them.
+    void suspendCapture(std::function<void()> held);
+    void resumeCapture();
     /// Finds out whether the memory still lies in its place; called by itself while recording.
     void checkStore() { m_hub.check(); }
 
@@ -117,6 +126,7 @@ private:
 
     void schedulePauseTimer();
     void holdForSettings();
+    void takeOverSettings(const std::optional<Date>& pausedBefore);
     void storeTroubleChanged(const StoreTrouble& trouble);
     void updateStoreTimer();
     void frameSaved(const FrameSummary& frame);
@@ -129,7 +139,9 @@ private:
     SegmentManager m_segments;
     FrameImageLoader m_images;
     OCRService m_ocr;
-    OCRBacklog m_backlog; ///< the recorder hands it pictures
+    const std::shared_ptr<LineDeduper> m_lines = Recorder::makeLineMemory();
+    OCRBacklog m_backlog;    ///< the recorder hands it pictures
+    UsageMeter m_usageMeter; ///< used on the recorder's queue
     Recorder m_recorder;
 
     QTimer m_pauseTimer;

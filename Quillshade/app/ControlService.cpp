@@ -6,9 +6,7 @@
 
 #include <QCoreApplication>
 #include <QDBusConnection>
-#include <QDBusConnectionInterface>
 #include <QDBusMessage>
-#include <QDBusReply>
 #include <QTimer>
 #include <chrono>
 
@@ -20,10 +18,11 @@ namespace {
 
 using nlohmann::json;
 
-const QString serviceName = QStringLiteral("com.brindlewick.Quillshade");
-const QString objectPath = QStringLiteral("/com/brindlewick/Quillshade");
+constexpr std::chrono::milliseconds longestWait{150};
 
-constexpr std::chrono::seconds longestWait{1};
+QString toText(const json& value) {
+    return QString::fromStdString(value.dump(-1, ' ', false, json::error_handler_t::replace));
+}
 
 json optionalText(const std::optional<std::string>& text) {
     return text ? json(*text) : json();
@@ -112,15 +111,20 @@ ControlService::ControlService(AppModel& model) : m_model(model) {}
 ControlService::Registration ControlService::registerOnSessionBus() {
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) return Registration::noBus;
-    if (!bus.registerObject(objectPath, this, QDBusConnection::ExportScriptableSlots)) return Registration::noBus;
-    return bus.registerService(serviceName) ? Registration::done : Registration::nameTaken;
+    if (!bus.registerObject(objectPath(), this, QDBusConnection::ExportScriptableSlots)) return Registration::noBus;
+    return bus.registerService(serviceName()) ? Registration::done : Registration::nameTaken;
 }
 
-unsigned ControlService::ownerProcess() {
-    const QDBusConnection bus = QDBusConnection::sessionBus();
-    if (!bus.isConnected()) return 0;
-    const QDBusReply<uint> process = bus.interface()->servicePid(serviceName);
-    return process.isValid() ? process.value() : 0;
+QString ControlService::serviceName() {
+    return QStringLiteral("com.brindlewick.Quillshade");
+}
+
+QString ControlService::objectPath() {
+    return QStringLiteral("/com/brindlewick/Quillshade");
+}
+
+QString ControlService::interfaceName() {
+    return QStringLiteral("com.brindlewick.Quillshade1");
 }
 
 QString ControlService::Status() {
@@ -137,6 +141,23 @@ QString ControlService::Status() {
     reply->start(longestWait);
     m_model.refreshPermissions();
     return {};
+}
+
+QString ControlService::ChangeSettings(const QStringList& set, const QStringList& add, const QStringList& remove) {
+    SettingsCommands commands;
+    const auto take = [](const QStringList& list, std::vector<std::string>& texts) {
+        for (const QString& text : list)
+            texts.push_back(text.toStdString());
+    };
+    take(set, commands.set);
+    take(add, commands.add);
+    take(remove, commands.remove);
+    const SettingsCommands::Outcome outcome = m_model.changeSettings(commands);
+    const PreferencesStore& store = m_model.settings().store();
+    return toText({{"problem", outcome.problem},
+                   {"notes", outcome.notes},
+                   {"file", store.place()},
+                   {"written", store.isWritable()}});
 }
 
 QString ControlService::report() const {
@@ -179,7 +200,7 @@ QString ControlService::report() const {
     if (const auto& frame = m_model.lastSaved())
         report["lastSaved"] = {
             {"id", frame->id}, {"timestamp", frame->timestamp.seconds}, {"appName", optionalText(frame->appName)}};
-    return QString::fromStdString(report.dump(-1, ' ', false, json::error_handler_t::replace));
+    return toText(report);
 }
 
 } // namespace nomara

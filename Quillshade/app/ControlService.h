@@ -3,6 +3,7 @@
 #include <QDBusContext>
 #include <QObject>
 #include <QString>
+#include <QStringList>
 
 namespace nomara {
 
@@ -19,12 +20,18 @@ public:
     enum class Registration { done, nameTaken, noBus };
     /// Takes the service's name on the session bus. Without a bus the program runs all the same.
     Registration registerOnSessionBus();
-    /// The process that holds the name; 0 if nobody does.
-    static unsigned ownerProcess();
+
+    static QString serviceName();
+    static QString objectPath();
+    static QString interfaceName();
 
 public Q_SLOTS:
     /// The program's state as one JSON object, with permissions asked anew.
     Q_SCRIPTABLE QString Status();
+    /// Carries out what is asked of the settings, each text as KEY=VALUE: all of it or, where one makes no sense,
+    /// nothing. Tells as a JSON object: "problem" and "notes", sentences for the user; "file", where the settings lie;
+    /// "written", whether they could be.
+    Q_SCRIPTABLE QString ChangeSettings(const QStringList& set, const QStringList& add, const QStringList& remove);
 
 private:
     QString report() const;

@@ -9,7 +9,7 @@ namespace nomara {
 
 namespace {
 
-constexpr std::size_t maxRecentSamples = 64;
+constexpr std::size_t maxRecentSamples = 64, maxPaintedPlaces = 64;
 
 // Twelve samples in half a minute, four of five with a part of the picture moving that a caret or a clock never fills.
 constexpr double motionSeconds = 30;
@@ -24,6 +24,11 @@ double dirtyFraction(const DisplaySample& sample) {
     for (const Rect& rect : *sample.dirty)
         area += rect.width * rect.height;
     return std::min(area / (double(sample.image->width) * sample.image->height), 1.0);
+}
+
+bool contains(const Rect& outer, const Rect& inner) {
+    return inner.x >= outer.x && inner.y >= outer.y && inner.x + inner.width <= outer.x + outer.width &&
+           inner.y + inner.height <= outer.y + outer.height;
 }
 
 } // namespace
@@ -87,23 +92,18 @@ void DisplayCapturer::setOnStop(OnStop onStop) {
 LatestImage DisplayCapturer::takeLatest() {
     const std::lock_guard lock(m_lock);
     if (!m_latest) return {};
-    m_changed = false;
-    return {m_latest,
-            std::min(std::exchange(m_dirtyAccumulated, 0.0), 1.0),
-            double(m_latest->width),
-            double(m_latest->height),
-            m_latestAt,
-            m_latestWindows,
-            m_previousWindows,
-            m_latestLayers};
+    const double dirty = m_dirtyAccumulated;
+    forgetMarks();
+    return {m_latest,   std::min(dirty, 1.0), double(m_latest->width), double(m_latest->height),
+            m_latestAt, m_latestWindows,      m_previousWindows,       m_latestLayers};
 }
 
 void DisplayCapturer::dropLatest() {
     const std::lock_guard lock(m_lock);
     m_latest.reset();
     m_latestAt = 0;
-    m_changed = false;
-    m_dirtyAccumulated = m_owedDirt = 0;
+    forgetMarks();
+    m_owedDirt = 0;
 }
 
 void DisplayCapturer::renew(double dirtyFraction) {
@@ -116,13 +116,18 @@ void DisplayCapturer::renew(double dirtyFraction) {
 
 void DisplayCapturer::clearMarks() {
     const std::lock_guard lock(m_lock);
+    forgetMarks();
+}
+
+void DisplayCapturer::forgetMarks() {
     m_changed = false;
-    m_dirtyAccumulated = 0;
+    m_dirtyAccumulated = m_painted = 0;
+    m_paintedPlaces.clear();
 }
 
 DisplayCapturer::Marks DisplayCapturer::marks() const {
     const std::lock_guard lock(m_lock);
-    return {m_changed, m_dirtyAccumulated};
+    return {m_changed, m_dirtyAccumulated, m_painted};
 }
 
 std::optional<double> DisplayCapturer::latestAt() const {
@@ -155,11 +160,27 @@ void DisplayCapturer::keep(DisplaySample sample) {
     m_latestLayers = std::move(sample.layers);
     m_latestAt = m_takenAt;
     if (fraction > 0 || m_owedDirt > 0) {
+        addPainted(sample, fraction);
         m_dirtyAccumulated += fraction + std::exchange(m_owedDirt, 0.0);
         m_changed = true;
     }
     m_recentDirt.push_back({m_takenAt, fraction});
     if (m_recentDirt.size() > maxRecentSamples) m_recentDirt.pop_front();
+}
+
+// A caret paints the same place again and again.
+void DisplayCapturer::addPainted(const DisplaySample& sample, double fraction) {
+    m_painted += m_owedDirt;
+    if (!sample.dirty) {
+        m_painted += fraction;
+        return;
+    }
+    const double pixels = double(m_latest->width) * m_latest->height;
+    for (const Rect& rect : *sample.dirty) {
+        if (std::ranges::any_of(m_paintedPlaces, [&](const Rect& known) { return contains(known, rect); })) continue;
+        m_painted += rect.width * rect.height / pixels;
+        if (m_paintedPlaces.size() < maxPaintedPlaces) m_paintedPlaces.push_back(rect);
+    }
 }
 
 void DisplayCapturer::streamEnded(const DisplayStreamError& error) {

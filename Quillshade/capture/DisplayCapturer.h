@@ -40,6 +40,7 @@ public:
     struct Marks {
         bool changed = false;        ///< any change since the last take
         double dirtyAccumulated = 0; ///< sum of the changed parts since then; may exceed 1
+        double painted = 0;          ///< the same, what was painted again in the same place counted once
     };
 
     DisplayCapturer(DisplayID display, std::unique_ptr<DisplayStream> stream, const Clock& clock,
@@ -86,6 +87,8 @@ private:
     };
 
     void keep(DisplaySample sample);
+    void addPainted(const DisplaySample& sample, double fraction);
+    void forgetMarks();
     void streamEnded(const DisplayStreamError& error);
 
     const DisplayID m_displayID;
@@ -104,8 +107,10 @@ private:
     bool m_hasWindowList = false;
     double m_dirtyAccumulated = 0;
     bool m_changed = false;
-    double m_owedDirt = 0;         ///< changed part of images that were of no use
-    std::deque<Dirt> m_recentDirt; // the last samples, the oldest first
+    double m_owedDirt = 0; ///< changed part of images that were of no use
+    double m_painted = 0;
+    std::vector<Rect> m_paintedPlaces; // in the image's pixels; not all of them where there are many
+    std::deque<Dirt> m_recentDirt;     // the last samples, the oldest first
     OnStop m_onStop;
     std::optional<DisplayStreamError> m_ended; // told to nobody yet
 

@@ -28,9 +28,13 @@ Recorder::Recorder(Services services)
                  },
                  [this](bool permitted) { permissionChanged(permitted); },
                  [this] { holdImages(ImageValidity::Hold::filter); },
-                 [this](double since) { releaseImages(ImageValidity::Hold::filter, since); }}) {}
+                 [this](double since) { releaseImages(ImageValidity::Hold::filter, since); }}) {
+    // Also while nothing is looked at: a display may go and come back behind a screen locker.
+    m_services.windowServer.observeDisplays([this] { reconcileDisplays(); });
+}
 
 Recorder::~Recorder() {
+    m_services.windowServer.observeDisplays({});
     m_queue.sync([this] {
         m_timer.reset();
         m_running = false;
@@ -41,8 +45,17 @@ void Recorder::setEvents(Events events) {
     *m_events = std::move(events);
 }
 
+// What the user wants now doesn't wait for a picture to be read or an encoder to be ready.
+void Recorder::interrupt(SerialQueue::Work work) {
+    ++m_changesWaiting;
+    m_queue.async([this, work = std::move(work)] {
+        --m_changesWaiting;
+        work();
+    });
+}
+
 void Recorder::setBlock(Block block, bool on) {
-    m_queue.async([this, block, on] {
+    interrupt([this, block, on] {
         if (on)
             m_blocks.insert(block);
         else
@@ -52,8 +65,10 @@ void Recorder::setBlock(Block block, bool on) {
 }
 
 void Recorder::setConfig(RecorderConfig config) {
-    m_queue.async([this, config = std::move(config)] {
+    interrupt([this, config = std::move(config)] {
         const RecorderConfig before = std::exchange(m_config, config);
+        for (auto& [display, state] : m_states)
+            if (state.heldBack) state.heldBack->isOutdated = true; // it may be allowed now
         reevaluatePolicy();
         if (config.excludedApps != before.excludedApps) m_streams.reconcile(true, false);
         if (config.allDisplays != before.allDisplays) m_streams.reconcile(false, false);
@@ -73,8 +88,8 @@ void Recorder::reconcileDisplays() {
 }
 
 void Recorder::suspendCapture(std::function<void()> held) {
-    m_queue.async([this, held = std::move(held)] {
-        m_holding = true;
+    interrupt([this, held = std::move(held)] {
+        ++m_holders;
         m_services.segments.closeAllAndWait();
         m_services.mainThread(held);
     });
@@ -82,13 +97,14 @@ void Recorder::suspendCapture(std::function<void()> held) {
 
 void Recorder::resumeCapture() {
     m_queue.async([this] {
-        m_holding = false;
-        forgetWhatWasSeen();
+        if (m_holders > 0 && --m_holders == 0) forgetWhatWasSeen();
     });
 }
 
 void Recorder::shutdown() {
+    ++m_changesWaiting;
     m_queue.sync([this] {
+        --m_changesWaiting;
         m_timer.reset();
         m_running = false;
         m_streams.stopAll();
@@ -108,6 +124,16 @@ std::set<std::string> Recorder::openSegmentPaths() {
 void Recorder::askReport(std::function<void(CaptureReport)> answer) {
     m_queue.async(
         [this, answer = std::move(answer)] { m_services.mainThread([answer, report = report()] { answer(report); }); });
+}
+
+std::optional<CaptureReport> Recorder::reportOfLongLook() const {
+    const std::lock_guard lock(m_longLookMutex);
+    return m_longLook;
+}
+
+void Recorder::keepReport(std::optional<CaptureReport> report) {
+    const std::lock_guard lock(m_longLookMutex);
+    m_longLook = std::move(report);
 }
 
 CaptureReport Recorder::report() {
@@ -140,7 +166,7 @@ void Recorder::updateRunning() {
 
 // Nobody asked what may be kept meanwhile, so no image of that time is; a stream may have gone on, or been starting.
 void Recorder::forgetWhatWasSeen() {
-    m_deduper.reset();
+    m_services.lines->reset();
     m_states.clear();
     holdImages(ImageValidity::Hold::notClear);
     m_imagelessSince.reset();
@@ -149,7 +175,10 @@ void Recorder::forgetWhatWasSeen() {
 void Recorder::startTimer() {
     m_timer =
         m_services.startTimer(m_queue, firstTickSeconds, m_policy.captureImages ? imageTickSeconds : textTickSeconds,
-                              tickLeewaySeconds, [this] { tick(); });
+                              tickLeewaySeconds, [this] {
+                                  tick();
+                                  keepReport(std::nullopt);
+                              });
 }
 
 void Recorder::stop() {

@@ -3,22 +3,28 @@
 #include "Quillshade/capture/FrontmostTracker.h"
 #include "Quillshade/capture/RecorderTypes.h"
 #include "Quillshade/capture/StreamReconciler.h"
+#include "Quillshade/reading/KnownLines.h"
 #include "Quillshade/settings/RecorderConfig.h"
 #include "Quillshade/windows/BrowserPrivacy.h"
 #include "Quillshade/windows/WindowInspector.h"
 #include "core/base/Clock.h"
 #include "core/base/Executor.h"
 #include "core/base/SerialQueue.h"
+#include "core/policy/ContextTitle.h"
 #include "core/policy/ImageValidity.h"
 #include "core/records/Statistics.h"
 #include "core/text/LineDeduper.h"
 #include "platform/InputActivity.h"
 
+#include <atomic>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <set>
 
 namespace nomara {
+
+class WindowReading;
 
 class OCRService;
 class SegmentManager;
@@ -67,7 +73,7 @@ public:
         SegmentManager& segments; ///< used on the recorder's queue alone from now on
         const OCRService& ocr;
         /// Takes a stored frame's image that could not be read in the tick's time; on the recorder's queue.
-        std::function<void(RowID, Image)> readSoon;
+        std::function<void(RowID, Date, Image, KnownLines)> readSoon;
         const FrontmostTracker& frontmost;
         const Clock& clock;
         Executor mainThread;
@@ -77,7 +83,13 @@ public:
                                    SerialQueue::Work work) {
             return queue.repeat(first, interval, leeway, std::move(work));
         };
+        /// Which lines were seen lately; shared with whoever reads images later.
+        std::shared_ptr<LineDeduper> lines = makeLineMemory();
+        /// What the process has cost since it was last asked; on the recorder's queue.
+        std::function<StatsDelta()> takeUsage = [] { return StatsDelta(); };
     };
+
+    static std::shared_ptr<LineDeduper> makeLineMemory() { return std::make_shared<LineDeduper>(24, 6'000, 1'800); }
 
     /// Holds the block `stopped` from the start.
     explicit Recorder(Services services);
@@ -94,7 +106,8 @@ public:
     void setPower(PowerSnapshot power);
     /// The set of displays may have changed.
     void reconcileDisplays();
-    /// Holds capture around a deletion: `held` is called on the main thread once nothing is being written.
+    /// Holds capture around a deletion: `held` is called on the main thread once nothing is being written. It goes on
+    /// when each who suspended it has resumed it.
     void suspendCapture(std::function<void()> held);
     void resumeCapture();
     /// Waits. Ends the loop, completes the open segments and writes the counters that aren't stored yet.
@@ -106,6 +119,9 @@ public:
     std::set<std::string> openSegmentPaths();
     /// Answers on the main thread; whether other programs' windows can be read is found out anew.
     void askReport(std::function<void(CaptureReport)> answer);
+    /// While a look takes long: the report as of its middle, for whoever can't wait for its end. Callable from any
+    /// thread.
+    std::optional<CaptureReport> reportOfLongLook() const;
 
     /// One look at the screen; the timer calls it. On the recorder's queue, which `queue` gives to tests.
     void tick();
@@ -126,8 +142,12 @@ private:
     StreamReconciler::Wishes streamWishes() const;
     void permissionChanged(bool permitted);
     CaptureReport report();
+    void keepReport(std::optional<CaptureReport> report);
+    void interrupt(SerialQueue::Work work);
+    bool isInterrupted() const { return m_changesWaiting > 0; }
 
     // RecorderTick.cpp: what every look begins and ends with.
+    static std::string windowKey(const Look& look);
     void followDisplays(const Look& look);
     bool updateHiddenWindows();
     static bool isBrowser(const FrontmostApp& app);
@@ -149,6 +169,8 @@ private:
 
     // RecorderText.cpp: what the front window tells about itself.
     void textOnlyTick(const Look& look);
+    bool isStillHeldBack(const DisplayState& state, const Look& look) const;
+    static HeldBackPage heldBackPage(const Look& look, SkipReason::Kind reason);
     FrontPage frontPage(const Look& look);
     FrontPage frontBrowserPage(const Look& look);
     bool isStillShown(const Look& look, const FrontPage& page);
@@ -158,10 +180,12 @@ private:
     // RecorderImages.cpp: the images of the displays.
     void imageTick(const Look& look);
     bool isWithoutImages(const Look& look);
+    bool isUnreadChangeDue(const DisplayState& state, const Look& look) const;
     void captureFrame(const Look& look, const Display& display, DisplayCapturer& capturer, bool isActive);
     void addProvenLines(std::string& text, const std::vector<UnprovenLine>& lines, const Image& image,
                         const Display& display);
-    void readImage(NewFrame& frame, const Image& image, const std::string& key);
+    void readImage(NewFrame& frame, const Image& image, const std::string& key, const WindowReading& window,
+                   const Rect& bounds);
     void holdBack(const Look& look, DisplayID display, DisplayCapturer& capturer, SkipReason::Kind reason);
     Image safeImage(const Look& look, const Display& display, const LatestImage& latest);
 
@@ -176,24 +200,27 @@ private:
     WindowInspector m_inspector;
     BrowserPrivacy m_browserPrivacy;
     std::vector<std::uint32_t> m_hiddenWindows; // that the streams leave out, beside excluded applications; sorted
-    LineDeduper m_deduper{24, 6'000, 1'800};
     RecorderConfig m_config;
     PowerSnapshot m_power;
     CapturePolicy m_policy;
     std::set<Block> m_blocks{Block::stopped};
     bool m_running = false;
-    bool m_holding = false;
+    int m_holders = 0; ///< those who suspended capture
     std::unique_ptr<SerialQueue::Timer> m_timer;
     std::map<DisplayID, DisplayState> m_states;
     std::map<DisplayID, ImageValidity> m_validity; // of every display that there is, with a stream or without
-    double m_readingSecondsLeft = 0;               // of the tick under way
+    std::atomic<int> m_changesWaiting = 0;         // for the look under way to end
+    mutable std::mutex m_longLookMutex;            // guards m_longLook
+    std::optional<CaptureReport> m_longLook;
+    double m_readingSecondsLeft = 0; // of the tick under way
     std::map<DisplayID, LastLook> m_lastLooks;
     std::set<DisplayID> m_knownDisplays;
     DisplayID m_activeDisplay = 0;
     StatsDelta m_pendingStats;
     double m_lastFlush = 0;
     SkipReason m_lastSkip;
-    std::optional<std::string> m_stoppedContext; // whose page was last found not to be recorded; a tick may not ask
+    ContextTitle m_contextTitle;
+    std::optional<std::string> m_stoppedWindow; // whose page was last found not to be recorded; a tick may not ask
     std::optional<RecorderStatus> m_lastStatus;
     std::optional<CaptureReport::Picture> m_lastPicture;
     std::optional<double> m_imagelessSince; // of the active display

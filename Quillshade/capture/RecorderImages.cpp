@@ -1,4 +1,5 @@
 #include "Quillshade/capture/RecorderLook.h"
+#include "Quillshade/capture/WindowReading.h"
 #include "Quillshade/reading/OCRService.h"
 #include "Quillshade/segments/SegmentManager.h"
 #include "Quillshade/windows/CaptureDiagnostics.h"
@@ -6,7 +7,6 @@
 #include "core/imaging/PerceptualHash.h"
 #include "core/policy/FrameGate.h"
 #include "core/privacy/AppCatalog.h"
-#include "core/text/Graphemes.h"
 #include "core/text/LineSplitter.h"
 
 #include <algorithm>
@@ -20,28 +20,39 @@ namespace {
 constexpr double maskPadding = 2;       // points: a window's edge may be drawn softly
 constexpr double imagelessSeconds = 10; // a stream takes a moment to start, and so does what must not be seen
 constexpr double deafSeconds = 5;       // whoever types sees something change in that time
+constexpr std::size_t leastText = 40;   // bytes: less is a clock, or what a film is taken to say
 constexpr double untouchedSeconds = 8;  // what keeps moving longer than that without a hand moves by itself
 // Less than half of the time between two ticks, for all displays together; a tick overruns it by a line of text at
 // most, some hundredths of a second. What is known from the last image takes none of it.
 constexpr double mostReadingSeconds = 0.4;
-constexpr std::int64_t enoughText = 250; // characters; a window that tells less may show more
 
 std::optional<int> distance(std::optional<std::uint64_t> one, std::uint64_t other) {
     if (!one) return std::nullopt;
     return std::popcount(*one ^ other);
 }
 
-// The window before this one isn't to be kept under this one's title.
-void noteContext(DisplayState& state, ImageValidity& validity, const std::string& key, double now) {
-    if (state.capturedContext == key) {
+// The window before this one isn't to be kept under this one's title. A window settles once, not anew under each of its
+// titles; what it showed under the last but one isn't kept under the latest.
+void noteContext(DisplayState& state, ImageValidity& validity, const std::string& key, const std::string& window,
+                 bool isActive, double now) {
+    // A display that the front window has left shows what it showed; where that changes it is another matter.
+    if (isActive ? state.capturedContext == key && !state.isStoredSince : state.capturedContext.has_value()) {
         if (state.pendingContext) validity.contextChanged(now);
         state.pendingContext.reset();
         state.contextChangedAt.reset();
-    } else if (state.pendingContext != key) {
+        return;
+    }
+    if (state.pendingContext == key && state.pendingWindow == window) return;
+    if (!state.pendingContext) state.changeBeganAt = now;
+    if (state.pendingContext && state.pendingWindow == window) {
+        validity.contextChanged(state.titleChangedAt);
+    } else {
         validity.contextChanged(now);
-        state.pendingContext = key;
         state.contextChangedAt = now;
     }
+    state.pendingContext = key;
+    state.pendingWindow = window;
+    state.titleChangedAt = now;
 }
 
 std::string keyOf(DisplayID display) {
@@ -64,17 +75,39 @@ void Recorder::imageTick(const Look& look) {
         ImageValidity& validity = m_validity[id];
         // On a display without the front window nothing but the windows in the image is asked about.
         if (!isActive) validity.release(ImageValidity::Hold::page, look.now);
-        noteContext(state, validity, isActive ? look.contextKey : keyOf(id), look.now);
+        noteContext(state, validity, isActive ? look.contextKey : keyOf(id), isActive ? look.windowKey : "", isActive,
+                    look.now);
         if ((isActive && withoutImages) || validity.isHeld(ImageValidity::Hold::filter)) continue;
-        const auto [changed, dirty] = capturer->marks();
+        const DisplayCapturer::Marks marks = capturer->marks();
+        if (isActive && !marks.changed && isStillHeldBack(state, look)) continue;
         const bool mediaLike =
             (isMedia && isActive) || (look.inputIdle > untouchedSeconds && capturer->looksLikeMotion(look.now));
-        if (FrameGate::shouldCapture(
-                {look.now, state.lastCaptureAt, changed, dirty, look.inputIdle, state.contextChangedAt, mediaLike},
-                m_policy))
-            captureFrame(look, *display, *capturer, isActive);
+        GateInput input{look.now,
+                        state.lastCaptureAt,
+                        marks.changed,
+                        marks.dirtyAccumulated,
+                        look.inputIdle.value_or(0), // not known: only a heartbeat is certain not to be in between
+                        state.contextChangedAt,
+                        mediaLike,
+                        marks.painted,
+                        isActive && state.isReadFromPicture,
+                        isActive && !isMedia && state.showsNewText};
+        // Windows that keep taking turns settle as well.
+        if (input.contextChangedAt && look.now - state.changeBeganAt >= m_policy.heartbeat)
+            input.contextChangedAt = state.changeBeganAt;
+        // What changed an image that was taken already, or none that was asked for.
+        if (isUnreadChangeDue(state, look) || (isActive && state.heldBack)) {
+            input.changed = true;
+            input.dirtyFraction = 1;
+        }
+        if (FrameGate::shouldCapture(input, m_policy)) captureFrame(look, *display, *capturer, isActive);
     }
     if (withoutImages) textOnlyTick(look);
+}
+
+// What can't be read now is read later, from its picture: so it needs one, though not one for each line.
+bool Recorder::isUnreadChangeDue(const DisplayState& state, const Look& look) const {
+    return state.hasUnreadChange && look.now - state.lastStoredAt >= m_policy.heartbeat;
 }
 
 // A stream gives no image where it can't be certain that nothing excluded is in it, or can't work at all: the front
@@ -82,10 +115,16 @@ void Recorder::imageTick(const Look& look) {
 bool Recorder::isWithoutImages(const Look& look) {
     const auto active = m_streams.capturers().find(m_activeDisplay);
     const auto latest = active == m_streams.capturers().end() ? std::nullopt : active->second->latestAt();
+    // None was asked for.
+    if (active != m_streams.capturers().end() && !latest && m_states[m_activeDisplay].heldBack) {
+        m_imagelessSince.reset();
+        return false;
+    }
     if (latest) {
         m_imagelessSince.reset();
         const double age = look.now - *latest;
-        if (active->second->marks().changed || age < imagelessSeconds || look.inputIdle >= age - deafSeconds)
+        if (active->second->marks().changed || age < imagelessSeconds ||
+            look.inputIdle.value_or(age) >= age - deafSeconds)
             return false;
         // Somebody has done something, and nothing has changed: a stream that works answers when it is asked.
         if (m_askedForImageAt <= *latest) {
@@ -102,37 +141,47 @@ bool Recorder::isWithoutImages(const Look& look) {
 // encoder last.
 void Recorder::captureFrame(const Look& look, const Display& display, DisplayCapturer& capturer, bool isActive) {
     const LatestImage latest = capturer.takeLatest();
-    // A display that doesn't change any more hands over nothing by itself.
-    if (!latest.image) {
+    DisplayState& state = m_states[display.id];
+    ImageValidity& validity = m_validity[display.id];
+    // A display that doesn't change any more hands over nothing by itself; of a page that was held back, nothing is
+    // asked for before it is clear.
+    if (!latest.image && !(isActive && state.heldBack)) {
         capturer.renew(0);
         return noteLook(look, display.id, LookResult::noImage);
     }
-    DisplayState& state = m_states[display.id];
-    ImageValidity& validity = m_validity[display.id];
     FrontPage page;
     if (isActive) {
         page = frontPage(look);
-        if (page.stop != SkipReason::Kind::none) return holdBack(look, display.id, capturer, page.stop);
+        if (page.stop != SkipReason::Kind::none) {
+            state.heldBack = heldBackPage(look, page.stop);
+            return holdBack(look, display.id, capturer, page.stop);
+        }
         validity.release(ImageValidity::Hold::page, look.now);
         publishPage(look, SkipReason::Kind::none);
     }
+    // What was painted meanwhile is counted by nobody.
+    const double changedPart = std::exchange(state.heldBack, std::nullopt) ? 1 : latest.dirtyFraction;
+    if (!latest.image) {
+        capturer.renew(changedPart);
+        return noteLook(look, display.id, LookResult::noImage);
+    }
     if (!validity.allows(latest.latestAt)) {
-        capturer.renew(latest.dirtyFraction);
+        capturer.renew(changedPart);
         return noteLook(look, display.id, LookResult::staleImage);
     }
+    keepReport(report()); // reading and storing may take long
     const Image image = safeImage(look, display, latest);
-    if (!image) return capturer.renew(latest.dirtyFraction);
+    if (!image) return capturer.renew(changedPart);
     const std::uint64_t hash = PerceptualHash::hash(*image);
 
     const std::string key = isActive ? look.contextKey : keyOf(display.id);
     const AppCategory category = isActive ? AppCatalog::category(look.app.bundleID) : AppCategory::normal;
-    // A picture tells more of such a program than the program does.
     const bool canReadNow = m_policy.ocrNow && m_services.ocr.unavailableReason().empty();
-    const bool isPictureEnough = category == AppCategory::ocrPreferred && canReadNow;
     std::string text;
+    WindowReading reading(look.window.frame, category);
     if (isActive && look.window.element) {
-        WindowText told;
-        if (!isPictureEnough) told = m_inspector.text(*look.window.element, look.window.frame, TextLimits());
+        WindowText told = m_inspector.text(*look.window.element, look.window.frame, TextLimits());
+        reading.noteText(told);
         text = std::move(told.text);
         if (canReadNow) addProvenLines(text, told.unproven, image, display);
         if (!isStillShown(look, page))
@@ -140,23 +189,45 @@ void Recorder::captureFrame(const Look& look, const Display& display, DisplayCap
                             page.isBrowser ? SkipReason::Kind::unverifiedBrowser : SkipReason::Kind::none);
     }
     NewFrame frame;
+    frame.timestamp = look.date;
+    frame.displayID = display.id;
+    if (isActive) describeFrontWindow(frame, look, page, m_config);
     const auto lines = LineSplitter::lines(text, maxCaptureCharacters, maxCaptureLines);
-    frame.lines = m_deduper.newLines(lines, key, look.date);
-    if (state.capturedContext == key && FrameGate::isUnchanged(distance(state.lastHash, hash), latest.dirtyFraction,
-                                                               static_cast<std::int64_t>(frame.lines.size()))) {
+    if (!lines.empty()) frame.textSource = TextSource::accessibility();
+    frame.lines = m_services.lines->newLines(lines, key, look.now);
+    const TileDigest tiles(*image);
+    const double different = tiles.differentPart(state.lastTiles);
+    state.paintedSinceStored += latest.dirtyFraction;
+    // What was painted counts where it may be text by now: a caret paints as much in time.
+    const double changed =
+        FrameGate::mayHoldText(different) ? std::max(different, state.paintedSinceStored) : different;
+    bool isUnchanged =
+        (isActive ? state.capturedContext == key : state.capturedContext.has_value()) &&
+        FrameGate::isUnchanged(distance(state.lastHash, hash), changed, static_cast<std::int64_t>(frame.lines.size()));
+    if (!isUnchanged || different > 0) state.isReadFromPicture = reading.needsPicture(*image, display.bounds);
+    if (state.isReadFromPicture) frame.ocrState = OCRState::queued;
+    const bool isSmallChange = isUnchanged && different > 0 && state.lastReadTiles != tiles.whole();
+    if (state.isReadFromPicture && canReadNow && (!isUnchanged || (isSmallChange && isActive))) {
+        // Of a change that is too small for a picture its text decides; lines that are known cost next to nothing.
+        readImage(frame, image, key, reading, display.bounds);
+        if (isUnchanged) isUnchanged = frame.lines.empty() && frame.ocrState == OCRState::done;
+        if (isUnchanged) state.lastReadTiles = tiles.whole();
+    } else if (isUnchanged) {
+        state.hasUnreadChange = isSmallChange && FrameGate::mayHoldText(different);
+        isUnchanged = !isUnreadChangeDue(state, look);
+    }
+    if (isUnchanged) {
+        if (isActive) {
+            state.pendingContext.reset();
+            state.contextChangedAt.reset();
+            state.isStoredSince = false;
+        }
         state.lastCaptureAt = look.now;
         m_pendingStats.framesSkipped += 1;
         return noteLook(look, display.id, LookResult::unchanged);
     }
-    if (!lines.empty()) frame.textSource = TextSource::accessibility();
-    frame.timestamp = look.date;
-    frame.displayID = display.id;
-    if (isActive) describeFrontWindow(frame, look, page, m_config);
-    if (category == AppCategory::ocrPreferred || Graphemes::count(text) < enoughText) {
-        frame.ocrState = OCRState::queued;
-        if (canReadNow) readImage(frame, image, key);
-    }
-    if (const auto place = m_services.segments.append(image, display.id, look.date, m_config.imageQuality)) {
+    if (const auto place = m_services.segments.append(image, display.id, look.date, m_config.imageQuality,
+                                                      [this] { return isInterrupted(); })) {
         frame.imageState = ImageState::segment;
         frame.segmentID = place->segmentID;
         frame.segmentIndex = place->index;
@@ -168,9 +239,21 @@ void Recorder::captureFrame(const Look& look, const Display& display, DisplayCap
     frame.height = static_cast<std::int64_t>(latest.height);
     const bool hasPicture = frame.imageState == ImageState::segment;
     const auto id = saveFrame(frame);
-    if (id && canReadNow && frame.ocrState == OCRState::queued) m_services.readSoon(*id, image);
+    if (id && canReadNow && frame.ocrState == OCRState::queued)
+        m_services.readSoon(*id, frame.timestamp, image, {key, reading.known(display.bounds)});
     noteLook(look, display.id, !id ? LookResult::failed : hasPicture ? LookResult::stored : LookResult::storedText);
-    state = {look.now, hash, key, {}, {}};
+    DisplayState stored;
+    stored.lastCaptureAt = stored.lastStoredAt = look.now;
+    stored.lastHash = hash;
+    stored.lastTiles = tiles;
+    stored.isReadFromPicture = state.isReadFromPicture;
+    std::size_t newBytes = 0;
+    for (const std::string& line : frame.lines)
+        newBytes += line.size();
+    stored.showsNewText = newBytes >= leastText;
+    stored.capturedContext = isActive ? key : state.capturedContext.value_or(key);
+    stored.isStoredSince = !isActive;
+    state = std::move(stored);
 }
 
 /// Adds of these lines those that the image shows as well.
@@ -181,22 +264,29 @@ void Recorder::addProvenLines(std::string& text, const std::vector<UnprovenLine>
         const auto place = relativeRect(line.place, display.bounds);
         if (m_readingSecondsLeft <= 0 || !place) continue;
         const double end = clock.uptime() + m_readingSecondsLeft;
-        if (m_services.ocr.shows(image, *place, line.text, [&clock, end] { return clock.uptime() >= end; }))
+        if (m_services.ocr.shows(image, *place, line.text,
+                                 [this, &clock, end] { return isInterrupted() || clock.uptime() >= end; }))
             text += '\n' + line.text;
         m_readingSecondsLeft = end - clock.uptime();
     }
 }
 
 /// Adds what the image says; what can't be read in this tick's time stays for later, with the rest once more.
-void Recorder::readImage(NewFrame& frame, const Image& image, const std::string& key) {
+void Recorder::readImage(NewFrame& frame, const Image& image, const std::string& key, const WindowReading& window,
+                         const Rect& bounds) {
     if (m_readingSecondsLeft <= 0) return;
     const Clock& clock = m_services.clock;
     const double end = clock.uptime() + m_readingSecondsLeft;
-    const auto reading = m_services.ocr.recognize(image, frame.windowRect, TextRequest::Urgency::now,
-                                                  [&clock, end] { return clock.uptime() >= end; });
+    const auto reading = m_services.ocr.recognize(
+        image, {.focus = frame.windowRect,
+                .urgency = TextRequest::Urgency::now,
+                .shouldStop = [this, &clock, end] { return isInterrupted() || clock.uptime() >= end; },
+                .isKnown = window.known(bounds),
+                .languages = window.languages(),
+                .subject = frame.appBundleID.value_or("")});
     m_readingSecondsLeft = end - clock.uptime();
     m_pendingStats.ocrRuns += 1;
-    const auto fresh = m_deduper.newLines(OCRService::textLines(reading.observations), key, frame.timestamp);
+    const auto fresh = m_services.lines->newReadLines(OCRService::textLines(reading.observations), key, clock.uptime());
     frame.lines.insert(frame.lines.end(), fresh.begin(), fresh.end());
     frame.textSource = frame.textSource | TextSource::ocr();
     const bool isDataGone = reading.failed && !m_services.ocr.unavailableReason().empty();

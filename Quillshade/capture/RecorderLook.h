@@ -10,10 +10,11 @@ namespace nomara {
 struct Recorder::Look {
     double now = 0;
     Date date;
-    double inputIdle = 0;
+    std::optional<double> inputIdle; ///< seconds; absent where it isn't known
     FrontmostApp app;
     WindowList windows; ///< on the screen, read once, so that all decisions of a tick are about the same screen
     WindowSnapshot window;
+    std::string windowKey; ///< tells this window from the others of its program, as far as they can be told apart
     std::string contextKey;
     std::vector<Display> displays;
     Display display; ///< the active one

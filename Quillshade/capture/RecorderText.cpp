@@ -13,6 +13,7 @@ namespace {
 
 constexpr double settleSeconds = 1.5; // a window just come up, or a person still typing
 constexpr double rereadSeconds = 5;   // the same window isn't read more often than this
+constexpr double unknownSeconds = 30; // a page that couldn't be told may be told then
 
 } // namespace
 
@@ -30,8 +31,10 @@ void Recorder::textOnlyTick(const Look& look) {
     const double sinceLast =
         state.lastCaptureAt ? look.now - *state.lastCaptureAt : std::numeric_limits<double>::infinity();
     const bool sameContext = state.capturedContext == look.contextKey;
+    if (isStillHeldBack(state, look)) return;
     if (sameContext) {
-        const bool pausedAfterInput = look.inputIdle >= settleSeconds && sinceLast > look.inputIdle &&
+        const bool pausedAfterInput = look.inputIdle && *look.inputIdle >= settleSeconds &&
+                                      sinceLast > *look.inputIdle &&
                                       sinceLast >= std::max(rereadSeconds, m_policy.minInterval);
         if (!pausedAfterInput && sinceLast < m_policy.heartbeat) return;
     } else if (sinceLast < settleSeconds) {
@@ -40,10 +43,12 @@ void Recorder::textOnlyTick(const Look& look) {
     const FrontPage page = frontPage(look);
     if (page.stop != SkipReason::Kind::none) {
         publishPage(look, page.stop);
+        state.heldBack = heldBackPage(look, page.stop);
         state.lastCaptureAt = look.now;
         return noteLook(look, look.display.id, LookResult::heldBack);
     }
     publishPage(look, SkipReason::Kind::none);
+    state.heldBack.reset();
     std::string text;
     if (look.window.element && !look.titlesOnly)
         text = m_inspector.text(*look.window.element, look.window.frame, TextLimits()).text;
@@ -53,8 +58,8 @@ void Recorder::textOnlyTick(const Look& look) {
         return noteLook(look, look.display.id, LookResult::heldBack);
     }
     NewFrame frame;
-    frame.lines = m_deduper.newLines(LineSplitter::lines(text, maxCaptureCharacters, maxCaptureLines), look.contextKey,
-                                     look.date);
+    frame.lines = m_services.lines->newLines(LineSplitter::lines(text, maxCaptureCharacters, maxCaptureLines),
+                                             look.contextKey, look.now);
     if (sameContext && frame.lines.empty()) return noteLook(look, look.display.id, LookResult::unchanged);
     frame.timestamp = look.date;
     frame.displayID = look.display.id;
@@ -75,6 +80,26 @@ void Recorder::describeFrontWindow(NewFrame& frame, const Look& look, const Fron
     frame.project =
         ProjectInference::infer(look.app.bundleID, look.app.name, look.window.title, page.url, config.projectRules);
     if (look.window.frame) frame.windowRect = relativeRect(*look.window.frame, look.display.bounds);
+}
+
+HeldBackPage Recorder::heldBackPage(const Look& look, SkipReason::Kind reason) {
+    HeldBackPage page{reason, look.now, look.windowKey, look.window.title, {}, false};
+    for (const WindowInfo& window : look.windows)
+        page.windows.push_back(window.life != 0 ? window.life : window.number);
+    return page;
+}
+
+// A private window stays private. Another page may come up under the same title, by what somebody does or by itself;
+// what it paints is hidden from the streams.
+bool Recorder::isStillHeldBack(const DisplayState& state, const Look& look) const {
+    if (!state.heldBack || state.heldBack->isOutdated) return false;
+    const HeldBackPage& page = *state.heldBack;
+    const HeldBackPage now = heldBackPage(look, page.reason);
+    if (now.window != page.window || now.title != page.title || now.windows != page.windows) return false;
+    if (page.reason == SkipReason::Kind::privateWindow) return true;
+    const double since = look.now - page.at;
+    return look.inputIdle >= since &&
+           since < (page.reason == SkipReason::Kind::excludedSite ? m_policy.heartbeat : unknownSeconds);
 }
 
 Recorder::FrontPage Recorder::frontPage(const Look& look) {

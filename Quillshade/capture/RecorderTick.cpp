@@ -21,12 +21,12 @@ constexpr double idleSegmentSeconds = 120;
 // What is expensive comes last, and runs only for what the cheap questions let through.
 void Recorder::tick() {
     m_queue.assertCurrent();
-    if (!m_running || m_holding) return;
+    if (!m_running || m_holders > 0) return;
     Look look;
     look.now = m_services.clock.uptime();
     look.date = m_services.clock.now();
     flushStats(false);
-    m_services.segments.closeIdle(idleSegmentSeconds, look.date);
+    m_services.segments.closeIdle(idleSegmentSeconds);
     const auto app = m_services.frontmost.current();
     // Whatever has the keyboard then, nobody asks about it.
     if (!app) return holdImages(ImageValidity::Hold::notClear);
@@ -54,7 +54,8 @@ void Recorder::tick() {
         if (isBrowser(*app)) m_browserPrivacy.observeTitle(app->pid, look.window, look.windows);
         return recordSkip({SkipReason::Kind::privateWindow, {}}, true);
     }
-    look.contextKey = contextKey(app->bundleID, look.window.title);
+    look.windowKey = windowKey(look);
+    look.contextKey = contextKey(app->bundleID, m_contextTitle.of(look.windowKey, look.window.title, look.now));
     // The window is read as soon as it may be, as one not seen before.
     if (look.titlesOnly) look.contextKey += "\x1Ftitle";
     look.displays = m_services.windowServer.displays();
@@ -62,11 +63,21 @@ void Recorder::tick() {
         look.window.frame ? displayAt(look.displays, look.window.frame->middle()) : mainDisplay(look.displays);
     followDisplays(look);
     look.inputIdle = m_services.input.secondsSinceLastInput();
-    if (m_stoppedContext != look.contextKey) publishPage(look, SkipReason::Kind::none);
+    if (m_stoppedWindow != look.windowKey) publishPage(look, SkipReason::Kind::none);
     if (m_policy.captureImages && !look.titlesOnly)
         imageTick(look);
     else
         textOnlyTick(look);
+}
+
+std::string Recorder::windowKey(const Look& look) {
+    std::string key = std::to_string(look.app.pid);
+    if (look.window.element) return key + '/' + look.window.element->reference;
+    const auto window = std::ranges::find_if(look.windows, [&](const WindowInfo& each) {
+        return each.pid == look.app.pid && each.title == look.window.title && each.bounds == look.window.frame;
+    });
+    if (window != look.windows.end()) key += '.' + std::to_string(window->life);
+    return key;
 }
 
 // Streams are reconciled only when the displays that are wanted may have changed: after a failure they wait for their
@@ -108,7 +119,7 @@ bool Recorder::updateHiddenWindows() {
 
 void Recorder::recordSkip(const SkipReason& reason, bool dropsImages) {
     publishSkip(reason);
-    m_stoppedContext.reset();
+    m_stoppedWindow.reset();
     if (dropsImages) return dropImages();
     for (const auto& [display, capturer] : m_streams.capturers())
         capturer->clearMarks();
@@ -140,10 +151,11 @@ void Recorder::publishSkip(const SkipReason& reason) {
     post(&Events::skip, reason);
 }
 
-/// What became of the page in front; it holds until the page is asked again or another window comes.
+/// What became of the page in front; it holds until a look finds otherwise or another window comes, whatever the title
+/// says meanwhile.
 void Recorder::publishPage(const Look& look, SkipReason::Kind stop) {
-    m_stoppedContext.reset();
-    if (stop != SkipReason::Kind::none) m_stoppedContext = look.contextKey;
+    m_stoppedWindow.reset();
+    if (stop != SkipReason::Kind::none) m_stoppedWindow = look.windowKey;
     const bool keepsTitles = stop == SkipReason::Kind::none && look.titlesOnly;
     publishSkip({keepsTitles ? SkipReason::Kind::unknownFocus : stop, {}});
 }
@@ -152,8 +164,12 @@ void Recorder::flushStats(bool force) {
     const double now = m_services.clock.uptime();
     if (!force && now - m_lastFlush < flushSeconds) return;
     m_lastFlush = now;
-    if (m_pendingStats.isEmpty()) return;
-    const StatsDelta delta = std::exchange(m_pendingStats, {});
+    // The cost of a quiet minute isn't worth a write of its own; it is counted with the next one.
+    if (m_pendingStats.isEmpty() && !force) return;
+    StatsDelta delta = std::exchange(m_pendingStats, {});
+    const StatsDelta usage = m_services.takeUsage();
+    delta.cpuSeconds += usage.cpuSeconds;
+    delta.bytesWritten += usage.bytesWritten;
     const std::string day = Calendar::dayKey(m_services.clock.now());
     try {
         m_services.hub.write([&](MemoryStore& store) { store.addStats(day, delta); });

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/base/Geometry.h"
+#include "core/imaging/TileDigest.h"
 #include "core/policy/PolicyEngine.h"
 #include "core/records/Frames.h"
 
@@ -52,13 +53,36 @@ struct SkipReason {
     friend bool operator==(const SkipReason&, const SkipReason&) = default;
 };
 
+/// A page that was found not to be recorded: until something changes it isn't asked again.
+struct HeldBackPage {
+    SkipReason::Kind reason = SkipReason::Kind::none;
+    double at = 0; ///< monotonic seconds
+    std::string window;
+    std::optional<std::string> title;
+    std::vector<std::uint64_t> windows; ///< on the screen, the frontmost first
+    bool isOutdated = false;            ///< the settings have changed since
+};
+
 /// What the recorder remembers of one display between ticks. Times in monotonic seconds.
 struct DisplayState {
-    std::optional<double> lastCaptureAt; ///< last pass through the gate that reached a verdict
-    std::optional<std::uint64_t> lastHash;
-    std::optional<std::string> capturedContext; ///< context key of the last stored frame
-    std::optional<std::string> pendingContext;  ///< a new context key that waits for the screen to settle
-    std::optional<double> contextChangedAt;
+    std::optional<double> lastCaptureAt;   ///< last pass through the gate that reached a verdict
+    std::optional<std::uint64_t> lastHash; ///< of the last stored frame, as the two that follow
+    TileDigest lastTiles;
+    double lastStoredAt = 0;
+    double paintedSinceStored = 0; ///< the sum of the display's parts; may exceed 1
+    std::optional<HeldBackPage> heldBack;
+    std::optional<std::uint64_t> lastReadTiles; ///< of the last image that was read and said nothing new
+    bool isReadFromPicture = false;             ///< the window's text is known from its picture alone
+    bool showsNewText = false;                  ///< the last stored frame brought a line's worth of text
+    bool hasUnreadChange = false;               ///< what may be text, that couldn't be read and isn't stored
+    /// Context key of the last frame that was stored while the front window lay on the display, else of the first one.
+    std::optional<std::string> capturedContext;
+    bool isStoredSince = false;                ///< a frame was stored since then, without the front window
+    std::optional<std::string> pendingContext; ///< a new context key that waits for the screen to settle
+    std::string pendingWindow;                 ///< whose it is
+    std::optional<double> contextChangedAt;    ///< when that window was first seen
+    double changeBeganAt = 0;                  ///< when the context was first another than the captured one
+    double titleChangedAt = 0;                 ///< when that window's title was last seen to change
 };
 
 /// What came of a look at a display that was worth more than a glance.

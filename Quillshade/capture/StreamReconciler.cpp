@@ -45,7 +45,12 @@ void StreamReconciler::reconcile(bool filterUpdate, bool restart) {
         ++m_filterVersion;
         m_events.filterWanted();
     }
-    if (wishes.displays.empty()) return stopAll();
+    if (wishes.displays.empty()) {
+        m_retryTimer.reset();
+        for (const auto& [display, capturer] : m_capturers)
+            m_events.streamGone(display);
+        return stopAll();
+    }
     if (m_isBusy) {
         m_pendingReconcile = true;
         m_pendingFilterUpdate = m_pendingFilterUpdate || filterUpdate;
@@ -102,7 +107,7 @@ void StreamReconciler::runTask(const std::vector<std::shared_ptr<DisplayCapturer
             auto capturer = std::make_shared<DisplayCapturer>(display, m_services.streams.make(), m_services.clock,
                                                               m_services.visibleWindows);
             auto error = start(*capturer, wishes);
-            // A display that has gone meanwhile isn't wanted any more.
+            // One that has gone meanwhile isn't wanted any more, or is soon there again.
             if (error && error->kind == DisplayStreamError::Kind::displayGone) continue;
             outcome.error = std::move(error);
             if (outcome.error) break;
@@ -136,6 +141,7 @@ void StreamReconciler::taskEnded(Outcome outcome) {
     if (!m_events.wishes().displays.empty()) {
         for (const auto& capturer : outcome.started)
             keep(capturer);
+        if (!isAnyMissing()) m_retryTimer.reset();
     } else {
         m_tasks.async([started = std::move(outcome.started)] {
             for (const auto& capturer : started)
@@ -148,9 +154,9 @@ void StreamReconciler::taskEnded(Outcome outcome) {
             Log::error(LogCategory::capture, "Stream couldn't start: " + outcome.error->message);
         handle(*outcome.error);
     }
-    if (!m_pendingReconcile) return;
-    m_pendingReconcile = false;
-    reconcile(std::exchange(m_pendingFilterUpdate, false), std::exchange(m_pendingRestart, false));
+    if (std::exchange(m_pendingReconcile, false))
+        reconcile(std::exchange(m_pendingFilterUpdate, false), std::exchange(m_pendingRestart, false));
+    retryMissing();
 }
 
 void StreamReconciler::keep(const std::shared_ptr<DisplayCapturer>& capturer) {
@@ -176,20 +182,32 @@ void StreamReconciler::streamStopped(const std::shared_ptr<DisplayCapturer>& cap
 }
 
 void StreamReconciler::handle(const DisplayStreamError& error) {
-    m_trouble = error.message;
     using Kind = DisplayStreamError::Kind;
+    m_trouble.clear();
+    if (error.kind != Kind::displayGone || isAnyMissing()) m_trouble = error.message;
     if (error.kind == Kind::userEnded) return m_events.userEnded();
     if (error.kind == Kind::notPermitted || !m_services.streams.isPermitted()) {
         m_events.permissionChanged(false);
         return watchPermission();
     }
+    retryMissing();
+}
+
+bool StreamReconciler::isAnyMissing() const {
+    return std::ranges::any_of(m_events.wishes().displays,
+                               [this](DisplayID display) { return !m_capturers.contains(display); });
+}
+
+// Streams that fail at the same time wait for one try.
+void StreamReconciler::retryMissing() {
+    if (m_isBusy || m_retryTimer || m_permissionTimer || !isAnyMissing()) return;
     const double delay = m_retryDelay;
     m_retryDelay = std::min(2 * delay, longestRetrySeconds);
     m_retryTimer = m_services.startTimer(m_services.queue, delay, never, 0, [weak = m_weak] {
         const auto self = weak.lock();
         if (!self) return;
         (*self)->m_retryTimer.reset();
-        (*self)->reconcile(false, true);
+        if ((*self)->isAnyMissing()) (*self)->reconcile(false, true);
     });
 }
 

@@ -13,9 +13,9 @@
 
 namespace nomara {
 
-/// Keeps the running display streams in step with the displays that are wanted, one operation at a time, and starts
-/// them anew after a failure, later each time. Belongs to the recorder's queue, on which all callbacks run; starting
-/// and stopping, which may take long, is done on a queue of its own.
+/// Keeps the running display streams in step with the displays that are wanted, one operation at a time. As long as one
+/// that is wanted has no stream, another try is pending, later each time. Belongs to the recorder's queue, on which all
+/// callbacks run; starting and stopping, which may take long, is done on a queue of its own.
 class StreamReconciler {
 public:
     /// What is wanted at the moment of asking. No displays: no streams at all.
@@ -81,6 +81,8 @@ private:
     void keep(const std::shared_ptr<DisplayCapturer>& capturer);
     void streamStopped(const std::shared_ptr<DisplayCapturer>& capturer, const DisplayStreamError& error);
     void handle(const DisplayStreamError& error);
+    bool isAnyMissing() const;
+    void retryMissing();
     void watchPermission();
     void onQueue(std::function<void(StreamReconciler&)> work);
 

@@ -4,6 +4,7 @@
 #include "core/reading/ReadingOrder.h"
 #include "core/search/SnippetBuilder.h"
 #include "core/text/Graphemes.h"
+#include "core/text/LanguageGuess.h"
 #include "core/text/LineSplitter.h"
 #include "core/text/TextNormalizer.h"
 
@@ -21,6 +22,9 @@ namespace {
 constexpr std::string_view fallbackLanguage = "en-US";
 // Each language makes reading slower and its guesses wilder.
 constexpr std::size_t mostLanguages = 3;
+// Of those that an image seems to be in, beside the user's.
+constexpr std::size_t mostLikely = 2;
+constexpr std::size_t mostSubjects = 100;
 constexpr std::int64_t shortestTerm = 2;
 constexpr std::int64_t maxCharacters = 40'000, maxLines = 2'000; // as of text that is read otherwise
 
@@ -78,8 +82,8 @@ void appendBoxes(const TextObservation& observation, const std::vector<std::stri
 } // namespace
 
 OCRService::OCRService(TextRecognizer& recognizer, const std::vector<std::string>& preferredLanguages)
-    : m_recognizer(recognizer) {
-    const auto supported = supportedLanguages(recognizer);
+    : m_recognizer(recognizer), m_supported(supportedLanguages(recognizer)) {
+    const auto& supported = m_supported;
     for (const std::string& preferred : preferredLanguages) {
         if (preferred.size() < 2) continue;
         const std::string language = preferred.substr(0, 2);
@@ -95,21 +99,72 @@ OCRService::OCRService(TextRecognizer& recognizer, const std::vector<std::string
     if (m_languages.size() > mostLanguages) m_languages.resize(mostLanguages);
 }
 
-OCRService::Reading OCRService::recognize(const Image& image, const std::optional<RelativeRect>& focus,
-                                          TextRequest::Urgency urgency, std::function<bool()> shouldStop) const {
+OCRService::Reading OCRService::recognize(const Image& image, Wanted wanted) const {
     TextRequest request;
     request.image = image;
-    request.languages = m_languages;
-    request.regionOfInterest = regionOfInterest(focus);
-    request.urgency = urgency;
-    if (shouldStop) request.shouldStop = std::move(shouldStop);
+    request.languages = languagesFor(wanted);
+    request.regionOfInterest = regionOfInterest(wanted.focus);
+    request.isKnown = std::move(wanted.isKnown);
+    request.urgency = wanted.urgency;
+    if (wanted.shouldStop) request.shouldStop = std::move(wanted.shouldStop);
     try {
         TextResult result = m_recognizer.recognize(request);
+        if (readsOthers(result.observations, wanted.subject, request.languages)) {
+            if (!result.isComplete) return {{}, false, false};
+            result = m_recognizer.recognize(request);
+        }
         return {std::move(result.observations), result.isComplete, false};
     } catch (const std::exception& error) {
         Log::error(LogCategory::ocr, std::string("OCR failed: ") + error.what());
         return {{}, true, true};
     }
+}
+
+std::vector<std::string> OCRService::languagesFor(const Wanted& wanted) const {
+    std::vector<std::string> languages;
+    addSupported(wanted.languages, languages);
+    {
+        const std::lock_guard lock(m_lock);
+        if (const auto known = m_inUse.find(wanted.subject); known != m_inUse.end())
+            addSupported(known->second, languages);
+    }
+    for (const std::string& language : m_languages)
+        if (!contains(languages, language)) languages.push_back(language);
+    return languages;
+}
+
+void OCRService::addSupported(const std::vector<std::string>& codes, std::vector<std::string>& languages) const {
+    for (const std::string& code : codes) {
+        if (code.size() < 2) continue;
+        const auto match = std::ranges::find_if(
+            m_supported, [&](const std::string& supported) { return supported.starts_with(code.substr(0, 2)); });
+        if (match != m_supported.end() && !contains(languages, *match) && languages.size() < mostLikely)
+            languages.push_back(*match);
+    }
+}
+
+/// Whether the text is in others than these languages, which they are then added to. What is in use is remembered.
+bool OCRService::readsOthers(const std::vector<TextObservation>& observations, const std::string& subject,
+                             std::vector<std::string>& languages) const {
+    std::string text;
+    for (const std::string& line : lines(observations))
+        text += line + '\n';
+    std::vector<std::string> found;
+    const auto guess = LanguageGuess::of(text);
+    if (guess.empty()) return false; // no sentences: what was in use may be so still
+    addSupported(guess, found);
+    std::erase_if(found, [&](const std::string& code) { return contains(m_languages, code); });
+    {
+        const std::lock_guard lock(m_lock);
+        if (subject.empty() || found.empty())
+            m_inUse.erase(subject);
+        else
+            m_inUse[subject] = found;
+        if (m_inUse.size() > mostSubjects) m_inUse.clear();
+    }
+    std::erase_if(found, [&](const std::string& code) { return contains(languages, code); });
+    languages.insert(languages.begin(), found.begin(), found.end());
+    return !found.empty();
 }
 
 bool OCRService::shows(const Image& image, const RelativeRect& place, const std::string& text,

@@ -3,6 +3,8 @@
 #include "platform/TextRecognizer.h"
 
 #include <functional>
+#include <map>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,14 +21,30 @@ public:
         bool failed = false;    ///< nothing could be read; the reason has been logged
     };
 
+    /// What is wanted of an image, beside what there is to read.
+    struct Wanted {
+        std::optional<RelativeRect> focus = {}; ///< a part, as fractions from the top left
+        TextRequest::Urgency urgency = TextRequest::Urgency::now;
+        std::function<bool()> shouldStop = {};                 ///< asked between lines, from several threads
+        std::function<bool(const RelativeRect&)> isKnown = {}; ///< as in `TextRequest`
+        /// Languages that are likely, as codes that begin with two letters: of the page, and of what it says.
+        std::vector<std::string> languages = {};
+        /// What the image is of, an application say: what was read of it lately tells which languages are in use.
+        std::string subject = {};
+    };
+
     /// `preferredLanguages` are codes such as "tr-TR", the dearest first. `recognizer` outlives the service.
     OCRService(TextRecognizer& recognizer, const std::vector<std::string>& preferredLanguages);
 
-    /// Waits. Reads the whole image, or the part that `focus` marks as fractions from the top left, where that is large
-    /// enough to be worth it. `shouldStop` is asked between lines, from several threads.
+    /// Waits. Reads the whole image, or the part that `focus` marks, where that is large enough to be worth it. Where
+    /// what was read is in a language that it wasn't read in, it is read once more, in that one as well. If there is no
+    /// time left for that nothing has been read.
+    Reading recognize(const Image& image, Wanted wanted) const;
     Reading recognize(const Image& image, const std::optional<RelativeRect>& focus,
                       TextRequest::Urgency urgency = TextRequest::Urgency::now,
-                      std::function<bool()> shouldStop = {}) const;
+                      std::function<bool()> shouldStop = {}) const {
+        return recognize(image, Wanted{.focus = focus, .urgency = urgency, .shouldStop = std::move(shouldStop)});
+    }
     /// Waits. Whether the image shows this text at that place and nothing else there, compared as search compares.
     /// False where it can't be read for certain.
     bool shows(const Image& image, const RelativeRect& place, const std::string& text,
@@ -49,9 +67,17 @@ public:
     std::string unavailableReason() const { return m_recognizer.unavailableReason(); }
 
 private:
+    std::vector<std::string> languagesFor(const Wanted& wanted) const;
+    void addSupported(const std::vector<std::string>& codes, std::vector<std::string>& languages) const;
+    bool readsOthers(const std::vector<TextObservation>& observations, const std::string& subject,
+                     std::vector<std::string>& languages) const;
+
     TextRecognizer& m_recognizer;
+    std::vector<std::string> m_supported;
     std::vector<std::string> m_languages;
     std::vector<std::string> m_missingLanguages;
+    mutable std::mutex m_lock;                                       // guards the field below it
+    mutable std::map<std::string, std::vector<std::string>> m_inUse; // by subject: languages beside the user's
 };
 
 } // namespace nomara

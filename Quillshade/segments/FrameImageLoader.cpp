@@ -1,9 +1,11 @@
 #include "Quillshade/segments/FrameImageLoader.h"
 
+#include "core/base/Log.h"
 #include "core/base/Paths.h"
 
 #include <QPromise>
 #include <array>
+#include <exception>
 #include <functional>
 
 namespace nomara {
@@ -80,6 +82,7 @@ void FrameImageLoader::invalidateAll() {
         m_generators.clear();
         m_order.clear();
         m_cache.clear();
+        m_damaged.clear();
     });
 }
 
@@ -94,10 +97,16 @@ QFuture<Image> FrameImageLoader::image(RowID frameID, const std::optional<std::s
         answer(*promise, known);
     } else {
         m_queue.async([this, promise, request = Request{frameID, *path, *index, size, isKept}] {
-            if (promise->isCanceled())
+            if (promise->isCanceled()) {
                 promise->finish();
-            else
+                return;
+            }
+            try {
                 answer(*promise, load(request));
+            } catch (const DamagedVideo&) {
+                promise->setException(std::current_exception());
+                promise->finish();
+            }
         });
     }
     return future;
@@ -114,11 +123,18 @@ Image FrameImageLoader::load(const Request& request) {
             image = request.size == Size::thumbnail ? loadThumbnail(request, *input)
                                                     : input->frame(request.index, largestSide(request.size));
         }
+    } catch (const DamagedVideo& damage) {
+        logDamage(request.path, damage);
+        throw;
     } catch (const VideoError&) {
         return nullptr; // the screens show their placeholder
     }
     if (image && request.isKept) m_cache.insert(key, request.path, image);
     return image;
+}
+
+void FrameImageLoader::logDamage(const std::string& path, const DamagedVideo& damage) {
+    if (m_damaged.insert(path).second) Log::error(LogCategory::storage, path + " is damaged: " + damage.what());
 }
 
 // Pictures before this one in its group have to be decoded anyway, and are likely to be asked for next.
@@ -127,9 +143,13 @@ Image FrameImageLoader::loadThumbnail(const Request& request, VideoInput& input)
     std::int64_t next = request.index;
     for (const std::int64_t start = input.groupStart(request.index); next > start; --next)
         if (m_cache.find(passedKey(request.path, next - 1))) break;
-    for (; next < request.index; ++next)
-        if (const Image passed = input.frame(next, side))
-            m_cache.insert(passedKey(request.path, next), request.path, passed);
+    try {
+        for (; next < request.index; ++next)
+            if (const Image passed = input.frame(next, side))
+                m_cache.insert(passedKey(request.path, next), request.path, passed);
+    } catch (const DamagedVideo&) {
+        // Whether that spoils the picture that is asked for shows when it is read.
+    }
     return input.frame(request.index, side);
 }
 
@@ -162,6 +182,7 @@ FrameImageLoader::Generator FrameImageLoader::openedForAnySize(const std::string
 void FrameImageLoader::forget(const std::string& path) {
     closeGenerators(path);
     m_cache.removePath(path);
+    m_damaged.erase(path);
 }
 
 void FrameImageLoader::closeGenerators(const std::string& path) {

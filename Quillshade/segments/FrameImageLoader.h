@@ -10,6 +10,7 @@
 #include <list>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -35,7 +36,8 @@ public:
     FrameImageLoader(const FrameImageLoader&) = delete;
     FrameImageLoader& operator=(const FrameImageLoader&) = delete;
 
-    /// The frame's picture; absent where it has none or none can be read. One that is in memory is there at once. A
+    /// The frame's picture; absent where it has none or none can be read. Where it is damaged, `result` throws
+    /// DamagedVideo, and the first such picture of a segment is logged. One that is in memory is there at once. A
     /// future that is cancelled before its turn costs nothing.
     QFuture<Image> image(const FrameSummary& frame, Size size);
     QFuture<Image> image(const FrameRecord& frame, Size size);
@@ -61,6 +63,7 @@ private:
     QFuture<Image> image(RowID frameID, const std::optional<std::string>& path, std::optional<std::int64_t> index,
                          Size size, bool isKept);
     Image load(const Request& request);
+    void logDamage(const std::string& path, const DamagedVideo& damage);
     Image loadThumbnail(const Request& request, VideoInput& input);
     Generator generator(const Request& request);
     Generator openedForAnySize(const std::string& path) const;
@@ -72,6 +75,7 @@ private:
     // Used on m_queue alone.
     Order m_order;
     std::unordered_map<std::string, Order::iterator> m_generators;
+    std::set<std::string> m_damaged; // segments whose damage was logged
 
     SerialQueue m_queue; // last, so that it has run all its work before anything that it uses goes
 };

@@ -76,6 +76,14 @@ std::string namingTheFolder(std::string message, const fs::path& file) {
     return message;
 }
 
+bool canBeRead(VideoInput& input, std::int64_t index) {
+    try {
+        return input.frame(index, probeSide) != nullptr;
+    } catch (const DamagedVideo&) {
+        return false;
+    }
+}
+
 // A file that was cut short may announce more than can be read: from the end back to the first picture that is there.
 // Throws VideoError where that can't be found out now.
 std::int64_t readableFrames(VideoCodec& codec, const fs::path& file) {
@@ -83,7 +91,7 @@ std::int64_t readableFrames(VideoCodec& codec, const fs::path& file) {
     try {
         const auto input = codec.open(file);
         std::int64_t count = input->frameCount();
-        while (count > 0 && !input->frame(count - 1, probeSide))
+        while (count > 0 && !canBeRead(*input, count - 1))
             --count;
         return count;
     } catch (const DamagedVideo&) {
@@ -93,14 +101,16 @@ std::int64_t readableFrames(VideoCodec& codec, const fs::path& file) {
 
 } // namespace
 
-SegmentManager::SegmentManager(StoreHub& hub, VideoCodec& codec, Volume& volume, double finishLimitSeconds)
-    : m_hub(hub), m_codec(codec), m_volume(volume), m_finishLimitSeconds(finishLimitSeconds),
+SegmentManager::SegmentManager(StoreHub& hub, VideoCodec& codec, Volume& volume, const Clock& clock,
+                               double finishLimitSeconds)
+    : m_hub(hub), m_codec(codec), m_volume(volume), m_clock(clock), m_finishLimitSeconds(finishLimitSeconds),
       m_finishing("com.brindlewick.nomara.segments.finish", QueueQuality::utility) {}
 
 SegmentManager::~SegmentManager() = default;
 
 std::optional<SegmentManager::Place> SegmentManager::append(const Image& image, DisplayID displayID, Date date,
-                                                            ImageQuality quality) {
+                                                            ImageQuality quality,
+                                                            const std::function<bool()>& isInterrupted) {
     if (!image) return std::nullopt;
     const VideoSize size{image->width, image->height};
     auto entry = m_open.find(displayID);
@@ -111,8 +121,8 @@ std::optional<SegmentManager::Place> SegmentManager::append(const Image& image, 
         entry = m_open.end();
     }
     if (entry == m_open.end()) {
-        if (isDiskLow(date)) return std::nullopt;
-        if (!waitUntilStored(displayID)) {
+        if (isDiskLow()) return std::nullopt;
+        if (!waitUntilStored(displayID, isInterrupted)) {
             Log::error(LogCategory::capture, "Encoder busy, frame dropped");
             return std::nullopt;
         }
@@ -128,28 +138,30 @@ std::optional<SegmentManager::Place> SegmentManager::append(const Image& image, 
     if (entry->second->writer->isWriting() && entry->second->writer->storedFrames() > 0 &&
         (!closing || closing->isFinished))
         m_failures.recovered(displayID);
-    const auto index = entry->second->writer->append(image, date, encoderSpins);
+    const auto index = entry->second->writer->append(image, date, encoderSpins, isInterrupted);
     if (!index) return std::nullopt;
+    entry->second->lastPictureAt = m_clock.uptime();
     return Place{entry->second->id, *index};
 }
 
 // A crash costs a display one picture: as long as the last one of the segment before isn't on the disk, no new segment
 // takes one.
-bool SegmentManager::waitUntilStored(DisplayID displayID) {
+bool SegmentManager::waitUntilStored(DisplayID displayID, const std::function<bool()>& isInterrupted) {
     const auto entry = m_closing[displayID].lock();
     if (!entry) return true;
     const SegmentWriter& writer = *entry->writer;
     for (int spin = 0; writer.isWriting() && writer.storedFrames() < writer.frameCount(); ++spin) {
-        if (spin == encoderSpins) return false;
+        if (spin == encoderSpins || (isInterrupted && isInterrupted())) return false;
         std::this_thread::sleep_for(spinTime);
     }
     return true;
 }
 
-void SegmentManager::closeIdle(double limitSeconds, Date date) {
+void SegmentManager::closeIdle(double limitSeconds) {
+    const double now = m_clock.uptime();
     std::vector<DisplayID> idle;
     for (const auto& [displayID, entry] : m_open)
-        if (date - entry->writer->lastFrameAt() >= limitSeconds) idle.push_back(displayID);
+        if (now - entry->lastPictureAt >= limitSeconds) idle.push_back(displayID);
     for (const DisplayID displayID : idle)
         close(displayID);
 }
@@ -171,7 +183,7 @@ void SegmentManager::closeAllAndWait() {
     const std::chrono::duration<double> limit(m_finishLimitSeconds);
     for (auto& [displayID, entry] : std::exchange(m_open, {})) {
         const auto work =
-            std::make_shared<std::packaged_task<std::int64_t()>>([this, entry] { return finish(*entry); });
+            std::make_shared<std::packaged_task<std::int64_t()>>([this, entry = entry] { return finish(*entry); });
         auto bytes = work->get_future();
         m_finishing.async([work] { (*work)(); });
         const bool finished = bytes.wait_for(limit) == std::future_status::ready;
@@ -200,8 +212,8 @@ QFuture<void> SegmentManager::recoverOpenSegments() {
         std::vector<SegmentRecord> segments;
         try {
             segments = m_hub.read([](MemoryStore& store) { return store.openSegments(); });
-        } catch (const std::exception&) {
-            // The hub tells of damage by itself; there is nothing to put right without the list.
+        } catch (const std::exception& error) {
+            Log::error(LogCategory::storage, std::string("Segments left open could not be listed: ") + error.what());
         }
         for (const SegmentRecord& segment : segments)
             recover(segment);
@@ -210,16 +222,20 @@ QFuture<void> SegmentManager::recoverOpenSegments() {
     return promise->future();
 }
 
-// All frames of a file have one size and one quality.
-bool SegmentManager::mustRollOver(const Open& entry, VideoSize size, Date date, ImageQuality quality) {
+// All frames of a file have one size and one quality. Its time is told by both clocks: one stands still while the
+// machine sleeps, the other may be set, and none of a segment's frames may lie before its start.
+bool SegmentManager::mustRollOver(const Open& entry, VideoSize size, Date date, ImageQuality quality) const {
     const SegmentWriter& writer = *entry.writer;
-    return date - writer.startedAt() >= longestSegmentSeconds || writer.frameCount() >= mostFrames ||
-           !writer.isWriting() || writer.sourceSize() != size || entry.quality != quality;
+    const double age = date - writer.startedAt();
+    return age < 0 || std::max(age, m_clock.uptime() - entry.openedAt) >= longestSegmentSeconds ||
+           writer.frameCount() >= mostFrames || !writer.isWriting() || writer.sourceSize() != size ||
+           entry.quality != quality;
 }
 
-bool SegmentManager::isDiskLow(Date date) {
-    if (m_diskCheckedAt && date - *m_diskCheckedAt < diskCheckSeconds && date >= *m_diskCheckedAt) return m_diskLow;
-    m_diskCheckedAt = date;
+bool SegmentManager::isDiskLow() {
+    const double now = m_clock.uptime();
+    if (m_diskCheckedAt && now - *m_diskCheckedAt < diskCheckSeconds) return m_diskLow;
+    m_diskCheckedAt = now;
     const auto available = m_volume.availableBytes(NomaraPaths::dataDirectory());
     if (!available) return m_diskLow;
     const bool low = *available < leastFreeBytes;
@@ -237,6 +253,7 @@ SegmentManager::Entry SegmentManager::openSegment(DisplayID displayID, VideoSize
     entry->displayID = displayID;
     entry->path = "segments/" + day + "/" + std::to_string(displayID) + "-" + std::to_string(milliseconds) + ".mp4";
     entry->quality = quality;
+    entry->openedAt = entry->lastPictureAt = m_clock.uptime();
     const fs::path file = NomaraPaths::framesFile(entry->path);
     makeDayFolder(file.parent_path());
     const auto [maxWidth, encoderQuality] = encoding(quality);
@@ -312,8 +329,9 @@ void SegmentManager::recover(const SegmentRecord& segment) {
             });
         });
         if (count == 0) removeFile(file);
-    } catch (const std::exception&) {
-        // The segment stays open, with its file, and the next start looks at it again.
+    } catch (const std::exception& error) {
+        // It stays open, with its file, and the next start looks at it again.
+        Log::error(LogCategory::storage, segment.path + " could not be recovered: " + error.what());
     }
 }
 

@@ -29,9 +29,13 @@ VideoSize SegmentWriter::outputSize(int maxWidth, VideoSize sourceSize) {
     return {width & ~1, height & ~1};
 }
 
-std::optional<std::int64_t> SegmentWriter::append(const Image& image, Date date, int spins) {
+std::optional<std::int64_t> SegmentWriter::append(const Image& image, Date date, int spins,
+                                                  const std::function<bool()>& isInterrupted) {
     if (!isWriting()) return std::nullopt;
-    if (!m_output->waitUntilReady(spins * spinSeconds)) {
+    bool isReady = m_output->waitUntilReady(0);
+    for (int spin = 0; !isReady && spin < spins && !(isInterrupted && isInterrupted()); ++spin)
+        isReady = m_output->waitUntilReady(spinSeconds);
+    if (!isReady) {
         Log::error(LogCategory::capture, "Encoder busy, frame dropped");
         return std::nullopt;
     }

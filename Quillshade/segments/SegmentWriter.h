@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -23,9 +24,10 @@ public:
     static VideoSize outputSize(int maxWidth, VideoSize sourceSize);
 
     /// Gives the picture's index, or nothing where it can't be taken; the index is then the next picture's. Waits for a
-    /// busy encoder at most `spins` times 5 milliseconds. The picture reaches the file a little later, if at all:
-    /// `storedFrames` tells.
-    std::optional<std::int64_t> append(const Image& image, Date date, int spins);
+    /// busy encoder at most `spins` times 5 milliseconds, and no longer once `isInterrupted`. The picture reaches the
+    /// file a little later, if at all: `storedFrames` tells.
+    std::optional<std::int64_t> append(const Image& image, Date date, int spins,
+                                       const std::function<bool()>& isInterrupted = {});
     /// Completes the file and gives its size in bytes. A file without pictures is removed and gives 0.
     std::int64_t finish();
     /// After `finish`: why the file isn't complete; absent where it is. What is stored can be read all the same.

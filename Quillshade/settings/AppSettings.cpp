@@ -1,13 +1,18 @@
 #include "Quillshade/settings/AppSettings.h"
 
 #include "Quillshade/settings/Spelling.h"
-#include "core/text/Graphemes.h"
 #include "platform/PreferenceText.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <set>
 
 namespace nomara {
+
+namespace {
+
+constexpr std::size_t maxUnknownTold = 20; // a file of something else has thousands
+
+} // namespace
 
 AppSettings::AppSettings(PreferencesStore& defaults, KnownApplications* applications)
     : m_defaults(defaults), m_applications(applications) {}
@@ -34,15 +39,12 @@ RecorderConfig AppSettings::recorderConfig() const {
 }
 
 RetentionPolicy AppSettings::retentionPolicy() const {
-    constexpr std::int64_t capLimit = std::int64_t{1} << 33;
     constexpr std::int64_t smallestCapBytes = std::int64_t{512} << 20;
-    if (diskCapGB() > capLimit || diskCapGB() < -capLimit) std::abort();
     RetentionPolicy policy;
     policy.fullImageDays = std::max<std::int64_t>(fullImageDays(), 1);
     policy.keyframeDays = keyframeDays() == 0 ? 0 : std::max(policy.fullImageDays, keyframeDays());
     policy.textDays = textDays() == 0 ? 0 : std::max({textDays(), policy.fullImageDays, policy.keyframeDays});
-    // At the limit itself the product is one more than 64 bits hold.
-    const std::int64_t capGB = std::clamp(diskCapGB(), -capLimit + 1, capLimit - 1);
+    const std::int64_t capGB = std::clamp(diskCapGB(), std::int64_t{0}, SettingText::maxGigabytes);
     policy.diskCapBytes = std::max(capGB * (std::int64_t{1} << 30), smallestCapBytes);
     return policy;
 }
@@ -54,6 +56,12 @@ bool AppSettings::reload() {
     return isOther;
 }
 
+void AppSettings::change(const PreferencesStore::Changes& changes) {
+    m_defaults.change(changes);
+    for (SettingBase* const row : rows())
+        row->reload();
+}
+
 AppSettings::Texts AppSettings::problems() const {
     Texts sentences;
     if (const std::string problem = m_defaults.problem(); !problem.empty()) sentences.push_back(problem);
@@ -62,10 +70,14 @@ AppSettings::Texts AppSettings::problems() const {
         if (!row->problem().empty())
             sentences.push_back("The setting " + row->key() + place + " can't be read: " + row->problem() + "." +
                                 (row->holdsRecording() ? "" : " Its default counts."));
-    for (const UnknownKey& unknown : unknownKeys())
-        sentences.push_back("There is no setting “" + Graphemes::validUTF8(unknown.key) + "”, which stands" +
+    const std::vector<UnknownKey> unknown = unknownKeys();
+    for (std::size_t i = 0; i < std::min(unknown.size(), maxUnknownTold); ++i)
+        sentences.push_back("There is no setting " + SettingText::inQuotes(unknown[i].key) + ", which stands" +
                             (place.empty() ? " in the settings" : place) + "." +
-                            (unknown.meant == nullptr ? "" : " Did you mean " + unknown.meant->key() + "?"));
+                            (unknown[i].meant == nullptr ? "" : " Did you mean " + unknown[i].meant->key() + "?"));
+    if (unknown.size() > maxUnknownTold)
+        sentences.push_back("There are no settings of " + std::to_string(unknown.size() - maxUnknownTold) +
+                            " more names" + place + ".");
     return sentences;
 }
 
@@ -86,18 +98,32 @@ AppSettings::Texts AppSettings::unknownApplications() const {
 
 std::vector<AppSettings::UnknownKey> AppSettings::unknownKeys() const {
     std::vector<UnknownKey> unknown;
+    std::set<std::string> seen;
     for (const std::string& key : m_defaults.keys()) {
-        const std::string folded = PreferenceText::foldedKey(key);
-        const SettingBase* meant = nullptr;
-        bool isKnown = false;
-        for (const SettingBase* const row : rows()) {
-            const std::string name = PreferenceText::foldedKey(row->key());
-            isKnown = isKnown || name == folded;
-            if (Spelling::isClose(folded, name)) meant = row;
-        }
-        if (!isKnown) unknown.push_back({key, meant});
+        if (!seen.insert(key).second) continue;
+        const SettingBase* const near = rowNear(key);
+        if (near == nullptr || PreferenceText::foldedKey(near->key()) != PreferenceText::foldedKey(key))
+            unknown.push_back({key, near});
     }
     return unknown;
+}
+
+SettingBase* AppSettings::rowNamed(std::string_view key) {
+    const std::string wanted = PreferenceText::foldedKey(key);
+    for (SettingBase* const row : rows())
+        if (PreferenceText::foldedKey(row->key()) == wanted) return row;
+    return nullptr;
+}
+
+const SettingBase* AppSettings::rowNear(std::string_view key) const {
+    const std::string wanted = PreferenceText::foldedKey(key);
+    const SettingBase* near = nullptr;
+    for (const SettingBase* const row : rows()) {
+        const std::string name = PreferenceText::foldedKey(row->key());
+        if (name == wanted) return row;
+        if (Spelling::isClose(wanted, name)) near = row;
+    }
+    return near;
 }
 
 template <typename Base, typename Self>

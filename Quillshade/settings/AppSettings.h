@@ -56,10 +56,10 @@ public:
     Setting<Texts, SiteListCodec> excludedSites =
         row<Texts, SiteListCodec>("excludedSites", {}, Unreadable::holdsRecording);
     Setting<bool> skipPrivateWindows = row("skipPrivateWindows", true);
-    Setting<std::int64_t> fullImageDays = row("fullImageDays", std::int64_t{7});
-    Setting<std::int64_t> keyframeDays = row("keyframeDays", std::int64_t{60}); ///< 0 means forever
-    Setting<std::int64_t> textDays = row("textDays", std::int64_t{0});          ///< 0 means forever
-    Setting<std::int64_t> diskCapGB = row("diskCapGB", std::int64_t{10});
+    Setting<std::int64_t, DaysCodec> fullImageDays = row<std::int64_t, DaysCodec>("fullImageDays", 7);
+    Setting<std::int64_t, DaysCodec> keyframeDays = row<std::int64_t, DaysCodec>("keyframeDays", 60); ///< 0: forever
+    Setting<std::int64_t, DaysCodec> textDays = row<std::int64_t, DaysCodec>("textDays", 0);          ///< 0: forever
+    Setting<std::int64_t, GigabytesCodec> diskCapGB = row<std::int64_t, GigabytesCodec>("diskCapGB", 10);
     Setting<bool> excludeFromBackup = row("excludeFromBackup", true);
     Setting<HotKeyCombo> hotKey = row("hotKey", HotKeyCombo());
     Setting<bool> hotKeyEnabled = row("hotKeyEnabled", true);
@@ -73,12 +73,14 @@ public:
         silentRow("pausedUntil", std::optional<Date>(), Unreadable::holdsRecording);
 
     RecorderConfig recorderConfig() const;
-    /// The ages made consistent with each other, whatever is stored. Ends the process for a cap beyond ±2^33 GB.
+    /// The ages made consistent with each other, whatever is stored.
     RetentionPolicy retentionPolicy() const;
 
     /// Takes over what somebody has written into the store. True if anything is another now; the caller then acts on
     /// it, as `onChange` isn't called.
     bool reload();
+    /// Stores these texts at once and takes them over; announces nothing, like `reload`.
+    void change(const PreferencesStore::Changes& changes);
     /// What can't be read, each as a sentence.
     Texts problems() const;
     /// Whether one of the problems holds the recording up.
@@ -89,6 +91,10 @@ public:
     /// Every row, in the order above.
     std::vector<SettingBase*> rows();
     std::vector<const SettingBase*> rows() const;
+    /// The row that a person means by this key; none, where there is no such.
+    SettingBase* rowNamed(std::string_view key);
+    /// The one whose key is spelled almost like that.
+    const SettingBase* rowNear(std::string_view key) const;
     const PreferencesStore& store() const { return m_defaults; }
     KnownApplications* applications() const { return m_applications; }
 

@@ -1,5 +1,6 @@
 #include "Quillshade/settings/ListText.h"
 
+#include "Quillshade/settings/SettingText.h"
 #include "core/text/Graphemes.h"
 #include "core/text/TextNormalizer.h"
 #include "core/text/WebAddress.h"
@@ -16,14 +17,11 @@ namespace nomara::ListText {
 namespace {
 
 using nlohmann::json;
+using SettingText::inQuotes;
 
 struct Unreadable : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
-
-std::string inQuotes(std::string_view text) {
-    return "“" + std::string(text) + "”";
-}
 
 bool startsWith(std::string_view text, std::string_view beginning) {
     return text.size() >= beginning.size() &&
@@ -147,6 +145,7 @@ private:
                 throw Unreadable("a bracket stands where none is expected");
             if (quoteOf(character) == '"') throw Unreadable("a quote stands in the middle of " + inQuotes(entry));
             entry += character;
+            if (entry.size() > SettingText::maxEntryBytes) throw Unreadable(SettingText::entryProblem(entry));
         }
         if (m_isBracketed) {
             const json value = json::parse(entry, nullptr, false);
@@ -230,8 +229,11 @@ Reading parse(std::string_view text, Kind kind) {
         for (const std::string& written : Scanner(whole).entries()) {
             if (Graphemes::trimmed(written).empty()) continue;
             std::string entry = kind == Kind::sites ? site(written) : application(written);
+            if (std::string problem = SettingText::entryProblem(entry); !problem.empty()) throw Unreadable(problem);
             if (known.insert(folded(entry, kind)).second) reading.entries.push_back(std::move(entry));
         }
+        if (reading.entries.size() > SettingText::maxEntries)
+            throw Unreadable("it has more than " + std::to_string(SettingText::maxEntries) + " entries");
     } catch (const Unreadable& error) {
         return {{}, error.what()};
     }

@@ -1,8 +1,10 @@
 #pragma once
 
 #include "Quillshade/settings/ListText.h"
+#include "Quillshade/settings/SettingText.h"
 #include "platform/PreferencesStore.h"
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -36,8 +38,10 @@ public:
 
     /// Reads the stored text again; true if the value, or whether it can be read, is another now. Announces nothing.
     virtual bool reload() = 0;
-    /// Why a text as a person would write it is no value, as a clause; empty where it is one.
+    /// Why a text as a person would write it is no value, as a clause that says what would be one; empty where it is.
     virtual std::string check(std::string_view text) const = 0;
+    /// How the value of such a text is stored; absent where it stands there by its absence, and for no value.
+    virtual std::optional<std::string> stored(std::string_view text) const = 0;
     /// Sets the value from such a text; false, and nothing changed, if it is none.
     virtual bool setFromText(std::string_view text) = 0;
 
@@ -73,6 +77,20 @@ struct PreferenceCodec {
     static std::optional<std::string> print(const T& value);
 };
 
+/// A whole number of a range, which its problem names.
+struct WholeNumberText {
+    static Parsed<std::int64_t> parse(std::string_view text, std::int64_t least, std::int64_t most);
+    static std::optional<std::string> print(std::int64_t value);
+};
+
+template <std::int64_t least, std::int64_t most>
+struct WholeNumberCodec {
+    static Parsed<std::int64_t> parse(std::string_view text) { return WholeNumberText::parse(text, least, most); }
+    static std::optional<std::string> print(std::int64_t value) { return WholeNumberText::print(value); }
+};
+using DaysCodec = WholeNumberCodec<0, SettingText::maxDays>;
+using GigabytesCodec = WholeNumberCodec<0, SettingText::maxGigabytes>;
+
 struct SiteListCodec {
     static Parsed<std::vector<std::string>> parse(std::string_view text);
     static std::optional<std::string> print(const std::vector<std::string>& list) { return ListText::print(list); }
@@ -102,20 +120,29 @@ public:
 
     bool reload() override {
         const auto text = storedText();
-        Parsed<T> parsed = text ? Codec::parse(*text) : Parsed<T>{m_fallback, {}};
+        Parsed<T> parsed = text ? parse(*text) : Parsed<T>{m_fallback, {}};
         const bool isOther = problem() != parsed.problem || m_value != parsed.value.value_or(m_fallback);
         m_value = std::move(parsed.value).value_or(m_fallback);
         setProblem(std::move(parsed.problem));
         return isOther;
     }
-    std::string check(std::string_view text) const override { return Codec::parse(text).problem; }
+    std::string check(std::string_view text) const override { return parse(text).problem; }
+    std::optional<std::string> stored(std::string_view text) const override {
+        const auto parsed = parse(text);
+        return parsed.value ? Codec::print(*parsed.value) : std::nullopt;
+    }
     bool setFromText(std::string_view text) override {
-        auto parsed = Codec::parse(text);
+        auto parsed = parse(text);
         if (parsed.value) set(*std::move(parsed.value));
         return parsed.value.has_value();
     }
 
 private:
+    static Parsed<T> parse(std::string_view text) {
+        if (std::string problem = SettingText::problem(text); !problem.empty()) return {std::nullopt, problem};
+        return Codec::parse(text);
+    }
+
     const std::function<void()> m_changed;
     const T m_fallback;
     T m_value;

@@ -5,29 +5,21 @@
 #include "platform/PreferenceText.h"
 
 #include <algorithm>
-#include <functional>
-#include <optional>
 #include <set>
+#include <utility>
 
 namespace nomara {
 
 namespace {
 
 using Texts = std::vector<std::string>;
-
-std::string inQuotes(const std::string& text) {
-    return "“" + text + "”";
-}
+using SettingText::inQuotes;
 
 std::string joined(const Texts& texts) {
     std::string all;
     for (const std::string& text : texts)
         all.append(all.empty() ? "" : ", ").append(text);
     return all;
-}
-
-bool contains(const Texts& texts, const std::string& text) {
-    return std::ranges::find(texts, text) != texts.end();
 }
 
 /// "bitwarden" is near "com.bitwarden.desktop" as well as near "Bitwarden".
@@ -39,74 +31,78 @@ bool isNear(const std::string& written, const KnownApplication& application) {
            Spelling::isClose(wanted, PreferenceText::foldedKey(application.name));
 }
 
-/// One of the two lists, and how its entries are told apart.
+/// The entries of a list, and which others count as the same.
+class Entries {
+public:
+    Entries(const Texts& list, ListText::Kind kind, KnownApplications* applications)
+        : m_kind(kind), m_applications(applications) {
+        for (const std::string& entry : list) {
+            m_written.insert(entry);
+            m_folded.insert(ListText::folded(entry, kind));
+            for (std::string& id : identifiers(entry))
+                m_identifiers.insert(std::move(id));
+        }
+    }
+
+    bool holds(const std::string& entry) const {
+        const Texts ids = identifiers(entry);
+        return m_folded.contains(ListText::folded(entry, m_kind)) || m_identifiers.contains(entry) ||
+               std::ranges::any_of(ids, [this](const std::string& id) { return m_written.contains(id); });
+    }
+
+private:
+    Texts identifiers(const std::string& entry) const {
+        return m_applications == nullptr ? Texts() : m_applications->identifiers(entry);
+    }
+
+    const ListText::Kind m_kind;
+    KnownApplications* const m_applications;
+    std::set<std::string> m_written, m_folded, m_identifiers;
+};
+
+/// One of the two lists while it is worked on; nothing is stored.
 class ListEditor {
 public:
-    ListEditor(AppSettings& settings, Texts& notes, bool isApplications)
-        : m_settings(settings), m_notes(notes),
-          m_kind(isApplications ? ListText::Kind::applications : ListText::Kind::sites) {}
+    ListEditor(AppSettings& settings, Texts& notes, ListText::Kind kind)
+        : m_notes(notes), m_kind(kind), m_applications(isApplications() ? settings.applications() : nullptr),
+          m_row(isApplications() ? static_cast<SettingBase&>(settings.excludedApps) : settings.excludedSites),
+          m_entries(isApplications() ? settings.excludedApps() : settings.excludedSites()) {}
 
-    const std::string& key() const {
-        return isApplications() ? m_settings.excludedApps.key() : m_settings.excludedSites.key();
-    }
-    const SettingBase& row() const {
-        if (isApplications()) return m_settings.excludedApps;
-        return m_settings.excludedSites;
-    }
+    const SettingBase& row() const { return m_row; }
+    std::string text() const { return ListText::print(m_entries); }
 
     void set(const std::string& text) {
-        const Texts before = entries();
-        const Texts now = ListText::parse(text, m_kind).entries;
-        store(now);
+        const Texts before = std::exchange(m_entries, ListText::parse(text, m_kind).entries);
+        const Entries now(m_entries, m_kind, m_applications);
         Texts lost;
         for (const std::string& entry : before)
-            if (!holds(now, entry)) lost.push_back(nameOf(entry));
-        if (!lost.empty()) m_notes.push_back(key() + " no longer holds: " + joined(lost) + ".");
-        noteUnknown(now);
+            if (!now.holds(entry)) lost.push_back(nameOf(entry));
+        if (!lost.empty()) m_notes.push_back(m_row.key() + " no longer holds: " + joined(lost) + ".");
+        noteUnknown(m_entries);
     }
 
     void add(const std::string& text) {
-        Texts now = entries();
+        const Entries before(m_entries, m_kind, m_applications);
         const Texts added = ListText::parse(text, m_kind).entries;
         for (const std::string& entry : added) {
-            if (holds(now, entry))
-                m_notes.push_back(key() + " holds " + inQuotes(entry) + " already.");
+            if (before.holds(entry))
+                m_notes.push_back(m_row.key() + " holds " + inQuotes(entry) + " already.");
             else
-                now.push_back(entry);
+                m_entries.push_back(entry);
         }
-        store(now);
         noteUnknown(added);
     }
 
     void remove(const std::string& text) {
-        Texts now = entries();
-        for (const std::string& entry : ListText::parse(text, m_kind).entries)
-            if (std::erase_if(now, [&](const std::string& held) { return isSame(held, entry); }) == 0)
-                m_notes.push_back(key() + " doesn't hold " + inQuotes(entry) + ".");
-        store(now);
+        const Texts removed = ListText::parse(text, m_kind).entries;
+        const Entries before(m_entries, m_kind, m_applications), gone(removed, m_kind, m_applications);
+        for (const std::string& entry : removed)
+            if (!before.holds(entry)) m_notes.push_back(m_row.key() + " doesn't hold " + inQuotes(entry) + ".");
+        std::erase_if(m_entries, [&](const std::string& entry) { return gone.holds(entry); });
     }
 
 private:
     bool isApplications() const { return m_kind == ListText::Kind::applications; }
-    const Texts& entries() const { return isApplications() ? m_settings.excludedApps() : m_settings.excludedSites(); }
-    void store(const Texts& entries) {
-        if (isApplications())
-            m_settings.excludedApps.set(entries);
-        else
-            m_settings.excludedSites.set(entries);
-    }
-
-    Texts identifiers(const std::string& entry) const {
-        KnownApplications* const applications = m_settings.applications();
-        return isApplications() && applications != nullptr ? applications->identifiers(entry) : Texts();
-    }
-    bool isSame(const std::string& one, const std::string& other) const {
-        return ListText::folded(one, m_kind) == ListText::folded(other, m_kind) || contains(identifiers(one), other) ||
-               contains(identifiers(other), one);
-    }
-    bool holds(const Texts& list, const std::string& entry) const {
-        return std::ranges::any_of(list, [&](const std::string& held) { return isSame(held, entry); });
-    }
     std::string nameOf(const std::string& entry) const {
         const auto& names = AppCatalog::passwordManagerNames();
         const auto known = names.find(entry);
@@ -114,13 +110,12 @@ private:
     }
 
     void noteUnknown(const Texts& entries) {
-        KnownApplications* const applications = m_settings.applications();
-        if (!isApplications() || applications == nullptr) return;
+        if (m_applications == nullptr) return;
         for (const std::string& entry : entries) {
-            if (!identifiers(entry).empty()) continue;
+            if (!m_applications->identifiers(entry).empty()) continue;
             std::string note = inQuotes(entry) + " is no application that is known or installed here; it stays in " +
-                               key() + " all the same.";
-            for (const KnownApplication& application : applications->all()) {
+                               m_row.key() + " all the same.";
+            for (const KnownApplication& application : m_applications->all()) {
                 if (!isNear(entry, application)) continue;
                 note += " Did you mean " + application.id +
                         (application.name.empty() ? "" : " (" + application.name + ")") + "?";
@@ -130,75 +125,86 @@ private:
         }
     }
 
-    AppSettings& m_settings;
     Texts& m_notes;
     const ListText::Kind m_kind;
+    KnownApplications* const m_applications;
+    const SettingBase& m_row;
+    Texts m_entries;
 };
 
-struct Command {
-    std::string option, text, key, value;
-    SettingBase* row = nullptr;
-};
-
-std::string checkRow(AppSettings& settings, Command& command) {
-    const std::size_t equals = command.text.find('=');
-    if (equals == std::string::npos) return command.option + " wants KEY=VALUE, not " + inQuotes(command.text) + ".";
-    command.key = command.text.substr(0, equals);
-    command.value = command.text.substr(equals + 1);
-    for (SettingBase* const row : settings.rows())
-        if (row->key() == command.key) command.row = row;
-    if (command.row == nullptr) return "There is no setting " + inQuotes(command.key) + ".";
-    const std::string problem = command.row->check(command.value);
-    return problem.empty() ? "" : "The setting " + command.key + " can't be that: " + problem + ".";
+std::string noSetting(const AppSettings& settings, const std::string& key) {
+    Texts keys;
+    for (const SettingBase* const row : settings.rows())
+        keys.push_back(row->key());
+    const SettingBase* const near = settings.rowNear(key);
+    return "There is no setting " + inQuotes(key) + "." +
+           (near == nullptr ? "" : " Did you mean " + near->key() + "?") + " The settings are " + joined(keys) + ".";
 }
+
+/// The commands of one go, worked out before any of them counts.
+class Changes {
+public:
+    Changes(AppSettings& settings, Texts& notes)
+        : m_settings(settings), m_notes(notes), m_sites(settings, notes, ListText::Kind::sites),
+          m_applications(settings, notes, ListText::Kind::applications) {}
+
+    using Operation = void (ListEditor::*)(const std::string&);
+    /// Why this makes no sense, as a sentence; empty where it does.
+    std::string work(const std::string& option, const std::string& command, Operation operation) {
+        const std::size_t equals = command.find('=');
+        if (equals == std::string::npos) return option + " wants KEY=VALUE, not " + inQuotes(command) + ".";
+        const std::string key = command.substr(0, equals), value = command.substr(equals + 1);
+        SettingBase* const row = m_settings.rowNamed(key);
+        if (row == nullptr) return noSetting(m_settings, key);
+        const bool isSet = m_texts.contains(row->key()), sets = operation == &ListEditor::set;
+        if (const std::string problem = row->check(value); !problem.empty())
+            return "The setting " + row->key() + " can't be that: " + problem + ".";
+        if (sets && isSet) m_notes.push_back(row->key() + " is set twice; the last one counts.");
+        ListEditor* const list = listOf(*row);
+        if (list == nullptr && !sets) return row->key() + " is no list; use --set.";
+        // An unreadable list would be replaced by what is added to it.
+        if (!sets && !isSet && !row->problem().empty()) {
+            const std::string place = m_settings.store().place();
+            return "The setting " + row->key() + " can't be read as it stands: " + row->problem() + ". Mend it" +
+                   (place.empty() ? "" : " in " + place) + ", or use --set to replace it.";
+        }
+        if (list != nullptr) (list->*operation)(value);
+        const std::string text = list == nullptr ? value : list->text();
+        m_texts[row->key()] = row->stored(text);
+        const std::string problem = row->check(text);
+        return problem.empty() ? "" : "The setting " + row->key() + " can't be that: " + problem + ".";
+    }
+
+    const PreferencesStore::Changes& texts() const { return m_texts; }
+
+private:
+    ListEditor* listOf(const SettingBase& row) {
+        if (&row == &m_sites.row()) return &m_sites;
+        return &row == &m_applications.row() ? &m_applications : nullptr;
+    }
+
+    AppSettings& m_settings;
+    Texts& m_notes;
+    ListEditor m_sites, m_applications;
+    PreferencesStore::Changes m_texts;
+};
 
 } // namespace
 
 SettingsCommands::Outcome SettingsCommands::apply(AppSettings& settings) const {
     Outcome outcome;
-    ListEditor sites(settings, outcome.notes, false), applications(settings, outcome.notes, true);
-    const auto listOf = [&](const Command& command) -> ListEditor* {
-        if (command.row == &sites.row()) return &sites;
-        return command.row == &applications.row() ? &applications : nullptr;
+    Changes changes(settings, outcome.notes);
+    const auto workAll = [&](const char* option, const Texts& commands, Changes::Operation operation) {
+        for (const std::string& command : commands)
+            if (outcome.problem.empty()) outcome.problem = changes.work(option, command, operation);
     };
-    std::vector<std::function<void()>> work;
-    std::set<const SettingBase*> isSet;
-    const auto prepare = [&](const char* option, const Texts& texts, const auto& body) {
-        for (const std::string& text : texts) {
-            Command command{option, text, {}, {}, nullptr};
-            outcome.problem = checkRow(settings, command);
-            if (outcome.problem.empty()) outcome.problem = body(command);
-            if (!outcome.problem.empty()) return false;
-        }
-        return true;
-    };
-    const auto edit = [&](void (ListEditor::*operation)(const std::string&)) {
-        return [&, operation](const Command& command) -> std::string {
-            ListEditor* const list = listOf(command);
-            if (list == nullptr) return command.key + " is no list; use --set.";
-            // An unreadable list would be replaced by what is added to it.
-            if (!isSet.contains(command.row) && !command.row->problem().empty())
-                return "The setting " + command.key + " can't be read as it stands: " + command.row->problem() +
-                       ". Mend it" + (settings.store().place().empty() ? "" : " in " + settings.store().place()) +
-                       ", or use --set to replace it.";
-            work.emplace_back([list, operation, value = command.value] { (list->*operation)(value); });
-            return {};
-        };
-    };
-    const auto replace = [&](const Command& command) -> std::string {
-        isSet.insert(command.row);
-        work.emplace_back([list = listOf(command), row = command.row, value = command.value] {
-            if (list != nullptr)
-                list->set(value);
-            else
-                row->setFromText(value);
-        });
-        return {};
-    };
-    if (prepare("--set", set, replace) && prepare("--add", add, edit(&ListEditor::add)) &&
-        prepare("--remove", remove, edit(&ListEditor::remove)))
-        for (const auto& each : work)
-            each();
+    workAll("--set", set, &ListEditor::set);
+    workAll("--add", add, &ListEditor::add);
+    workAll("--remove", remove, &ListEditor::remove);
+    if (!outcome.problem.empty())
+        outcome.notes.clear();
+    else if (!changes.texts().empty())
+        settings.change(changes.texts());
     return outcome;
 }
 

@@ -13,6 +13,7 @@ bool isClose(std::string_view written, std::string_view meant) {
     const std::size_t limit = std::min(written.size(), meant.size()) < shortWord ? 1 : 2;
     if (std::min(written.size(), meant.size()) < shortest || std::max(written.size(), meant.size()) > maxLength)
         return written == meant;
+    if (std::max(written.size(), meant.size()) - std::min(written.size(), meant.size()) > limit) return false;
     // The number of changes from each beginning of one to each beginning of the other, a row at a time.
     std::vector<std::size_t> row(meant.size() + 1);
     std::iota(row.begin(), row.end(), 0U);

@@ -23,7 +23,7 @@ bool isMissing(int error) {
 
 DatabaseFile::Identity DatabaseFile::identityOf(const fs::path& file) {
     struct stat status {};
-    return stat(file.c_str(), &status) == 0 ? Identity{status.st_dev, status.st_ino} : Identity();
+    return stat(file.c_str(), &status) == 0 ? Identity{status.st_dev, status.st_ino, status.st_size} : Identity();
 }
 
 void DatabaseFile::remember(const fs::path& file) {
@@ -36,7 +36,7 @@ void DatabaseFile::remember(const fs::path& file) {
 DatabaseFile::State DatabaseFile::look() {
     struct stat status {};
     if (stat(m_file.c_str(), &status) == 0) {
-        if (Identity{status.st_dev, status.st_ino} == m_database) {
+        if (m_database.isSame({status.st_dev, status.st_ino})) {
             m_log = identityOf(logOf(m_file));
             return State::inPlace;
         }
@@ -66,7 +66,7 @@ DatabaseFile::State DatabaseFile::look() {
 
 void DatabaseFile::removeLog() const {
     const fs::path log = logOf(m_file);
-    const bool isOurs = identityOf(log) == m_log && m_log.number != 0;
+    const bool isOurs = identityOf(log).isSame(m_log) && m_log.number != 0;
     const bool isLeftOver = identityOf(m_file).number == 0;
     if (!isOurs && !isLeftOver) return;
     std::error_code ignored; // what can't be removed can't be opened either, and that is told

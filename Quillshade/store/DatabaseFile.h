@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 
@@ -22,6 +23,8 @@ public:
     void remember(const std::filesystem::path& file);
     /// Costs a question or two to the system.
     State look();
+    /// Bytes that the write-ahead log took when it was last looked at.
+    std::int64_t logBytes() const { return m_log.bytes; }
     /// Why it is away, as a clause.
     const std::string& reason() const { return m_reason; }
     /// What the log holds belongs to the file that was remembered: it must not be taken for the log of the next one.
@@ -32,7 +35,8 @@ private:
     struct Identity {
         dev_t device = 0;
         ino_t number = 0;
-        friend bool operator==(const Identity&, const Identity&) = default;
+        std::int64_t bytes = 0;
+        bool isSame(const Identity& other) const { return device == other.device && number == other.number; }
     };
     static Identity identityOf(const std::filesystem::path& file);
 

@@ -1,15 +1,23 @@
 #include "Quillshade/store/StoreHub.h"
 
+#include "Quillshade/store/DataEraser.h"
+#include "Quillshade/store/FileLocks.h"
+#include "Quillshade/store/FolderLock.h"
 #include "core/base/Calendar.h"
 #include "core/base/Log.h"
 #include "core/base/Paths.h"
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <stdexcept>
 #include <string>
 #include <system_error>
+#include <vector>
+
+#include <unistd.h>
 
 namespace nomara {
 
@@ -26,6 +34,18 @@ std::string stamp(Date date) {
 }
 
 constexpr std::int32_t cannotOpen = 14; // SQLite's code
+
+constexpr double firstLogPause = 5, longestLogPause = 60;
+constexpr int failuresUntilTold = 3;
+
+std::string logReaders() {
+    // Where SQLite's file format puts the locks of those who read.
+    constexpr std::uint64_t firstReader = 123, lastReader = 127;
+    std::vector<pid_t> processes =
+        FileLocks::bytes(fs::path(NomaraPaths::databaseURL()) += "-shm", firstReader, lastReader);
+    std::erase(processes, getpid());
+    return processes.empty() ? "a program" : "another program (process " + std::to_string(processes.front()) + ")";
+}
 
 // SQLite's primary result codes for a file that can't be written to.
 bool isRefusal(std::int32_t primaryCode) {
@@ -51,24 +71,14 @@ void setAside(Date now) {
     }
 }
 
-// Where the folder is a link to another disk, what must go is there; the user's link stays.
-void removeDataDirectory() {
-    fs::path folder = NomaraPaths::dataDirectory();
-    if (!folder.has_filename()) folder = folder.parent_path();
-    if (fs::is_symlink(folder) && fs::is_directory(folder))
-        for (const fs::directory_entry& entry : fs::directory_iterator(folder))
-            fs::remove_all(entry.path());
-    else
-        fs::remove_all(folder);
-}
-
 } // namespace
 
-StoreHub::StoreHub(Executor mainThread, const Clock& clock)
-    : m_mainThread(std::move(mainThread)), m_clock(clock),
+StoreHub::StoreHub(Executor mainThread, const Clock& clock, FolderLock* lock, const LogBounds& bounds)
+    : m_mainThread(std::move(mainThread)), m_clock(clock), m_folderLock(lock), m_logBounds(bounds),
       m_writeQueue("com.brindlewick.nomara.store.write", QueueQuality::utility),
       m_readQueue("com.brindlewick.nomara.store.read", QueueQuality::userInitiated) {
     NomaraPaths::ensureDirectories();
+    takeFolder();
     openStores();
 }
 
@@ -77,9 +87,15 @@ StoreHub::~StoreHub() = default;
 void StoreHub::eraseAll() {
     exclusively([this] {
         closeStores();
-        removeDataDirectory();
+        std::exception_ptr failure;
+        try {
+            eraseDataFolder();
+        } catch (const fs::filesystem_error&) {
+            failure = std::current_exception(); // what is left is no reason to stand still
+        }
         NomaraPaths::ensureDirectories();
         openStores();
+        if (failure) std::rethrow_exception(failure);
     });
 }
 
@@ -117,10 +133,14 @@ QFuture<void> StoreHub::reopen() {
         try {
             m_readQueue.sync([this] {
                 // One that was moved away gets what its log still holds; it stays whole.
-                m_writer->checkpoint();
+                std::error_code error;
+                const auto logBytes = fs::file_size(fs::path(NomaraPaths::databaseURL()) += "-wal", error);
+                if (!m_writer->checkpoint() && !error && logBytes > 0)
+                    Log::error(LogCategory::storage, "What the log of the memory before still held is lost");
                 closeStores();
-                m_file.removeLog();
                 NomaraPaths::ensureDirectories();
+                takeFolder();
+                m_file.removeLog();
                 openStores();
             });
             tell({});
@@ -161,7 +181,9 @@ void StoreHub::checkPlace() {
     StoreTrouble trouble;
     switch (m_file.look()) {
     case DatabaseFile::State::inPlace:
-        if (m_trouble.kind != Kind::refused) tell({});
+        if (m_trouble.kind == Kind::removed || m_trouble.kind == Kind::replaced || m_trouble.kind == Kind::away)
+            tell({});
+        watchLog();
         return;
     case DatabaseFile::State::removed:
         trouble = {Kind::removed, "The memory " + file + " was removed or moved away."};
@@ -175,6 +197,30 @@ void StoreHub::checkPlace() {
     }
     tell(trouble);
     throw SQLiteError(cannotOpen, trouble.sentence);
+}
+
+// Another program that stays in one reading, as a backup may, keeps the log from ever being begun anew. Nobody can end
+// that reading but the program itself.
+void StoreHub::watchLog() {
+    using Kind = StoreTrouble::Kind;
+    const std::int64_t bytes = m_file.logBytes();
+    const double now = m_clock.uptime();
+    if (bytes > m_logBounds.usual && now < m_nextLogTry) return;
+    if (bytes <= m_logBounds.usual || m_writer->checkpoint(false)) {
+        m_logFailures = 0;
+        m_nextLogTry = 0;
+        if (m_trouble.kind == Kind::logGrows || m_trouble.kind == Kind::logFull) tell({});
+        return;
+    }
+    m_nextLogTry = now + std::min(firstLogPause * std::exp2(m_logFailures), longestLogPause);
+    // One that ends soon, our own among them, isn't worth a word.
+    if (++m_logFailures < failuresUntilTold || bytes <= m_logBounds.told || m_trouble.kind == Kind::refused) return;
+    const bool isFull = bytes > m_logBounds.most;
+    tell({isFull ? Kind::logFull : Kind::logGrows,
+          "The log " + NomaraPaths::databaseURL().string() + "-wal has grown beyond " +
+              std::to_string((isFull ? m_logBounds.most : m_logBounds.told) >> 20) + " MB, as " + logReaders() +
+              " has been reading the memory all the time" +
+              (isFull ? "; nothing is recorded until that ends." : "; it is emptied once that ends.")});
 }
 
 void StoreHub::reportRefusal(const std::exception& error) {
@@ -202,6 +248,16 @@ void StoreHub::setOnDamage(std::function<void()> onDamage) {
     *m_onDamage = std::move(onDamage);
 }
 
+// Another program of ours may have begun there as soon as the folder was no longer the locked one.
+void StoreHub::takeFolder() {
+    const fs::path folder = NomaraPaths::dataDirectory();
+    if (m_folderLock == nullptr || m_folderLock->take(folder)) return;
+    const pid_t holder = FolderLock::holder(folder);
+    throw std::runtime_error("another Quillshade" +
+                             (holder == 0 ? std::string() : " (process " + std::to_string(holder) + ")") +
+                             " keeps its memory there");
+}
+
 // With both queues held nothing else meets a closed connection.
 void StoreHub::exclusively(const std::function<void()>& work) {
     m_writeQueue.sync([&] { m_readQueue.sync(work); });
@@ -212,7 +268,6 @@ void StoreHub::closeStores() {
     m_reader->close();
 }
 
-// The writer first: it creates the file and the schema that the reader needs.
 void StoreHub::openStores() {
     // The writer makes the file and the schema that the reader needs; neither is of use without the other.
     auto writer = std::make_unique<MemoryStore>(NomaraPaths::databaseURL(), false, m_clock);

@@ -17,6 +17,8 @@
 
 namespace nomara {
 
+class FolderLock;
+
 /// What keeps things from being stored.
 struct StoreTrouble {
     enum class Kind {
@@ -25,10 +27,13 @@ struct StoreTrouble {
         replaced, ///< another database lies in its place: `reopen` takes it
         away,     ///< its disk has gone, or can't be reached
         refused,  ///< the disk takes no more, or nothing at all
+        logGrows, ///< somebody who reads keeps the write-ahead log from being emptied; things are stored all the same
+        logFull,  ///< and it has become as large as it may
     };
 
     Kind kind = Kind::none;
     std::string sentence; ///< for the user; empty for `none`
+    bool holdsRecording() const { return kind != Kind::none && kind != Kind::logGrows; }
     friend bool operator==(const StoreTrouble&, const StoreTrouble&) = default;
 };
 
@@ -41,8 +46,18 @@ struct StoreTrouble {
 class StoreHub {
 public:
     /// Makes the folders, the file and its schema where they are missing. Throws filesystem_error or SQLiteError.
-    /// `mainThread` hands work to the main thread; `clock` outlives the hub.
-    StoreHub(Executor mainThread, const Clock& clock);
+    /// `mainThread` hands work to the main thread; `clock` outlives the hub, as does `lock`, which is taken of the data
+    /// folder and exchanged where another one takes its place. Throws runtime_error where another program has it.
+    StoreHub(Executor mainThread, const Clock& clock, FolderLock* lock = nullptr)
+        : StoreHub(std::move(mainThread), clock, lock, LogBounds()) {}
+    /// What the write-ahead log takes on disk. SQLite begins it anew by itself at 4 MB, unless somebody reads there.
+    struct LogBounds {
+        std::int64_t usual = std::int64_t{16} << 20; ///< beyond it is tried to empty the log, now and then
+        std::int64_t told = std::int64_t{64} << 20;  ///< from here on it is told when that fails, some hours' worth
+        /// From here on nothing is recorded, some days' worth. Only the reader's end makes the log smaller.
+        std::int64_t most = std::int64_t{1} << 30;
+    };
+    StoreHub(Executor mainThread, const Clock& clock, FolderLock* lock, const LogBounds& bounds);
     /// Waits for all work that is already queued.
     ~StoreHub();
     StoreHub(const StoreHub&) = delete;
@@ -58,7 +73,8 @@ public:
         return m_writeQueue.sync([&] { return runWriting(body); });
     }
 
-    /// The same without waiting: the future carries what the body gives or throws.
+    /// The same without waiting: the future carries what the body gives or throws. One that is cancelled before its
+    /// turn comes does nothing.
     template <typename Body>
     auto readAsync(Body body) {
         return enqueue<Body>(m_readQueue, &StoreHub::runReading<Body>, std::move(body));
@@ -68,17 +84,19 @@ public:
         return enqueue<Body>(m_writeQueue, &StoreHub::runWriting<Body>, std::move(body));
     }
 
-    /// Removes the whole data folder and begins with an empty memory. Throws filesystem_error or SQLiteError; the hub
-    /// then stays closed.
+    /// Removes all that the data folder holds and begins with an empty memory. Throws filesystem_error where something
+    /// couldn't be removed; the hub goes on, with the old memory if that was it. Where no memory can be opened it
+    /// throws as well, and the hub stays closed.
     void eraseAll();
     /// Sets the database's files aside under a name with the local time `now` and begins with an empty one; pictures
-    /// stay in place. Throws like `eraseAll`.
+    /// stay in place. Throws filesystem_error or SQLiteError; the hub then stays closed.
     void resetDamaged(Date now);
 
     /// Closes the database that was removed or replaced, and begins with what lies in its place: nothing of the old one
-    /// comes back. The future fails like `eraseAll`.
+    /// comes back. The future fails like `resetDamaged`, and where another program keeps its memory there.
     QFuture<void> reopen();
-    /// Finds out whether the database still lies in its place, and after a refusal whether it can be written again.
+    /// Finds out whether the database still lies in its place, after a refusal whether it can be written again, and
+    /// whether a log that has grown can be emptied.
     void check();
     /// `onTrouble` is called on the main thread each time that the trouble is another one, or over.
     void setOnTrouble(std::function<void(const StoreTrouble&)> onTrouble);
@@ -124,6 +142,7 @@ private:
         job->promise.start();
         auto future = job->promise.future();
         queue.async([this, run, job] {
+            if (job->promise.isCanceled()) return job->promise.finish();
             try {
                 if constexpr (std::is_void_v<Result>)
                     (this->*run)(job->body);
@@ -138,14 +157,17 @@ private:
     }
 
     void checkPlace();
+    void watchLog();
     void reportRefusal(const std::exception& error);
     void tell(const StoreTrouble& trouble);
+    void takeFolder();
     void exclusively(const std::function<void()>& work);
     void closeStores();
     void openStores();
 
     const Executor m_mainThread;
     const Clock& m_clock;
+    FolderLock* const m_folderLock; // used on m_writeQueue alone
     // Shared only so that a callback on its way to the main thread can tell that the hub is gone.
     const std::shared_ptr<std::function<void()>> m_onDamage = std::make_shared<std::function<void()>>();
     const std::shared_ptr<std::function<void(const StoreTrouble&)>> m_onTrouble =
@@ -157,6 +179,9 @@ private:
     // Used on m_writeQueue alone.
     DatabaseFile m_file;
     StoreTrouble m_trouble;
+    const LogBounds m_logBounds;
+    int m_logFailures = 0; ///< tries in a row to empty the log
+    double m_nextLogTry = 0;
     // Last, so that they have run all their work before anything that it uses goes.
     SerialQueue m_writeQueue;
     SerialQueue m_readQueue;

@@ -1,10 +1,10 @@
 #include "Quillshade/app/AppModel.h"
 #include "Quillshade/app/ControlService.h"
-#include "Quillshade/app/InstanceLock.h"
 #include "Quillshade/app/MainThread.h"
 #include "core/base/Calendar.h"
 #include "core/base/Paths.h"
 #include "platform/fake/FakePreferencesStore.h"
+#include "platform/fake/FakeProcessUsage.h"
 #include "platform/fake/FakeTextRecognizer.h"
 #include "tests/app/Harness.h"
 
@@ -14,6 +14,7 @@
 #include <atomic>
 #include <fstream>
 #include <functional>
+#include <limits>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -44,6 +45,7 @@ struct ModelHarness {
     FakeVideoCodec codec;
     FakeVolume volume;
     FakeTextRecognizer recognizer;
+    FakeProcessUsage usage;
     std::vector<std::string> languages;
     FakePreferencesStore preferences;
     AppSettings settings{preferences};
@@ -65,7 +67,8 @@ struct ModelHarness {
                                                               {},
                                                               "com.brindlewick.Quillshade",
                                                               languages,
-                                                              never});
+                                                              never,
+                                                              &usage});
         return *model;
     }
     /// Returns when what a crash might have left has been looked at.
@@ -332,6 +335,53 @@ TEST(AppModel, SaysWhenNothingCanBeStored) {
     EXPECT_EQ(h.everything(), "at last|");
 }
 
+// Nothing may be written into a memory that is being deleted, by whomever.
+TEST(AppModel, HoldsReadingLaterWhileCaptureIsHeld) {
+    ModelHarness h;
+    h.start();
+    bool isHeld = false;
+    h.model->suspendCapture([&] { isHeld = true; });
+    ASSERT_TRUE(QTest::qWaitFor([&] { return isHeld; }, 60'000));
+    const auto queued = [&] { return h.hub.read([](MemoryStore& store) { return store.queuedOCRCount(); }); };
+    // Without a picture it is given up at once, where anybody gets to it.
+    h.hub.write([&](MemoryStore& store) {
+        return store.insertFrame({.timestamp = h.clock.now() - 100, .ocrState = OCRState::queued});
+    });
+    h.settings.captureMode.set(CaptureMode::quality);
+    h.settle();
+    EXPECT_FALSE(h.model->isReadingPictures());
+    EXPECT_EQ(queued(), 1);
+    h.model->resumeCapture();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return queued() == 0; }, 60'000));
+}
+
+TEST(AppModel, CountsWhatTheProgramCosts) {
+    ModelHarness h;
+    h.usage.now = {5, 5'000};
+    const auto today = [&] {
+        const auto days = h.hub.read([](MemoryStore& store) { return store.stats("0000", "9999"); });
+        return days.empty() ? DayStats() : days.front();
+    };
+    h.settings.onboardingCompleted.set(true);
+    h.settings.textOnlyMode.set(true);
+    h.accessibility.setWindows(6, {{"Title", Rect{0, 0, 500, 500}, "words", std::nullopt}});
+    h.applications.activate(FrontmostApp{6, "org.editor", "Editor"});
+    h.start();
+    h.settle();
+    h.usage.now = {5.5, 6'000};
+    h.clock.advance(120);
+    h.tick();
+    EXPECT_EQ(today().cpuSeconds, 0) << "with nothing else to store it waits";
+    h.clock.advance(120);
+    h.tick();
+    EXPECT_EQ(today().cpuSeconds, 0.5);
+    EXPECT_EQ(today().bytesWritten, 1'000);
+    h.usage.now = {4, 7'000};
+    h.model->shutdown();
+    EXPECT_EQ(today().cpuSeconds, 0.5) << "a counter that went back costs nothing";
+    EXPECT_EQ(today().bytesWritten, 2'000);
+}
+
 TEST(AppModel, AnnouncesSavedFramesAndCountsThem) {
     ModelHarness h;
     h.settings.onboardingCompleted.set(true);
@@ -354,6 +404,8 @@ TEST(AppModel, PausesSurviveARestart) {
     ModelHarness h;
     h.settings.onboardingCompleted.set(true);
     h.start();
+    h.model->pause(PauseMinutes{std::numeric_limits<int>::max()});
+    EXPECT_TRUE(AppSettings(h.preferences).problems().empty()) << "no longer than can be read again";
     h.model->pause(PauseMinutes{30});
     h.settle();
     EXPECT_EQ(h.model->status().kind, RecorderStatus::Kind::paused);
@@ -529,29 +581,6 @@ TEST(FrontmostTracker, TellsOfChangesOnly) {
     tracker.reset();
     mainThread.drain();
     EXPECT_EQ(heard.size(), 3u);
-}
-
-TEST(InstanceLock, KnowsWhoWasFirst) {
-    TemporaryDataFolder folder;
-    int toParent[2], toChild[2];
-    ASSERT_EQ(pipe(toParent), 0);
-    ASSERT_EQ(pipe(toChild), 0);
-    const pid_t child = fork();
-    if (child == 0) {
-        char byte = 0;
-        const InstanceLock lock(folder.path);
-        byte = lock.holder() ? 1 : 0;
-        _exit(write(toParent[1], &byte, 1) == 1 && read(toChild[0], &byte, 1) == 1 ? 0 : 1);
-    }
-    char taken = 2;
-    ASSERT_EQ(read(toParent[0], &taken, 1), 1);
-    EXPECT_EQ(taken, 0);
-    EXPECT_EQ(InstanceLock(folder.path).holder(), child);
-    EXPECT_EQ(InstanceLock(folder.path / "." / ".." / folder.path.filename()).holder(), child) << "the same folder";
-    EXPECT_FALSE(InstanceLock(folder.path / "other").holder());
-    ASSERT_EQ(write(toChild[1], &taken, 1), 1);
-    ASSERT_EQ(waitpid(child, nullptr, 0), child);
-    EXPECT_FALSE(InstanceLock(folder.path).holder());
 }
 
 } // namespace

@@ -93,6 +93,32 @@ TEST_F(Capturer, AddsUpUntilTakenAndHandsOverAtMostOne) {
     EXPECT_FALSE(capturer.marks().changed);
 }
 
+TEST_F(Capturer, CountsAPlaceThatIsPaintedAgainOnce) {
+    const Rect caret{10, 10, 2, 5}, letter{12, 10, 5, 10}, all{0, 0, 100, 50};
+    const struct {
+        const char* name;
+        std::vector<std::optional<std::vector<Rect>>> samples;
+        double painted;
+    } rows[] = {
+        {"a caret", {{{caret}}, {{caret}}, {{caret}}}, 0.002},
+        {"letters", {{{caret, letter}}, {{letter}}, {{caret}}}, 0.012},
+        {"a caret in a window painted anew", {{{all}}, {{caret}}}, 1},
+        {"not known", {{{caret}}, std::nullopt}, 1.002},
+    };
+    for (const auto& row : rows) {
+        for (const auto& sample : row.samples)
+            deliver(sample);
+        EXPECT_DOUBLE_EQ(capturer.marks().painted, row.painted) << row.name;
+        capturer.takeLatest();
+        EXPECT_EQ(capturer.marks().painted, 0) << row.name;
+    }
+    deliver({{caret}});
+    capturer.takeLatest();
+    capturer.renew(0.25);
+    deliver({{caret}});
+    EXPECT_DOUBLE_EQ(capturer.marks().painted, 0.252) << "what an image showed that was of no use";
+}
+
 TEST_F(Capturer, AnImageIsAsOldAsItsPixels) {
     deliver(std::nullopt, 0.25);
     EXPECT_EQ(capturer.takeLatest().latestAt, 999.75);

@@ -2,7 +2,9 @@
 #include "platform/fake/FakeVideoCodec.h"
 #include "tests/support/TemporaryData.h"
 
+#include <algorithm>
 #include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -39,6 +41,15 @@ struct FrameImageLoaderTest : ::testing::Test {
     int width(const FrameSummary& frame, Size size) {
         const Image image = loader->image(frame, size).result();
         return image ? image->width : 0;
+    }
+    /// Why it can't be shown; empty where nothing is damaged.
+    std::string damage(const FrameSummary& frame, Size size) {
+        try {
+            loader->image(frame, size).waitForFinished();
+        } catch (const DamagedVideo& error) {
+            return error.what();
+        }
+        return "";
     }
     /// What has been decoded since the last question.
     Decoded decoded() {
@@ -93,24 +104,35 @@ TEST_F(FrameImageLoaderTest, KeepsTheThumbnailsThatItPasses) {
 }
 
 TEST_F(FrameImageLoaderTest, WhatCantBeReadIsNothing) {
-    auto torn = video(100, 10);
-    torn.unreadable = {4};
-    torn.groupLength = 1;
-    put("a.mp4", torn);
+    put("a.mp4", video(100, 10));
     FrameSummary textOnly = frame(1, "a.mp4", 0), noIndex = textOnly;
     textOnly.segmentPath.reset();
     noIndex.segmentIndex.reset();
     const std::pair<const char*, FrameSummary> rows[] = {{"no segment", textOnly},
                                                          {"no index", noIndex},
                                                          {"no file", frame(1, "b.mp4", 0)},
-                                                         {"torn", frame(1, "a.mp4", 4)},
                                                          {"beyond the end", frame(1, "a.mp4", 10)}};
     for (const auto& [name, asked] : rows)
         for (const Size size : {Size::thumbnail, Size::full})
             EXPECT_EQ(width(asked, size), 0) << name;
-    EXPECT_EQ(width(frame(1, "a.mp4", 5), Size::full), 105) << "what is whole can still be read";
     put("b.mp4", video(1, 1));
     EXPECT_EQ(width(frame(1, "b.mp4", 0), Size::full), 1) << "nothing is remembered as missing";
+}
+
+TEST_F(FrameImageLoaderTest, DamageIsSaidToWhoeverAsksAndLoggedOnce) {
+    auto torn = video(100, 10);
+    torn.damaged = {4, 5};
+    put("a.mp4", torn);
+    ::testing::internal::CaptureStderr();
+    for (const Size size : {Size::thumbnail, Size::preview, Size::full}) {
+        EXPECT_EQ(damage(frame(1, "a.mp4", 4), size), "Picture 4 is damaged.");
+        EXPECT_EQ(damage(frame(2, "a.mp4", 5), size), "Picture 5 is damaged.");
+        EXPECT_EQ(width(frame(3, "a.mp4", 3), size), 103) << "before it";
+        EXPECT_EQ(width(frame(4, "a.mp4", 6), size), 106) << "behind it";
+    }
+    const std::string log = ::testing::internal::GetCapturedStderr();
+    EXPECT_NE(log.find("a.mp4 is damaged: Picture 4"), std::string::npos) << log;
+    EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << log;
 }
 
 TEST_F(FrameImageLoaderTest, OpensAGrowingSegmentAgain) {

@@ -89,22 +89,31 @@ struct RecorderHarness {
     OCRService ocr{recognizer, {}};
     std::map<ProcessID, ApplicationIdentity> identities;
     StoreHub hub{mainThread.executor(), clock};
-    SegmentManager segments{hub, codec, volume};
+    SegmentManager segments{hub, codec, volume, clock};
     FrontmostTracker tracker{applications, mainThread.executor()};
     std::vector<Timer> timers;
     std::vector<RecorderStatus> statuses;
     std::vector<SkipReason> skips;
     std::vector<FrameSummary> saved;
     std::vector<CapturePolicy> policies;
-    std::vector<std::pair<RowID, Image>> readSoon; ///< frames whose images were handed on to be read
+    struct ReadSoon {
+        RowID id = 0;
+        Image image;
+        KnownLines lines;
+    };
+    std::vector<ReadSoon> readSoon; ///< what was handed on to be read
+    const std::shared_ptr<LineDeduper> lines = Recorder::makeLineMemory();
     Recorder recorder{{hub, accessibility, windowServer, input, streams, segments, ocr,
-                       [this](RowID id, const Image& image) { readSoon.emplace_back(id, image); }, tracker, clock,
-                       mainThread.executor(), [this](const WindowOwner& owner) { return identities[owner.pid]; },
-                       "com.brindlewick.Quillshade",
+                       [this](RowID id, Date, const Image& image, const KnownLines& known) {
+                           readSoon.push_back({id, image, known});
+                       },
+                       tracker, clock, mainThread.executor(),
+                       [this](const WindowOwner& owner) { return identities[owner.pid]; }, "com.brindlewick.Quillshade",
                        [this](SerialQueue&, double first, double interval, double leeway, const SerialQueue::Work&) {
                            timers.push_back({first, interval, leeway});
                            return std::make_unique<SerialQueue::Timer>();
-                       }}};
+                       },
+                       lines}};
 
     RecorderHarness() {
         Recorder::Events events;

@@ -25,6 +25,14 @@ inline Image picture(unsigned seed, int width = 192, int height = 108) {
     return image;
 }
 
+/// The same with a dot in each of so many places of 8 x 8 pixels, from the top left on; it has 336 of them.
+inline Image dotted(const Image& plain, int places) {
+    auto image = std::make_shared<PixelBuffer>(*plain);
+    for (int i = 0; i < places; ++i)
+        image->row(i / (image->width / 8) * 8)[i % (image->width / 8) * 32] ^= 1U;
+    return image;
+}
+
 inline std::string words(int characters) {
     return std::string(static_cast<std::size_t>(characters), 'x');
 }

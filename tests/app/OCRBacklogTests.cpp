@@ -3,6 +3,7 @@
 #include "Quillshade/store/StoreHub.h"
 #include "core/base/Calendar.h"
 #include "core/store/SQLiteDatabase.h"
+#include "core/text/LineDeduper.h"
 #include "platform/PlatformError.h"
 #include "platform/fake/FakeTextRecognizer.h"
 #include "platform/fake/FakeVideoCodec.h"
@@ -33,6 +34,7 @@ constexpr int firstWidth = 100;
 /// Pictures in memory, each of which the recogniser knows by its width.
 struct Machine {
     ManualClock clock{{1'793'000'000}};
+    std::shared_ptr<LineDeduper> lines = std::make_shared<LineDeduper>(24, 6'000, 1'800); // the recorder's
     testing::PostedWork mainThread;
     StoreHub hub{mainThread.executor(), clock};
     FakeVideoCodec codec;
@@ -51,14 +53,17 @@ struct Machine {
             TextResult result;
             double y = 1;
             for (const std::string& line : texts[request.image->width - firstWidth])
-                result.observations.push_back(FakeTextRecognizer::piece(line, {0, y -= 0.02, 0.5, 0.01}));
+                if (const RelativeRect place{0, y -= 0.02, 0.5, 0.01}; !request.isKnown || !request.isKnown(place))
+                    result.observations.push_back(FakeTextRecognizer::piece(line, place));
             return result;
         });
         build(none);
     }
 
+    const KnownLines notes{contextKey("org.editor", "Notes")};
+
     void build(OCRBacklog::Pauses pauses) {
-        backlog.emplace(OCRBacklog::Services{hub, ocr, images, clock, mainThread.executor()}, pauses);
+        backlog.emplace(OCRBacklog::Services{hub, ocr, images, clock, mainThread.executor(), lines}, pauses);
         backlog->setOnProgress([this] { ++progress; });
         backlog->setAllowed(true);
     }
@@ -113,6 +118,10 @@ struct Machine {
                });
     }
     bool pass() { return backlog->kick() && ends(); }
+    void readSoon(RowID id, Image image) { readSoon(id, std::move(image), notes); }
+    void readSoon(RowID id, Image image, const KnownLines& known) {
+        backlog->readSoon(id, stored(id).timestamp, std::move(image), known);
+    }
     FrameRecord stored(RowID id) {
         return *hub.read([&](MemoryStore& store) { return store.frame(id); });
     }
@@ -189,7 +198,7 @@ TEST_F(Backlog, ReadsWhatWasJustSeenBeforeAllOther) {
     onReading = [&](int reading) {
         if (reading != 1) return;
         for (int i = 0; i < 3; ++i)
-            backlog->readSoon(fresh[static_cast<std::size_t>(i)], picture(50 + i));
+            readSoon(fresh[static_cast<std::size_t>(i)], picture(50 + i));
     };
     ASSERT_TRUE(pass());
     std::vector<int> order;
@@ -202,17 +211,23 @@ TEST_F(Backlog, ReadsWhatWasJustSeenBeforeAllOther) {
     EXPECT_EQ(state(old[2]), OCRState::done);
 
     // One that comes while nothing is read starts a pass; one that was forgotten meanwhile is left alone.
-    backlog->readSoon(fresh[3], picture(53));
+    readSoon(fresh[3], picture(53));
     EXPECT_TRUE(eventually([&] { return state(fresh[3]) == OCRState::done; }));
     ASSERT_TRUE(eventually([&] { return !backlog->isRunning(); }));
-    backlog->readSoon(9'999, picture(50));
+    backlog->readSoon(9'999, {1}, picture(50), notes);
     backlog->setAllowed(false);
     ASSERT_TRUE(eventually([&] { return !backlog->isRunning(); }));
     const auto before = recognizer.requests().size();
-    backlog->readSoon(fresh[0], picture(50));
+    readSoon(fresh[0], picture(50));
     backlog->setAllowed(true);
     ASSERT_TRUE(pass());
     EXPECT_EQ(recognizer.requests().size(), before) << "power didn't allow it";
+
+    // The number may be another frame's by now.
+    backlog->readSoon(fresh[0], stored(fresh[0]).timestamp + 1, picture(50), notes);
+    ASSERT_TRUE(eventually([&] { return !backlog->isRunning(); }));
+    EXPECT_EQ(recognizer.requests().size(), before);
+    EXPECT_EQ(text(fresh[0]), "read in time");
 }
 
 TEST_F(Backlog, ReadsTheOldestFirstInBatchesAndTellsOfItsProgress) {
@@ -287,7 +302,40 @@ TEST_F(Backlog, AddsOnlyLinesThatTheFrameAndItsWindowDontHave) {
     EXPECT_EQ(text(later), "first line") << "half an hour later the window forgets";
     const RowID again = put(frame(segmentID, 0));
     ASSERT_TRUE(pass());
-    EXPECT_EQ(text(again), "File Edit View\nfirst line") << "each pass remembers for itself";
+    EXPECT_EQ(text(again), "File Edit View") << "lately the window showed the rest already";
+}
+
+// The recorder and whoever reads later store each line of a window once, whichever comes first.
+TEST_F(Backlog, SharesTheMemoryOfLinesWithTheRecorder) {
+    const RowID open = segment("a.mp4", 0, 4, false);
+    texts[0] = {"seen at once", "read later", "of a control"};
+    auto made = frame(open, 0, 1);
+    made.lines = lines->newLines({"seen at once"}, notes.context, clock.uptime());
+    const RowID first = put(made), second = put(frame(open, 1, 1));
+    KnownLines withControl = notes;
+    withControl.isKnown = [](const RelativeRect& line) { return line.y < 0.95; };
+    readSoon(first, std::make_shared<PixelBuffer>(firstWidth, 1), withControl);
+    ASSERT_TRUE(eventually([&] { return state(first) == OCRState::done; }));
+    EXPECT_EQ(text(first), "seen at once\nread later");
+    EXPECT_EQ(lines->newLines({"read later", "of a control", "new"}, notes.context, clock.uptime()),
+              (std::vector<std::string>{"of a control", "new"}));
+
+    // What the recorder sees meanwhile is stored with its frame.
+    ASSERT_TRUE(eventually([&] { return !backlog->isRunning(); }));
+    texts[1] = {"seen at once", "new", "newer"};
+    readSoon(second, std::make_shared<PixelBuffer>(firstWidth + 1, 1), notes);
+    ASSERT_TRUE(eventually([&] { return state(second) == OCRState::done; }));
+    EXPECT_EQ(text(second), "newer");
+
+    // A line that couldn't be stored isn't known.
+    ASSERT_TRUE(eventually([&] { return !backlog->isRunning(); }));
+    const RowID third = put(frame(open, 2, 1));
+    texts[2] = {"lost"};
+    onReading = [&](int) { SQLiteDatabase(data.database(), false).run("DELETE FROM frames WHERE id = ?", {third}); };
+    readSoon(third, std::make_shared<PixelBuffer>(firstWidth + 2, 1), notes);
+    ASSERT_TRUE(eventually([&] { return readings == 3; }));
+    ASSERT_TRUE(eventually([&] { return !backlog->isRunning(); }));
+    EXPECT_EQ(lines->newLines({"lost"}, notes.context, clock.uptime()), std::vector<std::string>{"lost"});
 }
 
 TEST_F(Backlog, APictureThatIsGoneIsGivenUp) {
@@ -317,7 +365,7 @@ TEST_F(Backlog, APictureThatIsGoneIsGivenUp) {
 TEST_F(Backlog, AFrameRewrittenMeanwhileIsReadFromItsNewPlace) {
     const RowID old = segment("a.mp4", 0, 1);
     FakeVideoCodec::Video torn = codec.video(NomaraPaths::framesFile("a.mp4"));
-    torn.unreadable = {0};
+    torn.damaged = {0};
     codec.put(NomaraPaths::framesFile("a.mp4"), torn);
     texts[21] = {"moved"};
     const RowID id = put(frame(old, 0)), forgotten = put(frame(old, 0));
@@ -371,17 +419,28 @@ TEST_F(Backlog, ForgetsThePicturesOfAMemoryThatIsNoMore) {
     });
     const RowID unfinished = segment("a.mp4", 0, 2, false);
     const auto old = putFrames(unfinished, 2);
-    backlog->readSoon(old[0], std::make_shared<PixelBuffer>(firstWidth, 1));
+    readSoon(old[0], std::make_shared<PixelBuffer>(firstWidth, 1));
     ASSERT_TRUE(eventually([&] { return begun.load(); }));
-    backlog->readSoon(old[1], std::make_shared<PixelBuffer>(firstWidth, 1));
-    backlog->forget();
+    readSoon(old[1], std::make_shared<PixelBuffer>(firstWidth, 1));
+    int held = 0;
+    for (int i = 0; i < 2; ++i)
+        backlog->suspend([&] { ++held; });
+    EXPECT_TRUE(eventually([&] {
+        mainThread.run();
+        return held == 2;
+    }));
     EXPECT_FALSE(backlog->isRunning());
+    backlog->setAllowed(true); // as other news of power and settings do meanwhile
+    readSoon(old[0], std::make_shared<PixelBuffer>(firstWidth, 1));
+    EXPECT_FALSE(backlog->kick() || backlog->isRunning());
+    backlog->resume();
+    EXPECT_FALSE(backlog->kick() || backlog->isRunning()) << "another one still holds it";
     hub.eraseAll();
     begun = false;
     const auto fresh = putFrames(segment("a.mp4", 0, 2, false), 2);
     ASSERT_EQ(fresh, old);
-    backlog->setAllowed(true);
-    ASSERT_TRUE(pass());
+    backlog->resume();
+    EXPECT_TRUE(ends());
     EXPECT_FALSE(begun) << "a picture of the memory before was read";
     EXPECT_EQ(text(fresh[0]) + text(fresh[1]), "");
 }
@@ -453,6 +512,25 @@ TEST_F(Backlog, WhatAFailedWriteHasLostIsReadAgainWhole) {
     EXPECT_NE((text(first) + "\n" + text(second)).find("only here"), std::string::npos);
     EXPECT_NE((text(first) + "\n" + text(second)).find("in both"), std::string::npos);
     EXPECT_EQ(readings, 5) << "the second frame went through at its second try, the first at its third";
+}
+
+TEST_F(Backlog, FramesThatAlwaysFailLetAllOthersBeRead) {
+    const auto ids = putFrames(segment("a.mp4", 0, 50), 50);
+    SQLiteDatabase direct(data.database(), false);
+    direct.execute("CREATE TRIGGER bad BEFORE UPDATE ON frames WHEN OLD.id <= " + std::to_string(ids[44]) +
+                   " BEGIN SELECT RAISE(ABORT, 'never'); END");
+    build({0, 1e-3, 1e-3, 60});
+    ::testing::internal::CaptureStderr();
+    ASSERT_TRUE(pass());
+    EXPECT_EQ(queued(), 45);
+    EXPECT_EQ(readings, 50);
+    ASSERT_TRUE(pass());
+    EXPECT_EQ(readings, 50) << "those that fail wait longer and longer";
+    direct.execute("DROP TRIGGER bad");
+    clock.advance(1);
+    ASSERT_TRUE(pass());
+    ::testing::internal::GetCapturedStderr();
+    EXPECT_EQ(queued(), 0);
 }
 
 TEST_F(Backlog, WaitsWhereNothingCanBeSettled) {

@@ -44,6 +44,45 @@ TEST(OCRService, ChoosesTheUsersLanguagesAmongTheInstalledOnes) {
     }
 }
 
+TEST(OCRService, ReadsInTheLanguagesThatAreInUse) {
+    const auto text = [](const std::string& content) {
+        return std::vector{FakeTextRecognizer::piece(content, {0.1, 0.5, 0.5, 0.02})};
+    };
+    const auto german = text("Der Hund und die Katze sind nicht da, denn das Haus ist leer und der Garten auch.");
+    const auto english = text("The dog and the cat are not here, for the house is empty and so is the garden.");
+    FakeTextRecognizer recognizer;
+    recognizer.setLanguages({"en-US", "de-DE", "fr-FR"});
+    const OCRService service(recognizer, {"en-US"});
+    const auto read = [&](std::vector<TextObservation> shown, Codes likely, const char* subject) {
+        const auto before = recognizer.requests().size();
+        recognizer.setText(std::move(shown));
+        service.recognize(picture, {.languages = std::move(likely), .subject = subject});
+        std::vector<Codes> used;
+        for (auto i = before; i < recognizer.requests().size(); ++i)
+            used.push_back(recognizer.requests()[i].languages);
+        return used;
+    };
+    const Codes user{"en-US"}, both{"de-DE", "en-US"};
+    EXPECT_EQ(read(english, {}, "paper"), std::vector<Codes>{user});
+    EXPECT_EQ(read(german, {}, "paper"), (std::vector{user, both})) << "once more, in its language";
+    EXPECT_EQ(read(german, {}, "paper"), std::vector<Codes>{both}) << "which is in use from then on";
+    EXPECT_EQ(read(text("12 40 81"), {}, "paper"), std::vector<Codes>{both}) << "numbers tell nothing else";
+    EXPECT_EQ(read(english, {}, "other"), std::vector<Codes>{user}) << "there";
+    EXPECT_EQ(read(english, {}, "paper"), std::vector<Codes>{both});
+    EXPECT_EQ(read(english, {}, "paper"), std::vector<Codes>{user}) << "not any more";
+    EXPECT_EQ(read(german, {"de-AT"}, "page"), std::vector<Codes>{both}) << "the page says so";
+    EXPECT_EQ(read(english, {"ru", "x", ""}, "page 2"), std::vector<Codes>{user}) << "not installed";
+
+    // No time for a second reading: nothing of the first is kept, and the next one is in the right language.
+    recognizer.setText(german);
+    recognizer.setReading([&](const TextRequest&) { return TextResult{german, false}; });
+    const auto reading = service.recognize(picture, {.subject = "slow"});
+    EXPECT_FALSE(reading.isComplete);
+    EXPECT_TRUE(reading.observations.empty());
+    service.recognize(picture, {.subject = "slow"});
+    EXPECT_EQ(recognizer.requests().back().languages, both);
+}
+
 TEST(OCRService, WithoutDataEnglishIsHopedForAndTheReasonIsTold) {
     FakeTextRecognizer recognizer;
     recognizer.setUnavailable("Install something.");

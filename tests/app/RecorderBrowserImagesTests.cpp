@@ -120,8 +120,8 @@ TEST(RecorderImages, WhatIsPaintedOverIsHiddenFromReadingToo) {
         ASSERT_EQ(h.recognizer.requests().size(), 1U);
         EXPECT_TRUE(isHidden(h.recognizer.requests()[0].image));
         ASSERT_EQ(h.readSoon.size(), isReadLater ? 1U : 0U);
-        for (const auto& [id, image] : h.readSoon)
-            EXPECT_TRUE(isHidden(image));
+        for (const auto& handed : h.readSoon)
+            EXPECT_TRUE(isHidden(handed.image));
     }
 }
 

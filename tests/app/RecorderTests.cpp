@@ -311,9 +311,20 @@ TEST(Recorder, AHoldOrARestartForgetsWhatWasSeen) {
     EXPECT_TRUE(h.hub.read([&](MemoryStore& store) { return store.stats("0000", "9999"); }).empty())
         << "not even a flush";
 
+    // It goes on only once everybody who held it has let go.
+    h.recorder.suspendCapture([] {});
+    h.recorder.resumeCapture();
+    h.tick(60);
+    EXPECT_EQ(h.storedTexts(), Strings{"words"});
+    h.recorder.resumeCapture();
     h.recorder.resumeCapture();
     h.tick(2);
     EXPECT_EQ(h.storedTexts(), (Strings{"words", "words\nwritten while held"}));
+    h.recorder.suspendCapture([] {});
+    h.show(editor, "Title", "words\nwritten under the next hold");
+    h.tick(60);
+    EXPECT_EQ(h.storedTexts().size(), 2u) << "one resume too many ends no later hold";
+    h.recorder.resumeCapture();
     h.recorder.setBlock(Recorder::Block::paused, true);
     h.recorder.setBlock(Recorder::Block::paused, false);
     h.tick(2);

@@ -33,7 +33,7 @@ struct Memory {
     StoreHub hub{mainThread.executor(), clock};
     LibavVideoCodec codec;
     FakeVolume volume;
-    SegmentManager segments{hub, codec, volume};
+    SegmentManager segments{hub, codec, volume, clock};
 
     /// Stores picture `number`, which its frame tells by its time; gives whether it has a place.
     bool store(DisplayID display, int number) {

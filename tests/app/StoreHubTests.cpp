@@ -11,13 +11,18 @@
 #include <cstdlib>
 #include <ctime>
 #include <fstream>
+#include <iostream>
 #include <iterator>
 #include <optional>
 #include <stdexcept>
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace nomara {
 
@@ -97,6 +102,19 @@ TEST_F(StoreHubTest, ReadingGoesOnWhileAWriteIsUnderWay) {
     release.set_value();
     EXPECT_NO_THROW(QFuture<void>(writing).waitForFinished());
     EXPECT_EQ(frameCount(), 2);
+}
+
+TEST_F(StoreHubTest, WhatIsCancelledBeforeItsTurnIsntDone) {
+    open();
+    std::promise<void> release;
+    const auto blocking = hub->readAsync([&](MemoryStore&) { release.get_future().wait(); });
+    std::atomic<bool> isRead = false;
+    auto cancelled = hub->readAsync([&](MemoryStore&) { isRead = true; });
+    cancelled.cancel();
+    release.set_value();
+    EXPECT_EQ(frameCount(), 0) << "what comes behind it has its turn";
+    EXPECT_FALSE(isRead);
+    EXPECT_TRUE(cancelled.isFinished());
 }
 
 TEST_F(StoreHubTest, FailuresReachTheCallerInEveryForm) {
@@ -278,6 +296,63 @@ TEST_F(StoreHubTest, ErasingReachesThroughALinkAndATrailingSlash) {
     EXPECT_EQ(frameCount(), 0);
 }
 
+// A disk of its own under the memory, and another under its pictures: neither can be removed, and what lies there must
+// go all the same.
+TEST_F(StoreHubTest, ErasingAMountedFolderLeavesAnEmptyMemory) {
+    const pid_t child = fork();
+    if (child == 0) {
+        const std::string user = std::to_string(geteuid()), group = std::to_string(getegid());
+        if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) _exit(10);
+        std::ofstream("/proc/self/setgroups") << "deny";
+        std::ofstream("/proc/self/uid_map") << user << " " << user << " 1";
+        std::ofstream("/proc/self/gid_map") << group << " " << group << " 1";
+        const auto mountAt = [](const fs::path& folder) {
+            if (mount("none", folder.c_str(), "tmpfs", 0, nullptr) != 0) _exit(11);
+        };
+        mountAt(data.folder());
+        NomaraPaths::ensureDirectories();
+        mountAt(NomaraPaths::framesDirectory());
+        fs::create_directory(data.folder() / "lost+found");
+        open();
+        insert("secret");
+        std::ofstream(NomaraPaths::framesFile("segments/1-1.mp4")) << "picture";
+        try {
+            hub->eraseAll();
+            insert("after");
+        } catch (const std::exception& error) {
+            std::cerr << error.what() << std::endl;
+            _exit(12);
+        }
+        const bool isErased = frameCount() == 1 && !fs::exists(NomaraPaths::framesFile("segments/1-1.mp4"));
+        _exit(isErased && fs::is_directory(NomaraPaths::tmpDirectory()) ? 0 : 13);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "ended with " << WEXITSTATUS(status);
+}
+
+TEST_F(StoreHubTest, ErasingReachesWhatLinksInTheFolderLeadTo) {
+    const fs::path disk = data.root() / "other-disk";
+    fs::create_directory(disk);
+    fs::remove_all(NomaraPaths::framesDirectory());
+    fs::create_directory(disk / "pictures");
+    fs::create_directory_symlink(disk / "pictures", NomaraPaths::framesDirectory());
+    fs::create_symlink(disk / "memory.sqlite", data.database());
+    std::ofstream(disk / "pictures" / "old.mp4") << "picture";
+    std::ofstream(disk / "mine.txt") << "not of the memory";
+    fs::create_symlink(disk / "mine.txt", data.folder() / "link.txt");
+    open();
+    insert("secret");
+    ASSERT_TRUE(fs::exists(disk / "memory.sqlite"));
+    hub->eraseAll();
+    EXPECT_FALSE(fs::exists(disk / "memory.sqlite") || fs::exists(disk / "memory.sqlite-wal"));
+    EXPECT_FALSE(fs::exists(disk / "pictures" / "old.mp4"));
+    EXPECT_TRUE(fs::is_symlink(NomaraPaths::framesDirectory()) && fs::exists(disk / "pictures" / "tmp"));
+    EXPECT_TRUE(fs::exists(disk / "mine.txt"));
+    EXPECT_FALSE(fs::exists(fs::symlink_status(data.folder() / "link.txt")));
+    EXPECT_EQ(frameCount(), 0);
+}
+
 TEST_F(StoreHubTest, AFileThatIsNoDatabaseIsRefusedAndKept) {
     const std::string garbage(9000, 'g');
     std::ofstream(data.database()) << garbage;
@@ -372,6 +447,65 @@ TEST_F(StoreHubTest, WaitsForADiskThatIsAway) {
     EXPECT_EQ(frameCount(), 2);
     hub.reset();
     fs::remove_all(disk);
+}
+
+// A reader who stays keeps the log growing: it is tried to empty it, told when that stays in vain, and the log has an
+// end.
+TEST_F(StoreHubTest, AReaderWhoStaysIsToldAndTheLogHasABound) {
+    using Kind = StoreTrouble::Kind;
+    hub.emplace(mainThread.executor(), clock, nullptr,
+                StoreHub::LogBounds{std::int64_t{1} << 20, std::int64_t{2} << 20, std::int64_t{6} << 20});
+    std::vector<StoreTrouble> troubles;
+    hub->setOnTrouble([&](const StoreTrouble& trouble) { troubles.push_back(trouble); });
+    const fs::path log = fs::path(data.database()) += "-wal";
+    const auto logMegabytes = [&] { return fs::file_size(log) >> 20U; };
+    const std::string large(1'000'000, 'x');
+    const auto writeMegabytes = [&](int count) {
+        for (int i = 0; i < count; ++i) {
+            clock.advance(60);
+            hub->write([&](MemoryStore& store) { store.setMeta("filler", large + std::to_string(i)); });
+        }
+        hub->check();
+        hub->read([](MemoryStore&) {});
+        hub->write([](MemoryStore&) {});
+        mainThread.run();
+    };
+    writeMegabytes(8);
+    EXPECT_LE(logMegabytes(), 5U);
+    EXPECT_TRUE(troubles.empty()) << troubles.front().sentence;
+
+    std::optional<SQLiteDatabase> reader(std::in_place, data.database(), true);
+    const auto begin = [&] {
+        reader->execute("BEGIN");
+        EXPECT_TRUE(reader->scalarInt("SELECT COUNT(*) FROM frames"));
+    };
+    begin();
+    writeMegabytes(5);
+    ASSERT_EQ(troubles.size(), 1U);
+    EXPECT_EQ(troubles.back().kind, Kind::logGrows);
+    EXPECT_FALSE(troubles.back().holdsRecording());
+    EXPECT_NE(troubles.back().sentence.find("-wal has grown beyond 2 MB"), std::string::npos);
+    writeMegabytes(4);
+    ASSERT_EQ(troubles.size(), 2U);
+    EXPECT_EQ(troubles.back().kind, Kind::logFull);
+    EXPECT_TRUE(troubles.back().holdsRecording());
+
+    reader->execute("COMMIT");
+    clock.advance(61);
+    hub->check();
+    hub->write([](MemoryStore&) {});
+    mainThread.run();
+    EXPECT_EQ(troubles.back(), StoreTrouble());
+    EXPECT_EQ(fs::file_size(log), 0U);
+
+    // One who comes and goes is no trouble.
+    for (int i = 0; i < 6; ++i) {
+        begin();
+        writeMegabytes(3);
+        reader->execute("COMMIT");
+        writeMegabytes(1);
+    }
+    EXPECT_EQ(troubles.size(), 3U) << troubles.back().sentence;
 }
 
 TEST_F(StoreHubTest, TheEndWaitsForWorkThatIsQueued) {

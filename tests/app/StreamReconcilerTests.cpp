@@ -183,8 +183,42 @@ TEST_F(Reconciler, LeavesOutADisplayThatHasGone) {
     queue.sync([&] { wishes.displays = {1, 2}; });
     streams.failNextStarts({{Kind::displayGone, "Gone."}});
     reconcile();
-    EXPECT_TRUE(runs({2}));
-    EXPECT_TRUE(timers.empty());
+    ASSERT_TRUE(runs({2}));
+    // As long as it is wanted all the same, it is tried again.
+    ASSERT_TRUE(hasTimers(1));
+    fire(0);
+    ASSERT_TRUE(runs({1, 2}));
+    ASSERT_TRUE(streams.end(1, {Kind::displayGone, "Gone."}));
+    ASSERT_TRUE(hasTimers(2));
+    queue.sync([&] { wishes.displays = {2}; });
+    streams.takeLog();
+    fire(1);
+    ASSERT_TRUE(runs({2}));
+    EXPECT_TRUE(streams.takeLog().empty()) << "nothing is missing any more";
+    EXPECT_EQ(timers.size(), 2U);
+}
+
+TEST_F(Reconciler, TriesOnceForSeveralFailuresAtOnce) {
+    queue.sync([&] { wishes.displays = {1, 2}; });
+    reconcile();
+    ASSERT_TRUE(runs({1, 2}));
+    for (const DisplayID display : {1U, 2U})
+        ASSERT_TRUE(streams.end(display, {Kind::connectionLost, "Lost."}));
+    ASSERT_TRUE(runs({}));
+    ASSERT_EQ(timers.size(), 1U);
+    EXPECT_EQ(timers[0].first, 3);
+    fire(0);
+    EXPECT_TRUE(runs({1, 2}));
+}
+
+TEST_F(Reconciler, TellsOfEachStreamThatEndsWhereNoDisplayIsLeft) {
+    queue.sync([&] { wishes.displays = {1, 2}; });
+    reconcile();
+    ASSERT_TRUE(runs({1, 2}));
+    queue.sync([&] { wishes.displays.clear(); });
+    reconcile();
+    ASSERT_TRUE(runs({}));
+    EXPECT_EQ(gone, (Displays{1, 2})) << "their segments are to be completed";
 }
 
 TEST(ReconcilerEnd, DoesntWaitForAnAnswerThatNeverComes) {

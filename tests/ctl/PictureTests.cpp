@@ -78,6 +78,18 @@ TEST_F(CtlPictures, WritesTheVeryFramesPicture) {
               out.string());
 }
 
+TEST_F(CtlPictures, TellsWhatAPictureTakes) {
+    const auto bytes = [this](RowID id) { return run({"show", std::to_string(id), "--json"}).json()["bytes"]; };
+    const auto size = static_cast<std::int64_t>(std::filesystem::file_size(NomaraPaths::framesFile(segment)));
+    EXPECT_GT(bytes(first).get<std::int64_t>(), 0);
+    EXPECT_GT(bytes(second).get<std::int64_t>(), 0);
+    EXPECT_LT(bytes(first).get<std::int64_t>() + bytes(second).get<std::int64_t>(), size);
+    EXPECT_TRUE(bytes(third).is_null()) << "nothing is known of one that isn't in the file";
+    EXPECT_EQ(bytes(insert(10, "Text", {"alone"})), 0);
+    std::filesystem::remove(NomaraPaths::framesFile(segment));
+    EXPECT_TRUE(bytes(first).is_null());
+}
+
 TEST_F(CtlPictures, SaysWhyThereIsNone) {
     const Answer early = show(third, out);
     EXPECT_EQ(early.code, 2);
@@ -91,11 +103,22 @@ TEST_F(CtlPictures, SaysWhyThereIsNone) {
     EXPECT_EQ(show(first, data.root() / "no such folder" / "screen.png").code, 2);
     EXPECT_FALSE(std::filesystem::exists(out));
 
-    std::ofstream(NomaraPaths::framesFile(segment), std::ios::trunc) << "no video";
-    const Answer damaged = show(first, out);
-    EXPECT_EQ(damaged.code, 2);
-    EXPECT_FALSE(damaged.err.empty());
-    EXPECT_EQ(std::count(damaged.err.begin(), damaged.err.end(), '\n'), 1) << damaged.err;
+    for (const char* damage : {"a byte of it", "all of it"}) {
+        std::fstream video(NomaraPaths::framesFile(segment), std::ios::in | std::ios::out | std::ios::binary);
+        std::string bytes(std::istreambuf_iterator<char>(video), {});
+        video.seekp(static_cast<std::streamoff>(bytes.find("mdat") + 40)).put('x');
+        if (damage == std::string("all of it")) {
+            video.close();
+            std::ofstream(NomaraPaths::framesFile(segment), std::ios::trunc) << "no video";
+        }
+        video.close();
+        const Answer damaged = show(first, out);
+        EXPECT_EQ(damaged.code, 2) << damage;
+        EXPECT_NE(damaged.err.find(damage == std::string("all of it") ? "can't be opened" : "is damaged there"),
+                  std::string::npos)
+            << damaged.err;
+        EXPECT_EQ(std::count(damaged.err.begin(), damaged.err.end(), '\n'), 1) << damaged.err;
+    }
     std::filesystem::remove(NomaraPaths::framesFile(segment));
     EXPECT_EQ(show(first, out).code, 2);
     EXPECT_FALSE(std::filesystem::exists(out));

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """What a person does at the desktop, and what can be found of it afterwards. Runs inside the virtual desktop."""
 
+import json
 import os
 import pathlib
 import signal
@@ -16,6 +17,12 @@ from session import (
 SOON = 10  # seconds from appearing to being found
 TWO_LOOKS = 5
 LATE = 60  # seconds within which even a machine that is busy with other things gets there
+
+
+def is_in_memory(folder):
+    """Where files never reach a disk."""
+    kind = subprocess.run(["stat", "-f", "-c", "%T", str(folder)], capture_output=True, text=True, check=True).stdout
+    return kind.strip() in ("tmpfs", "ramfs")
 
 
 class Found(unittest.TestCase):
@@ -127,7 +134,10 @@ class Lasting(unittest.TestCase):
                 self.assertEqual(code, 0, memory.log.read_text())
                 self.assertLess(seconds, 5)
                 self.assertIn('"framesSaved"', memory.ctl("stats", "--json").stdout)
-                self.assertNotIn('"framesSaved": 0', memory.ctl("stats", "--json").stdout.replace('":', '": '))
+                [today] = json.loads(memory.ctl("stats", "--json").stdout)["days"]
+                self.assertGreater(today["framesSaved"], 0)
+                self.assertGreater(today["cpuSeconds"], 0)
+                self.assertTrue(today["bytesWritten"] > 0 or is_in_memory(memory.data), today)
                 self.assertEqual(memory.ctl("status").returncode, 1, "it runs no more")
                 editor.close()
 
@@ -149,7 +159,18 @@ class Lasting(unittest.TestCase):
         self.assertEqual(second.returncode, 0)
         self.assertEqual(second.stderr.strip(),
                          f"quillshade: Quillshade is already running in this session (process {memory.process.pid})"
-                         " and takes the settings over.")
+                         f" and has stored the settings in {memory.folder}/config/Quillshade/quillshade.ini.")
+
+    def test_a_start_in_another_session_finds_the_first_by_its_memory(self):
+        memory = Quillshade(self).start()
+        runtime = memory.folder / "runtime"
+        runtime.mkdir(mode=0o700)
+        command = ["dbus-run-session", "--", *memory.command]
+        second = subprocess.run(command, env=dict(memory.environment, XDG_RUNTIME_DIR=str(runtime)), capture_output=True,
+                                text=True, timeout=20, check=False)
+        self.assertEqual(second.returncode, 0, second.stderr)
+        self.assertIn(f"already running (process {memory.process.pid}) in another session, with the memory in {memory.data}.",
+                      second.stderr)
 
     def test_it_needs_no_network(self):
         memory = Quillshade(self, wrapper=("unshare", "--user", "--map-root-user", "--net")).start()

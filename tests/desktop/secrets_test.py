@@ -62,6 +62,18 @@ class Fields(unittest.TestCase):
             <p><input class=hidden value=filledhidden><p><input type=password value=filledpassword>""")
         self.hides("Chromium", *CHROMIUM, f"--user-data-dir={page.parent}/profile", page.as_uri())
 
+    def test_a_page_in_a_window_of_a_program_that_is_no_browser(self):
+        page = text_file(self, "page.html", """<!doctype html><title>Fields of WebKit</title>
+            <style>.hidden { -webkit-text-security: disc }</style><p>pageofwebkit
+            <p><input class=hidden value=filledhidden><p><input type=password value=filledpassword>""")
+        Application(self, PYTHON, PROGRAMS / "fields_webkit.py", page.as_uri(), title="Fields of WebKit")
+        hits = memory.wait_for_hit("pageofwebkit", LATE)
+        self.assertTrue(hits, memory.diagnosis())
+        self.assertEqual(hits[0]["url"], page.as_uri())
+        self.assertEqual(memory.occurrences("filled"), [])
+        x("key", "Tab", "Tab")
+        self.skips("secureInput")
+
     def test_java(self):
         self.hides("Java", "java", "-cp", "/usr/share/java/java-atk-wrapper.jar",
                    "-Djava.library.path=/usr/lib/x86_64-linux-gnu/jni",

@@ -3,6 +3,7 @@
 desktop."""
 
 import shutil
+import signal
 import subprocess
 import time
 import unittest
@@ -21,10 +22,11 @@ class Settings(unittest.TestCase):
         self.file.write_text(text)
         return memory
 
-    def quillshade(self, memory, *arguments):
+    def quillshade(self, memory, *arguments, **environment):
         """What another start of the program says, and its exit code."""
-        answer = subprocess.run([memory.command[0], "--data-dir", str(memory.data), *arguments], env=memory.environment,
-                                capture_output=True, text=True, timeout=20, check=False)
+        answer = subprocess.run([memory.command[0], "--data-dir", str(memory.data), *arguments],
+                                env=dict(memory.environment, **environment), capture_output=True, text=True, timeout=20,
+                                check=False)
         return answer.returncode, answer.stderr
 
     def test_a_site_that_was_written_into_the_file(self):
@@ -58,10 +60,40 @@ class Settings(unittest.TestCase):
 
         code, said = self.quillshade(memory, "--set", "excludedApps=")
         self.assertEqual(code, 0)
-        self.assertIn(f"already running in this session (process {memory.process.pid}) and takes the settings over", said)
+        self.assertIn(f"already running in this session (process {memory.process.pid}) and has stored the settings", said)
         self.assertTrue(wait_until(lambda: memory.status()["recording"], LATE), memory.status())
         type_text("an open line ")
         self.assertTrue(memory.wait_for_hit("an open line", LATE), memory.diagnosis())
+
+    def test_a_program_that_runs_stores_what_is_asked_of_another_start_all_of_it_or_nothing(self):
+        memory = self.memory_with("# my own words\ndiskCapGB=99999999999\n").start()
+        self.assertIn("diskCapGB", memory.ctl("status").stdout)
+        before = self.file.read_text()
+        self.assertIn("# my own words\ndiskCapGB=99999999999\n", before, "what can't be used stays")
+        elsewhere = str(memory.folder / "elsewhere")
+        for asked, told in (
+                (("--set", "textDays=5", "--set", "textDay=6"), "There is no setting “textDay”. Did you mean textDays?"),
+                (("--set", "textDays=5", "--set", "pausedUntil=inf"), "“inf” is no moment"),
+                (("--set", "textDays=5", "--add", "excludedSites=*"), "names no website"),
+                (("--set", b"captureMode=\xff"), "it isn't written in UTF-8")):
+            code, said = self.quillshade(memory, "--no-start", *asked, XDG_CONFIG_HOME=elsewhere)
+            self.assertEqual((code, self.file.read_text()), (2, before), said)
+            self.assertIn(told, said)
+            self.assertIn("Nothing was stored", said)
+        code, said = self.quillshade(memory, "--set", "textDays=5", "--add", "excludedSites=pier.example bank.example",
+                                     "--remove", "excludedSites=bank.example", XDG_CONFIG_HOME=elsewhere)
+        self.assertEqual(code, 0, said)
+        self.assertIn(f"has stored the settings in {self.file}.", said)
+        self.assertEqual(self.file.read_text(), before + "excludedSites=pier.example\ntextDays=5\n")
+        self.assertFalse((memory.folder / "elsewhere").exists(), "the running program's settings are the ones meant")
+        code, said = self.quillshade(memory, "--set", "onboardingCompleted=false", XDG_CONFIG_HOME=elsewhere)
+        self.assertEqual((code, memory.status()["recording"], memory.status()["status"]), (0, False, "Setup needed"))
+
+        memory.process.send_signal(signal.SIGSTOP)
+        code, said = self.quillshade(memory, "--set", "textDays=6", XDG_CONFIG_HOME=elsewhere)
+        memory.process.send_signal(signal.SIGCONT)
+        self.assertEqual(code, 1, said)
+        self.assertIn("gives no answer", said)
 
     def test_the_command_line_says_what_a_list_loses(self):
         memory = self.memory_with("")
