@@ -205,7 +205,8 @@ class Program:
             wait_until(lambda: file.stat().st_mtime_ns != before, 60)
             text = re.sub(r'<text:s(?: text:c="(\d+)")?/>', lambda space: " " * int(space[1] or 1), file.read_text())
             wanted = (TEXT * KEYS)[:KEYS]
-            length = max((end for end in range(KEYS + 1) if wanted[:end].strip() in text), default=0)
+            # Writer begins the sentence with a capital letter.
+            length = max((end for end in range(KEYS + 1) if wanted[:end].strip() in text.lower()), default=0)
             return length
         return None
 
