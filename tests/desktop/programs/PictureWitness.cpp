@@ -58,7 +58,7 @@ struct Colour {
 };
 
 std::uint8_t luma(const std::uint8_t* pixel) {
-    return std::uint8_t(std::lround(0.0722 * pixel[0] + 0.7152 * pixel[1] + 0.2126 * pixel[2]));
+    return std::uint8_t((18 * pixel[0] + 183 * pixel[1] + 55 * pixel[2] + 128) >> 8);
 }
 
 struct Screen {
