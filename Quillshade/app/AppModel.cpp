@@ -117,11 +117,12 @@ struct AppModel::Courses {
     }
 };
 
-AppModel::AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, const Platform& platform)
-    : m_settings(settings), m_hub(hub), m_clock(clock), m_tracker(platform.applications, platform.mainThread),
+AppModel::AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, const Platform& platform,
+                   const Surroundings& surroundings)
+    : m_settings(settings), m_hub(hub), m_clock(clock), m_tracker(platform.applications, surroundings.mainThread),
       m_segments(hub, platform.codec, platform.volume, clock), m_images(platform.codec),
       m_ocr(platform.recognizer, platform.preferredLanguages),
-      m_backlog({hub, m_ocr, m_images, clock, platform.mainThread, m_lines}), m_usageMeter(platform.usage),
+      m_backlog({hub, m_ocr, m_images, clock, surroundings.mainThread, m_lines}), m_usageMeter(platform.usage),
       m_recorder([&] {
           Recorder::Services services{hub,
                                       platform.accessibility,
@@ -135,11 +136,11 @@ AppModel::AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, con
                                       },
                                       m_tracker,
                                       clock,
-                                      platform.mainThread,
+                                      surroundings.mainThread,
                                       platform.identify,
-                                      platform.ownBundleID};
+                                      surroundings.ownBundleID};
           services.lines = m_lines;
-          if (platform.startTimer) services.startTimer = *platform.startTimer;
+          if (surroundings.startTimer) services.startTimer = *surroundings.startTimer;
           services.takeUsage = [this] { return m_usageMeter.take(); };
           return services;
       }()),

@@ -11,6 +11,7 @@
 #include "Quillshade/settings/AppSettings.h"
 #include "Quillshade/settings/SettingsCommands.h"
 #include "Quillshade/store/StoreHub.h"
+#include "platform/Platform.h"
 
 #include <QObject>
 #include <QTimer>
@@ -36,25 +37,15 @@ class AppModel final : public QObject {
     Q_OBJECT
 
 public:
-    /// The platform's services; all of them outlive the model.
-    struct Platform {
-        Accessibility& accessibility;
-        WindowServer& windowServer;
-        InputActivity& input;
-        RunningApplications& applications;
-        DisplayStreams& streams;
-        VideoCodec& codec;
-        Volume& volume;
-        TextRecognizer& recognizer;
+    /// Who the model works for.
+    struct Surroundings {
         Executor mainThread;
-        IdentityResolver identify;
         std::optional<std::string> ownBundleID;
-        std::vector<std::string> preferredLanguages;    ///< codes such as "tr-TR", the dearest first
-        std::optional<Recorder::StartTimer> startTimer; ///< tests hold the recorder's timer in their own hand
-        ProcessUsage* usage = nullptr;                  ///< without it the statistics don't tell what the program costs
+        std::optional<Recorder::StartTimer> startTimer = {}; ///< tests hold the recorder's timer in their own hand
     };
 
-    AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, const Platform& platform);
+    AppModel(StoreHub& hub, AppSettings& settings, const Clock& clock, const Platform& platform,
+             const Surroundings& surroundings);
     ~AppModel() override;
 
     /// Wires everything and starts the services; recording begins once the user has completed the setup. Once.

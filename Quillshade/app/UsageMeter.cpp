@@ -6,7 +6,7 @@
 namespace nomara {
 
 StatsDelta UsageMeter::take() {
-    const ProcessUsage::Totals totals = now();
+    const ProcessUsage::Totals totals = m_usage.totals();
     const ProcessUsage::Totals before = std::exchange(m_last, totals);
     StatsDelta delta;
     delta.cpuSeconds = std::max(totals.cpuSeconds - before.cpuSeconds, 0.0);

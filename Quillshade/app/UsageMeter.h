@@ -8,16 +8,14 @@ namespace nomara {
 /// What the process has cost since it was last asked. Used by one thread at a time.
 class UsageMeter {
 public:
-    /// `usage` outlives the meter; without one nothing is counted.
-    explicit UsageMeter(ProcessUsage* usage) : m_usage(usage), m_last(now()) {}
+    /// `usage` outlives the meter.
+    explicit UsageMeter(ProcessUsage& usage) : m_usage(usage), m_last(usage.totals()) {}
 
     /// CPU time and bytes written since the last call; never less than nothing.
     StatsDelta take();
 
 private:
-    ProcessUsage::Totals now() { return m_usage == nullptr ? ProcessUsage::Totals() : m_usage->totals(); }
-
-    ProcessUsage* const m_usage;
+    ProcessUsage& m_usage;
     ProcessUsage::Totals m_last;
 };
 

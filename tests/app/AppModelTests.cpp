@@ -54,21 +54,20 @@ struct ModelHarness {
 
     AppModel& build() {
         const Recorder::StartTimer never = [](auto&&...) { return std::make_unique<SerialQueue::Timer>(); };
-        model = std::make_unique<AppModel>(hub, settings, clock,
-                                           AppModel::Platform{accessibility,
-                                                              windowServer,
-                                                              input,
-                                                              applications,
-                                                              streams,
-                                                              codec,
-                                                              volume,
-                                                              recognizer,
-                                                              mainThreadExecutor(app),
-                                                              {},
-                                                              "com.brindlewick.Quillshade",
-                                                              languages,
-                                                              never,
-                                                              &usage});
+        model = std::make_unique<AppModel>(
+            hub, settings, clock,
+            Platform{accessibility,
+                     windowServer,
+                     input,
+                     applications,
+                     streams,
+                     codec,
+                     volume,
+                     recognizer,
+                     usage,
+                     {},
+                     languages},
+            AppModel::Surroundings{mainThreadExecutor(app), "com.brindlewick.Quillshade", never});
         return *model;
     }
     /// Returns when what a crash might have left has been looked at.
