@@ -73,7 +73,7 @@ double psnr(const AVFrame& a, const AVFrame& b) {
 
 Coded ours(VideoCodec& codec, const std::vector<Image>& frames, const std::filesystem::path& file,
            std::vector<double>& times) {
-    const VideoSize size{frames[0]->width & ~1, frames[0]->height & ~1};
+    const PixelSize size{frames[0]->width & ~1, frames[0]->height & ~1};
     const auto output = codec.create({file, size, 0.5});
     for (const Image& frame : frames)
         times.push_back(bench::timed([&] {
@@ -195,7 +195,7 @@ bool compression(VideoCodec& codec, const std::vector<Image>& frames, const std:
 bool reading(VideoCodec& codec, const std::vector<Image>& frames) {
     const std::string path = "segments/bench.mp4";
     const std::filesystem::path file = NomaraPaths::framesFile(path);
-    const VideoSize size{frames[0]->width & ~1, frames[0]->height & ~1};
+    const PixelSize size{frames[0]->width & ~1, frames[0]->height & ~1};
     const auto output = codec.create({file, size, 0.5});
     for (std::int64_t i = 0; i < segmentFrames; ++i) {
         output->append(frames[static_cast<std::size_t>(i) % frames.size()]);

@@ -5,7 +5,7 @@
 #include "Quillshade/capture/DisplayCapturer.h"
 #include "Quillshade/windows/BrowserPrivacy.h"
 #include "bench/ServerClock.h"
-#include "core/privacy/AppCatalog.h"
+#include "core/applications/AppCatalog.h"
 #include "platform/fake/FakeAccessibility.h"
 #include "platform/linux/desktop/ApplicationIdentifier.h"
 #include "platform/linux/x11/X11DisplayStream.h"

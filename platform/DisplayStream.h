@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/geometry/Geometry.h"
 #include "core/imaging/Image.h"
 #include "core/imaging/ImageLayer.h"
 #include "platform/WindowServer.h"
@@ -94,12 +95,6 @@ public:
     virtual std::unique_ptr<DisplayStream> make() = 0;
     /// Whether images of displays may be taken at all, as far as can be told without asking the user.
     virtual bool isPermitted() = 0;
-};
-
-struct PixelSize {
-    int width = 0;
-    int height = 0;
-    friend bool operator==(const PixelSize&, const PixelSize&) = default;
 };
 
 /// The size of a display's images: its pixels, at most 3840 wide, both even.

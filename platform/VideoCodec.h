@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/geometry/Geometry.h"
 #include "core/imaging/Image.h"
 
 #include <cstdint>
@@ -20,12 +21,6 @@ public:
 class DamagedVideo : public VideoError {
 public:
     using VideoError::VideoError;
-};
-
-struct VideoSize {
-    int width = 0;
-    int height = 0;
-    friend bool operator==(const VideoSize&, const VideoSize&) = default;
 };
 
 /// One video file that is being written: picture `i` stands at `i` seconds. Pictures are encoded on a thread of its
@@ -64,7 +59,7 @@ class VideoInput {
 public:
     virtual ~VideoInput() = default;
 
-    virtual VideoSize size() const = 0;
+    virtual PixelSize size() const = 0;
     /// How many pictures the file says it holds in full. After a crash the last of them may still be unreadable.
     virtual std::int64_t frameCount() const = 0;
     /// One picture, with its own shape, within a square of `largestSide` pixels (0: as large as it is). Absent where
@@ -79,7 +74,7 @@ public:
 
 struct VideoSettings {
     std::filesystem::path file;
-    VideoSize size;       ///< both even
+    PixelSize size;       ///< both even
     double quality = 0.5; ///< 0 to 1; half keeps small text crisp
 };
 

@@ -1,7 +1,7 @@
 #include "Quillshade/capture/Recorder.h"
 
 #include "Quillshade/segments/SegmentManager.h"
-#include "core/privacy/AppCatalog.h"
+#include "core/applications/AppCatalog.h"
 
 #include <algorithm>
 

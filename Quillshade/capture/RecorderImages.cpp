@@ -6,7 +6,7 @@
 #include "core/imaging/FrameMasker.h"
 #include "core/imaging/PerceptualHash.h"
 #include "core/policy/FrameGate.h"
-#include "core/privacy/AppCatalog.h"
+#include "core/applications/AppCatalog.h"
 #include "core/text/LineSplitter.h"
 
 #include <algorithm>

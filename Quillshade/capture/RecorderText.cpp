@@ -1,6 +1,6 @@
 #include "Quillshade/capture/RecorderLook.h"
-#include "core/journal/ProjectInference.h"
-#include "core/privacy/AppCatalog.h"
+#include "core/projects/ProjectInference.h"
+#include "core/applications/AppCatalog.h"
 #include "core/privacy/PrivacyRules.h"
 #include "core/text/LineSplitter.h"
 

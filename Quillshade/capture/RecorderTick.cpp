@@ -3,7 +3,7 @@
 #include "Quillshade/store/StoreHub.h"
 #include "core/base/Calendar.h"
 #include "core/base/Log.h"
-#include "core/privacy/AppCatalog.h"
+#include "core/applications/AppCatalog.h"
 #include "core/privacy/PrivacyRules.h"
 
 #include <algorithm>

@@ -112,7 +112,7 @@ std::optional<SegmentManager::Place> SegmentManager::append(const Image& image, 
                                                             ImageQuality quality,
                                                             const std::function<bool()>& isInterrupted) {
     if (!image) return std::nullopt;
-    const VideoSize size{image->width, image->height};
+    const PixelSize size{image->width, image->height};
     auto entry = m_open.find(displayID);
     if (entry != m_open.end() && mustRollOver(*entry->second, size, date, quality)) {
         // A full disk is the likeliest reason for a failure: no new segment before that is known.
@@ -224,7 +224,7 @@ QFuture<void> SegmentManager::recoverOpenSegments() {
 
 // All frames of a file have one size and one quality. Its time is told by both clocks: one stands still while the
 // machine sleeps, the other may be set, and none of a segment's frames may lie before its start.
-bool SegmentManager::mustRollOver(const Open& entry, VideoSize size, Date date, ImageQuality quality) const {
+bool SegmentManager::mustRollOver(const Open& entry, PixelSize size, Date date, ImageQuality quality) const {
     const SegmentWriter& writer = *entry.writer;
     const double age = date - writer.startedAt();
     return age < 0 || std::max(age, m_clock.uptime() - entry.openedAt) >= longestSegmentSeconds ||
@@ -245,7 +245,7 @@ bool SegmentManager::isDiskLow() {
     return m_diskLow = low;
 }
 
-SegmentManager::Entry SegmentManager::openSegment(DisplayID displayID, VideoSize size, ImageQuality quality,
+SegmentManager::Entry SegmentManager::openSegment(DisplayID displayID, PixelSize size, ImageQuality quality,
                                                   Date date) {
     const std::string day = Calendar::dayKey(date);
     const auto milliseconds = static_cast<std::int64_t>(date.seconds * 1000);
@@ -263,7 +263,7 @@ SegmentManager::Entry SegmentManager::openSegment(DisplayID displayID, VideoSize
         throw VideoError(namingTheFolder(error.what(), file));
     }
     try {
-        const VideoSize video = entry->writer->outputSize();
+        const PixelSize video = entry->writer->outputSize();
         entry->id = m_hub.write([&](MemoryStore& store) {
             return store.insertOpenSegment(entry->path, displayID, date, video.width, video.height);
         });

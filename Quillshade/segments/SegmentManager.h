@@ -71,10 +71,10 @@ private:
     };
     using Entry = std::shared_ptr<Open>;
 
-    bool mustRollOver(const Open& entry, VideoSize size, Date date, ImageQuality quality) const;
+    bool mustRollOver(const Open& entry, PixelSize size, Date date, ImageQuality quality) const;
     bool isDiskLow();
     bool waitUntilStored(DisplayID displayID, const std::function<bool()>& isInterrupted);
-    Entry openSegment(DisplayID displayID, VideoSize size, ImageQuality quality, Date date);
+    Entry openSegment(DisplayID displayID, PixelSize size, ImageQuality quality, Date date);
     std::int64_t finish(Open& entry);
     void finishInBackground(Entry entry);
     void recordClose(const Open& entry, std::int64_t bytes);

@@ -15,12 +15,12 @@ constexpr double spinSeconds = 0.005;
 
 } // namespace
 
-SegmentWriter::SegmentWriter(VideoCodec& codec, const fs::path& url, VideoSize sourceSize, int maxWidth, double quality,
+SegmentWriter::SegmentWriter(VideoCodec& codec, const fs::path& url, PixelSize sourceSize, int maxWidth, double quality,
                              Date startedAt)
     : m_url(url), m_sourceSize(sourceSize), m_outputSize(outputSize(maxWidth, sourceSize)), m_startedAt(startedAt),
       m_lastFrameAt(startedAt), m_output(codec.create({url, m_outputSize, quality})) {}
 
-VideoSize SegmentWriter::outputSize(int maxWidth, VideoSize sourceSize) {
+PixelSize SegmentWriter::outputSize(int maxWidth, PixelSize sourceSize) {
     auto [width, height] = sourceSize;
     if (maxWidth < width) {
         height = static_cast<int>(std::lround(static_cast<double>(height) * maxWidth / width));

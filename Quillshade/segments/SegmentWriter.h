@@ -17,11 +17,11 @@ namespace nomara {
 class SegmentWriter {
 public:
     /// Makes the file ready, in the place of one that may be there. Throws VideoError.
-    SegmentWriter(VideoCodec& codec, const std::filesystem::path& url, VideoSize sourceSize, int maxWidth,
+    SegmentWriter(VideoCodec& codec, const std::filesystem::path& url, PixelSize sourceSize, int maxWidth,
                   double quality, Date startedAt);
 
     /// The video's size for pictures of that size: at most so wide, and even.
-    static VideoSize outputSize(int maxWidth, VideoSize sourceSize);
+    static PixelSize outputSize(int maxWidth, PixelSize sourceSize);
 
     /// Gives the picture's index, or nothing where it can't be taken; the index is then the next picture's. Waits for a
     /// busy encoder at most `spins` times 5 milliseconds, and no longer once `isInterrupted`. The picture reaches the
@@ -40,8 +40,8 @@ public:
     std::int64_t storedFrames() const { return m_output->storedFrames(); }
 
     const std::filesystem::path& url() const { return m_url; }
-    VideoSize sourceSize() const { return m_sourceSize; }
-    VideoSize outputSize() const { return m_outputSize; }
+    PixelSize sourceSize() const { return m_sourceSize; }
+    PixelSize outputSize() const { return m_outputSize; }
     Date startedAt() const { return m_startedAt; }
     std::int64_t frameCount() const { return m_frameCount; } ///< pictures taken, and the next index
     Date lastFrameAt() const { return m_lastFrameAt; }       ///< `startedAt` before the first
@@ -50,8 +50,8 @@ private:
     void removeFile() const;
 
     const std::filesystem::path m_url;
-    const VideoSize m_sourceSize;
-    const VideoSize m_outputSize;
+    const PixelSize m_sourceSize;
+    const PixelSize m_outputSize;
     const Date m_startedAt;
     std::int64_t m_frameCount = 0;
     Date m_lastFrameAt;

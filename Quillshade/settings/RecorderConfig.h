@@ -1,8 +1,8 @@
 #pragma once
 
-#include "core/journal/ProjectRule.h"
+#include "core/projects/ProjectRule.h"
 #include "core/policy/PolicyEngine.h"
-#include "core/privacy/AppCatalog.h"
+#include "core/applications/AppCatalog.h"
 
 #include <set>
 #include <string>

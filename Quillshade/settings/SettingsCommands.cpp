@@ -1,7 +1,7 @@
 #include "Quillshade/settings/SettingsCommands.h"
 
 #include "Quillshade/settings/Spelling.h"
-#include "core/privacy/AppCatalog.h"
+#include "core/applications/AppCatalog.h"
 #include "platform/PreferenceText.h"
 
 #include <algorithm>

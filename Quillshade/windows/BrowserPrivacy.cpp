@@ -2,7 +2,7 @@
 
 #include "Quillshade/windows/CaptureDiagnostics.h"
 #include "Quillshade/windows/WindowMatcher.h"
-#include "core/privacy/AppCatalog.h"
+#include "core/applications/AppCatalog.h"
 #include "core/privacy/PrivacyRules.h"
 
 #include <algorithm>

@@ -23,13 +23,13 @@ bool isPlace(const Rect& rect) {
     return std::isfinite(rect.x) && std::isfinite(rect.y) && std::isfinite(rect.width) && std::isfinite(rect.height);
 }
 
-void fill(PixelBuffer& image, const PixelRect& rect) {
-    const std::size_t offset = static_cast<std::size_t>(rect.minX) * 4;
-    const std::size_t length = static_cast<std::size_t>(rect.maxX - rect.minX) * 4;
-    std::uint8_t* const first = image.row(rect.minY) + offset;
+void fill(PixelBuffer& image, const PixelBox& rect) {
+    const std::size_t offset = static_cast<std::size_t>(rect.left) * 4;
+    const std::size_t length = static_cast<std::size_t>(rect.right - rect.left) * 4;
+    std::uint8_t* const first = image.row(rect.top) + offset;
     for (std::size_t i = 0; i < length; i += 4)
         std::memcpy(first + i, dark, sizeof dark);
-    for (int y = rect.minY + 1; y < rect.maxY; ++y)
+    for (int y = rect.top + 1; y < rect.bottom; ++y)
         std::memcpy(image.row(y) + offset, first, length);
 }
 
@@ -39,7 +39,7 @@ Image mask(const PixelBuffer& image, const std::vector<Rect>& rects) {
     if (!holdsWhatItSays(image) || !std::all_of(rects.begin(), rects.end(), isPlace)) return nullptr;
     try {
         const auto masked = std::make_shared<PixelBuffer>(image);
-        for (const PixelRect& rect : pixelRects(rects, image.width, image.height))
+        for (const PixelBox& rect : pixelRects(rects, image.width, image.height))
             fill(*masked, rect);
         return masked;
     } catch (const std::bad_alloc&) {
@@ -47,16 +47,16 @@ Image mask(const PixelBuffer& image, const std::vector<Rect>& rects) {
     }
 }
 
-std::vector<PixelRect> pixelRects(const std::vector<Rect>& rects, int width, int height) {
+std::vector<PixelBox> pixelRects(const std::vector<Rect>& rects, int width, int height) {
     // Bounded on both sides before the conversion: an edge may lie farther out than an integer reaches.
     const auto pixel = [](double edge, int extent) { return static_cast<int>(std::clamp<double>(edge, 0, extent)); };
-    std::vector<PixelRect> covered;
+    std::vector<PixelBox> covered;
     covered.reserve(rects.size());
     for (const Rect& rect : rects) {
-        const PixelRect pixels{pixel(std::floor(rect.x * width), width), pixel(std::floor(rect.y * height), height),
+        const PixelBox pixels{pixel(std::floor(rect.x * width), width), pixel(std::floor(rect.y * height), height),
                                pixel(std::ceil((rect.x + rect.width) * width), width),
                                pixel(std::ceil((rect.y + rect.height) * height), height)};
-        if (pixels.minX < pixels.maxX && pixels.minY < pixels.maxY) covered.push_back(pixels);
+        if (pixels.left < pixels.right && pixels.top < pixels.bottom) covered.push_back(pixels);
     }
     return covered;
 }

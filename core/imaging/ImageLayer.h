@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/base/Geometry.h"
+#include "core/geometry/Geometry.h"
 
 #include <cstdint>
 #include <vector>

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/geometry/Geometry.h"
 #include "core/imaging/Image.h"
 
 #include <cstddef>
@@ -7,19 +8,6 @@
 #include <vector>
 
 namespace nomara {
-
-/// Pixels of an image with left <= x < right and top <= y < bottom; row 0 is the top.
-struct PixelBox {
-    int left = 0;
-    int top = 0;
-    int right = 0;
-    int bottom = 0;
-
-    int width() const { return right - left; }
-    int height() const { return bottom - top; }
-    bool isEmpty() const { return right <= left || bottom <= top; }
-    friend bool operator==(const PixelBox&, const PixelBox&) = default;
-};
 
 /// Brightness, a byte for each pixel, rows without gaps.
 struct GrayImage {

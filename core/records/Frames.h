@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/base/Date.h"
+#include "core/geometry/Geometry.h"
 
 #include <cstdint>
 #include <optional>
@@ -41,19 +42,6 @@ struct TextSource {
     constexpr bool contains(TextSource other) const { return (rawValue & other.rawValue) == other.rawValue; }
     friend constexpr TextSource operator|(TextSource a, TextSource b) { return {a.rawValue | b.rawValue}; }
     friend bool operator==(const TextSource&, const TextSource&) = default;
-};
-
-/// A window's place inside its frame, as fractions of the frame's size.
-struct RelativeRect {
-    double x = 0;
-    double y = 0;
-    double width = 0;
-    double height = 0;
-    friend bool operator==(const RelativeRect&, const RelativeRect&) = default;
-
-    static constexpr RelativeRect full() { return {0, 0, 1, 1}; }
-    /// Smaller than a twentieth of the frame in either direction isn't worth a closer look.
-    constexpr bool isUsableAsFocus() const { return width > 0.05 && height > 0.05; }
 };
 
 /// What the capture pipeline hands to the store for one frame.

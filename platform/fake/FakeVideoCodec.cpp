@@ -65,7 +65,7 @@ class FakeVideoCodec::Input final : public VideoInput {
 public:
     Input(FakeVideoCodec& codec, Video video) : m_codec(codec), m_video(std::move(video)) {}
 
-    VideoSize size() const override { return m_video.settings.size; }
+    PixelSize size() const override { return m_video.settings.size; }
     std::int64_t frameCount() const override {
         return static_cast<std::int64_t>(m_video.frames.size()) + m_video.announcedFrames;
     }

@@ -1,6 +1,6 @@
 #include "platform/linux/LinuxPlatform.h"
 
-#include "core/privacy/AppCatalog.h"
+#include "core/applications/AppCatalog.h"
 #include "platform/linux/atspi/AtspiAccessibility.h"
 #include "platform/linux/desktop/ApplicationIdentifier.h"
 #include "platform/linux/desktop/InstalledApplications.h"

@@ -92,7 +92,7 @@ struct SegmentManagerTest : ::testing::Test {
 TEST(SegmentWriter, ScalesToAnEvenSizeWithinTheWidth) {
     const struct {
         int maxWidth;
-        VideoSize source, output;
+        PixelSize source, output;
     } rows[] = {
         {1920, {3840, 2160}, {1920, 1080}}, {2560, {3840, 2160}, {2560, 1440}},
         {1440, {1441, 901}, {1440, 900}},   {1440, {1001, 701}, {1000, 700}},
@@ -136,7 +136,7 @@ TEST_F(SegmentManagerTest, QualityDecidesWidthAndEncoding) {
     image = std::make_shared<PixelBuffer>(3840, 2160);
     const struct {
         ImageQuality quality;
-        VideoSize size;
+        PixelSize size;
         double encoding;
     } rows[] = {{ImageQuality::compact, {1440, 810}, 0.42},
                 {ImageQuality::balanced, {1920, 1080}, 0.5},

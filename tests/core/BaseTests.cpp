@@ -1,5 +1,5 @@
 #include "core/base/Calendar.h"
-#include "core/base/Geometry.h"
+#include "core/geometry/Geometry.h"
 #include "core/base/Paths.h"
 #include "core/base/SerialQueue.h"
 #include "core/records/Frames.h"

@@ -139,7 +139,7 @@ TEST(FrameMasker, RoundsOutwards) {
     const struct {
         const char* name;
         Rect rect;
-        std::vector<FrameMasker::PixelRect> covered; // of 10 by 10 pixels
+        std::vector<PixelBox> covered; // of 10 by 10 pixels
     } rows[] = {
         {"between pixels", {0.25, 0.25, 0.5, 0.5}, {{2, 2, 8, 8}}},
         {"on pixels", {0.5, 0.5, 0.25, 0.5}, {{5, 5, 8, 10}}},
@@ -176,7 +176,7 @@ TEST(FrameMasker, CoversWhatItIsTold) {
         for (int y = 0; y < 10; ++y) {
             for (int x = 0; x < 10; ++x) {
                 const bool hidden = std::any_of(covered.begin(), covered.end(), [&](const auto& r) {
-                    return x >= r.minX && x < r.maxX && y >= r.minY && y < r.maxY;
+                    return x >= r.left && x < r.right && y >= r.top && y < r.bottom;
                 });
                 const Colour expected = hidden ? Colour{0x4A, 0x46, 0x44, 0xFF} : grey(x * 10 + y);
                 Colour found{};

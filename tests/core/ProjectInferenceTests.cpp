@@ -1,4 +1,4 @@
-#include "core/journal/ProjectInference.h"
+#include "core/projects/ProjectInference.h"
 #include "core/text/Graphemes.h"
 
 #include <random>

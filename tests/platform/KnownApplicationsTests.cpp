@@ -1,5 +1,5 @@
-#include "core/privacy/AppCatalog.h"
-#include "core/privacy/LinuxApplications.h"
+#include "core/applications/AppCatalog.h"
+#include "core/applications/LinuxApplications.h"
 #include "platform/linux/desktop/WellKnownApplications.h"
 #include "platform/linux/desktop/WellKnownPrograms.h"
 #include "tests/platform/Machine.h"

@@ -36,7 +36,7 @@ TEST_F(VideoTest, EveryPictureReadsBackAsItselfWhileWritingAndAfterwards) {
 
     const auto finished = codec.open(file);
     EXPECT_EQ(finished->frameCount(), count);
-    EXPECT_EQ(finished->size(), (VideoSize{width, height}));
+    EXPECT_EQ(finished->size(), (PixelSize{width, height}));
     for (const int i : order) {
         const Image image = finished->frame(i, 0);
         EXPECT_EQ(testing::numberOf(image, width), i);
@@ -149,7 +149,7 @@ TEST_F(VideoTest, SaysWhyAFileCantBeWritten) {
         std::filesystem::permissions(readOnly, std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
         EXPECT_THROW(codec.create({readOnly / "1.mp4", {width, height}, 0.5}), VideoError);
     }
-    for (const VideoSize size : {VideoSize{0, 0}, VideoSize{-2, 300}, VideoSize{481, 301}})
+    for (const PixelSize size : {PixelSize{0, 0}, PixelSize{-2, 300}, PixelSize{481, 301}})
         EXPECT_THROW(codec.create({file, size, 0.5}), VideoError) << size.width;
     EXPECT_EQ(codec.openEncoders(), 0);
 }

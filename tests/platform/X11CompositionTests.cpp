@@ -11,9 +11,9 @@ namespace {
 
 using Role = X11ComposableWindow::Role;
 
-constexpr X11Box area{0, 0, 100, 100};
+constexpr PixelBox area{0, 0, 100, 100};
 
-X11ComposableWindow window(std::uint32_t id, const X11Box& bounds, Role role = Role::seen, bool isBlended = false) {
+X11ComposableWindow window(std::uint32_t id, const PixelBox& bounds, Role role = Role::seen, bool isBlended = false) {
     X11ComposableWindow result;
     result.top = {id, bounds, true, true, false};
     result.role = role;
@@ -28,9 +28,9 @@ X11Region visible(const std::vector<X11Layer>& layers, std::uint32_t id) {
     return {};
 }
 
-X11Region without(const X11Box& box, const std::vector<X11Box>& parts) {
+X11Region without(const PixelBox& box, const std::vector<PixelBox>& parts) {
     X11Region region(box);
-    for (const X11Box& part : parts)
+    for (const PixelBox& part : parts)
         region.subtract(part);
     return region;
 }
@@ -38,9 +38,9 @@ X11Region without(const X11Box& box, const std::vector<X11Box>& parts) {
 } // namespace
 
 TEST(X11Composition, UsesAWindowsPixelsWhereNothingLiesAboveThatCoversThem) {
-    const X11Box half{50, 0, 100, 100}, corner{90, 90, 130, 130}, middle{40, 40, 60, 60};
+    const PixelBox half{50, 0, 100, 100}, corner{90, 90, 130, 130}, middle{40, 40, 60, 60};
     X11ComposableWindow round = window(2, half);
-    round.shape = X11Region(X11Box{60, 10, 90, 90});
+    round.shape = X11Region(PixelBox{60, 10, 90, 90});
     X11ComposableWindow hidden = window(2, half);
     hidden.top.isShown = false;
     using Unpainted = std::map<std::uint32_t, X11Region>;
@@ -90,7 +90,7 @@ TEST(X11Composition, UsesAWindowsPixelsWhereNothingLiesAboveThatCoversThem) {
 }
 
 TEST(X11Composition, TellsWhereTheImageMayHaveChanged) {
-    const X11Box left{0, 0, 40, 40}, right{30, 0, 70, 40};
+    const PixelBox left{0, 0, 40, 40}, right{30, 0, 70, 40};
     const auto layers = [](const std::vector<X11ComposableWindow>& windows) {
         return composeLayers(windows, {}, area);
     };

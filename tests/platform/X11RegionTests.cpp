@@ -18,7 +18,7 @@ std::size_t indexOf(int x, int y) {
 
 Pixels pixelsOf(const X11Region& region) {
     Pixels pixels;
-    for (const X11Box& box : region.boxes())
+    for (const PixelBox& box : region.boxes())
         for (int y = box.top; y < box.bottom; ++y)
             for (int x = box.left; x < box.right; ++x) {
                 EXPECT_FALSE(pixels[indexOf(x, y)]) << "boxes overlap at " << x << ", " << y;
@@ -35,7 +35,7 @@ TEST(X11Region, CountsLikeASetOfPixels) {
     const auto upTo = [&](int most) { return int(random() % unsigned(most + 1)); };
     const auto randomBox = [&] {
         const int left = upTo(side - 1), top = upTo(side - 1);
-        return X11Box{left, top, left + upTo(side - left), top + upTo(side - top)}; // empty ones among them
+        return PixelBox{left, top, left + upTo(side - left), top + upTo(side - top)}; // empty ones among them
     };
     for (int round = 0; round < 3'000; ++round) {
         X11Region a, b;
@@ -52,7 +52,7 @@ TEST(X11Region, CountsLikeASetOfPixels) {
         ASSERT_EQ(pixelsOf(a.intersection(b)), first & second) << round;
         ASSERT_EQ(coverTheSame(a, b), first == second) << round;
         ASSERT_EQ(rest.isEmpty(), (first & ~second).none()) << round;
-        X11Region whole(X11Box{0, 0, side, side}), back = whole;
+        X11Region whole(PixelBox{0, 0, side, side}), back = whole;
         back.subtract(a);
         whole.subtract(back);
         ASSERT_TRUE(coverTheSame(whole, a)) << "what isn't in the complement, round " << round;
@@ -72,8 +72,8 @@ TEST(X11Region, OfVeryManyBoxesLosesNothing) {
 }
 
 TEST(X11Region, Moves) {
-    X11Region region(X11Box{0, 0, 10, 10});
-    region.subtract(X11Box{2, 2, 4, 4});
+    X11Region region(PixelBox{0, 0, 10, 10});
+    region.subtract(PixelBox{2, 2, 4, 4});
     const X11Region moved = region.moved(-5, 100);
     EXPECT_TRUE(moved.contains(-5, 100));
     EXPECT_FALSE(moved.contains(-3, 102));

@@ -9,11 +9,11 @@ namespace nomara {
 
 namespace {
 
-constexpr X11Box screen{0, 0, 100, 100}, place{10, 10, 30, 30}, far{60, 60, 80, 80};
+constexpr PixelBox screen{0, 0, 100, 100}, place{10, 10, 30, 30}, far{60, 60, 80, 80};
 // The background's window, the excluded one, another one that covers half of it.
 constexpr std::uint32_t ground = 1, secret = 2, cover = 3;
 
-X11TopWindow shown(std::uint32_t id, const X11Box& bounds, bool isExcluded = false) {
+X11TopWindow shown(std::uint32_t id, const PixelBox& bounds, bool isExcluded = false) {
     return {id, bounds, true, true, isExcluded};
 }
 
@@ -22,9 +22,9 @@ X11Region hiddenLater(X11Stacking& stacking, double now = 5) {
     return stacking.hidden(now);
 }
 
-X11Region regionOf(const std::vector<X11Box>& boxes) {
+X11Region regionOf(const std::vector<PixelBox>& boxes) {
     X11Region region;
-    for (const X11Box& box : boxes)
+    for (const PixelBox& box : boxes)
         region.add(box);
     return region;
 }
@@ -32,12 +32,12 @@ X11Region regionOf(const std::vector<X11Box>& boxes) {
 } // namespace
 
 TEST(X11Stacking, HidesWhatShowsOfAnExcludedWindowAndWhatItLeaves) {
-    const X11Box half{20, 10, 40, 30}; // the cover's place: the right half of the excluded window and some more
+    const PixelBox half{20, 10, 40, 30}; // the cover's place: the right half of the excluded window and some more
     using Steps = std::function<void(X11Stacking&)>;
     const struct {
         const char* what;
         Steps steps;
-        std::vector<X11Box> hidden;
+        std::vector<PixelBox> hidden;
     } rows[] = {
         {"it shows", [](X11Stacking&) {}, {place}},
         {"another one comes above it, and hasn't painted",
@@ -160,7 +160,7 @@ TEST(X11Stacking, TellsWhenWhatShowsOfExcludedWindowsChanged) {
 }
 
 TEST(X11Stacking, UnderACompositorKnowsWhatWindowsHaveNotPaintedOfTheirMemory) {
-    const X11Box wide{-500, -500, 1'500, 1'500}, half{0, 0, 10, 20};
+    const PixelBox wide{-500, -500, 1'500, 1'500}, half{0, 0, 10, 20};
     X11Stacking stacking;
     stacking.reset({shown(ground, wide), shown(cover, far), shown(secret, place, true)}, 0);
     const auto unpainted = [&](std::uint32_t id) {

@@ -1,6 +1,6 @@
 #include "platform/linux/desktop/ApplicationIdentifier.h"
 
-#include "core/privacy/AppCatalog.h"
+#include "core/applications/AppCatalog.h"
 #include "platform/linux/desktop/Names.h"
 #include "platform/linux/desktop/ProcessFacts.h"
 #include "platform/linux/desktop/WellKnownApplications.h"

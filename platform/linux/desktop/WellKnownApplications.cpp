@@ -1,7 +1,7 @@
 #include "platform/linux/desktop/WellKnownApplications.h"
 
-#include "core/privacy/AppCatalog.h"
-#include "core/privacy/LinuxApplications.h"
+#include "core/applications/AppCatalog.h"
+#include "core/applications/LinuxApplications.h"
 #include "platform/linux/desktop/Names.h"
 #include "platform/linux/desktop/WellKnownPrograms.h"
 

@@ -33,7 +33,7 @@ int constantRateFactor(double quality) {
 
 } // namespace
 
-HevcEncoder::HevcEncoder(VideoSize size, double quality) {
+HevcEncoder::HevcEncoder(PixelSize size, double quality) {
     const AVCodec* const encoder = avcodec_find_encoder_by_name("libx265");
     if (!encoder) throw VideoError("The video encoder libx265 isn't installed.");
     m_context.reset(avcodec_alloc_context3(encoder));

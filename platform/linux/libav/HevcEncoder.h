@@ -12,7 +12,7 @@ namespace nomara::libav {
 class HevcEncoder {
 public:
     /// Throws VideoError.
-    HevcEncoder(VideoSize size, double quality);
+    HevcEncoder(PixelSize size, double quality);
 
     /// How the stream is described at the head of its file; the same for every session with these settings.
     const AVCodecContext& context() const { return *m_context; }

@@ -26,7 +26,7 @@ libav::CodecContext openDecoder(const AVCodecParameters& parameters) {
     return context;
 }
 
-VideoSize fitted(VideoSize size, int largestSide) {
+PixelSize fitted(PixelSize size, int largestSide) {
     const int longer = std::max(size.width, size.height);
     if (largestSide <= 0 || longer <= largestSide) return size;
     const double scale = static_cast<double>(largestSide) / longer;

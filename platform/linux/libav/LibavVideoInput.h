@@ -13,7 +13,7 @@ public:
     /// Throws VideoError.
     explicit LibavVideoInput(const std::filesystem::path& file);
 
-    VideoSize size() const override { return m_table.size; }
+    PixelSize size() const override { return m_table.size; }
     std::int64_t frameCount() const override { return static_cast<std::int64_t>(m_table.samples.size()); }
     Image frame(std::int64_t index, int largestSide) override;
     std::int64_t frameBytes(std::int64_t index) const override;

@@ -9,7 +9,7 @@ namespace {
 // Accurate enough that a text's edges come back as they were; averaging areas where a picture shrinks to less than half
 // keeps thin strokes visible. On the way back to the screen in its own size the library's quick way takes a sixth of
 // the time for less than 1 dB of what the encoder left; whoever writes pictures anew does better without that way.
-int method(VideoSize from, VideoSize to, AVPixelFormat toFormat) {
+int method(PixelSize from, PixelSize to, AVPixelFormat toFormat) {
     constexpr int exact = SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP;
     // The quick way writes sixteen pixels at a time, over the end of a row that isn't made of as many.
     if (toFormat == AV_PIX_FMT_BGRA && from == to)
@@ -18,7 +18,7 @@ int method(VideoSize from, VideoSize to, AVPixelFormat toFormat) {
 }
 
 // The library takes the tables that fit and frees the others.
-bool prepare(Scaler& scaler, VideoSize from, AVPixelFormat fromFormat, VideoSize to, AVPixelFormat toFormat) {
+bool prepare(Scaler& scaler, PixelSize from, AVPixelFormat fromFormat, PixelSize to, AVPixelFormat toFormat) {
     scaler.reset(sws_getCachedContext(scaler.release(), from.width, from.height, fromFormat, to.width, to.height,
                                       toFormat, method(from, to, toFormat), nullptr, nullptr, nullptr));
     if (!scaler) return false;
@@ -31,7 +31,7 @@ bool prepare(Scaler& scaler, VideoSize from, AVPixelFormat fromFormat, VideoSize
 
 } // namespace
 
-Frame PictureScaler::toVideo(const PixelBuffer& image, VideoSize size) {
+Frame PictureScaler::toVideo(const PixelBuffer& image, PixelSize size) {
     Frame frame(av_frame_alloc());
     if (!frame) return nullptr;
     frame->format = AV_PIX_FMT_YUV420P;
@@ -49,8 +49,8 @@ Frame PictureScaler::toVideo(const PixelBuffer& image, VideoSize size) {
     return frame;
 }
 
-Image PictureScaler::toScreen(const AVFrame& frame, VideoSize size) {
-    const VideoSize from{frame.width, frame.height};
+Image PictureScaler::toScreen(const AVFrame& frame, PixelSize size) {
+    const PixelSize from{frame.width, frame.height};
     const auto format = static_cast<AVPixelFormat>(frame.format);
     if (!prepare(m_scaler, from, format, size, AV_PIX_FMT_BGRA)) return nullptr;
     try {

@@ -11,8 +11,8 @@ namespace nomara::libav {
 class PictureScaler {
 public:
     /// A frame of that size; absent where memory is short.
-    Frame toVideo(const PixelBuffer& image, VideoSize size);
-    Image toScreen(const AVFrame& frame, VideoSize size);
+    Frame toVideo(const PixelBuffer& image, PixelSize size);
+    Image toScreen(const AVFrame& frame, PixelSize size);
 
 private:
     Scaler m_scaler;

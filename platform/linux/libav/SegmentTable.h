@@ -20,7 +20,7 @@ struct SegmentTable {
 
     std::vector<Sample> samples; ///< picture `i` at `i` seconds
     CodecParameters parameters;
-    VideoSize size;
+    PixelSize size;
     bool breaksOff = false; ///< holds more pictures than can be told where they are
 
     /// Throws DamagedVideo where the file isn't one or its head is missing.

@@ -17,7 +17,7 @@ constexpr std::size_t pixelBytes = 4;
 constexpr std::size_t maxParts = 16;
 constexpr long maxSurplus = 2;
 
-long areaOf(const X11Box& box) {
+long areaOf(const PixelBox& box) {
     return long(box.right - box.left) * (box.bottom - box.top);
 }
 
@@ -37,7 +37,7 @@ std::uint32_t blend(std::uint32_t above, std::uint32_t below) {
 
 /// A box of a window that is read at once, and what of it goes into the image.
 struct X11ComposedImage::Part {
-    X11Box box;
+    PixelBox box;
     X11Region wanted;
 
     std::size_t bytes() const { return std::size_t(areaOf(box)) * pixelBytes; }
@@ -50,7 +50,7 @@ X11ComposedImage::X11ComposedImage(const X11Connection& connection) : m_connecti
     m_isAvailable = version && (version->major_version > 0 || version->minor_version >= 2);
 }
 
-void X11ComposedImage::setArea(const X11Box& area) {
+void X11ComposedImage::setArea(const PixelBox& area) {
     if (area == m_area) return;
     m_area = area;
     clear();
@@ -67,7 +67,7 @@ X11ComposedImage::Result X11ComposedImage::update(std::vector<X11Layer> layers, 
     X11Region changed = changedBetween(m_layers, layers);
     changed.add(painted.intersection(m_area));
     const std::size_t stride = std::size_t(m_area.right - m_area.left) * pixelBytes;
-    for (const X11Box& box : changed.boxes())
+    for (const PixelBox& box : changed.boxes())
         for (int y = box.top; y < box.bottom; ++y)
             std::memset(m_pixels.data() + std::size_t(y - m_area.top) * stride +
                             std::size_t(box.left - m_area.left) * pixelBytes,
@@ -89,9 +89,9 @@ Image X11ComposedImage::image(PixelSize size) const {
 }
 
 bool X11ComposedImage::draw(const X11Layer& layer, const X11Region& region) {
-    X11Box whole = region.boxes().front();
+    PixelBox whole = region.boxes().front();
     long wanted = 0;
-    for (const X11Box& box : region.boxes()) {
+    for (const PixelBox& box : region.boxes()) {
         whole = {std::min(whole.left, box.left), std::min(whole.top, box.top), std::max(whole.right, box.right),
                  std::max(whole.bottom, box.bottom)};
         wanted += areaOf(box);
@@ -100,7 +100,7 @@ bool X11ComposedImage::draw(const X11Layer& layer, const X11Region& region) {
     if (region.boxes().size() > maxParts || areaOf(whole) <= maxSurplus * wanted)
         parts.push_back({whole, region});
     else
-        for (const X11Box& box : region.boxes())
+        for (const PixelBox& box : region.boxes())
             parts.push_back({box, X11Region(box)});
     return drawParts(layer, parts);
 }
@@ -156,7 +156,7 @@ bool X11ComposedImage::drawParts(const X11Layer& layer, const std::vector<Part>&
 void X11ComposedImage::put(const X11Layer& layer, const Part& part, const std::uint8_t* pixels) {
     const std::size_t from = std::size_t(part.box.right - part.box.left) * pixelBytes;
     const std::size_t to = std::size_t(m_area.right - m_area.left) * pixelBytes;
-    for (const X11Box& box : part.wanted.boxes()) {
+    for (const PixelBox& box : part.wanted.boxes()) {
         const auto width = std::size_t(box.right - box.left);
         for (int y = box.top; y < box.bottom; ++y) {
             const std::uint8_t* const source =

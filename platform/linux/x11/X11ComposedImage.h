@@ -21,8 +21,8 @@ public:
     bool isAvailable() const { return m_isAvailable; }
 
     /// The image is of this part of the screen from now on; black where it is another one than before.
-    void setArea(const X11Box& area);
-    const X11Box& area() const { return m_area; }
+    void setArea(const PixelBox& area);
+    const PixelBox& area() const { return m_area; }
     /// Forgets everything: black, no layers.
     void clear();
 
@@ -46,7 +46,7 @@ private:
     const X11Connection& m_connection;
     X11SharedMemory m_memory;
     bool m_isAvailable = false;
-    X11Box m_area;
+    PixelBox m_area;
     std::vector<std::uint8_t> m_pixels;
     std::vector<X11Layer> m_layers;
 };

@@ -32,7 +32,7 @@ void addDifference(X11Region& region, const X11Region& a, const X11Region& b) {
 } // namespace
 
 std::vector<X11Layer> composeLayers(const std::vector<X11ComposableWindow>& windows,
-                                    const std::map<std::uint32_t, X11Region>& unpainted, const X11Box& area) {
+                                    const std::map<std::uint32_t, X11Region>& unpainted, const PixelBox& area) {
     std::vector<X11Layer> layers;
     X11Region covered;
     for (auto each = windows.rbegin(); each != windows.rend(); ++each) {

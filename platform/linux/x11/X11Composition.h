@@ -31,7 +31,7 @@ struct X11Layer {
     std::uint32_t id = 0;
     std::vector<std::uint32_t> clients;
     std::int32_t pid = 0;
-    X11Box bounds;
+    PixelBox bounds;
     int border = 0;
     bool isBlended = false;
     X11Region visible; ///< on the screen: where its pixels go into the image
@@ -41,7 +41,7 @@ struct X11Layer {
 /// where neither an opaque nor a black window lies above, and where it isn't `unpainted`, by the window's number and
 /// from its own corner. All else is black.
 std::vector<X11Layer> composeLayers(const std::vector<X11ComposableWindow>& windows,
-                                    const std::map<std::uint32_t, X11Region>& unpainted, const X11Box& area);
+                                    const std::map<std::uint32_t, X11Region>& unpainted, const PixelBox& area);
 
 /// Where an image of these layers may differ from one of those before, if no window has painted since.
 X11Region changedBetween(const std::vector<X11Layer>& before, const std::vector<X11Layer>& after);

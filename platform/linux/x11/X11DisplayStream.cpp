@@ -37,7 +37,7 @@ double uptime() {
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-X11Box boxOf(const Rect& rect) {
+PixelBox boxOf(const Rect& rect) {
     return {int(rect.x), int(rect.y), int(rect.x + rect.width), int(rect.y + rect.height)};
 }
 
@@ -97,7 +97,7 @@ private:
 
     std::unique_ptr<X11Connection> m_connection;
     int m_takenVersion = 0;
-    X11Box m_area; // of the display, on the screen
+    PixelBox m_area; // of the display, on the screen
     PixelSize m_size;
     bool m_isPending = true; // something may have changed since the last image
     X11Region m_dirty;       // what has been painted since then
@@ -239,7 +239,7 @@ bool Worker::findDisplay() {
     const auto displays = readX11Displays(*m_connection);
     const auto found = std::ranges::find(displays, m_display, &Display::id);
     if (found == displays.end()) return !m_connection->isAlive(); // a lost connection is another matter
-    const X11Box area = boxOf(found->bounds);
+    const PixelBox area = boxOf(found->bounds);
     if (area == m_area) return true;
     m_area = area;
     m_size = streamImageSize(*found);
@@ -395,7 +395,7 @@ std::vector<Rect> Worker::inImage(const X11Region& region) const {
     const double margin = isCropped ? 0 : 1;
     std::vector<Rect> parts;
     const X11Region moved = region.intersection(m_area).moved(-m_area.left, -m_area.top);
-    for (const X11Box& box : moved.boxes()) {
+    for (const PixelBox& box : moved.boxes()) {
         const Rect part = Rect{box.left * x - margin, box.top * y - margin, (box.right - box.left) * x + 2 * margin,
                                (box.bottom - box.top) * y + 2 * margin}
                               .intersection(whole);

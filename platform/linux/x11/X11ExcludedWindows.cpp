@@ -35,7 +35,7 @@ std::optional<X11Region> shapeOf(const X11TopWindow& top, int border,
     for (int i = 0; i < count; ++i) {
         const xcb_rectangle_t& box = xcb_shape_get_rectangles_rectangles(rectangles)[i];
         const int left = top.bounds.left + border + box.x, above = top.bounds.top + border + box.y;
-        shape.add(X11Box{left, above, left + box.width, above + box.height}.intersection(top.bounds));
+        shape.add(PixelBox{left, above, left + box.width, above + box.height}.intersection(top.bounds));
     }
     return shape;
 }
@@ -86,7 +86,7 @@ struct X11ExcludedWindows::Verdict {
         bool isInside = false;
         bool isMinimised = false;
         std::optional<std::uint32_t> desktop;
-        X11Box area;
+        PixelBox area;
     };
     bool isExcluded = false;
     std::vector<Client> clients; ///< the root's child itself and other programs' windows in it; with details alone

@@ -10,9 +10,9 @@ namespace {
 // A screen full of windows needs a few dozen. More boxes than this cost more than too large a region does.
 constexpr std::size_t maxBoxes = 512;
 
-X11Box around(const std::vector<X11Box>& boxes) {
-    X11Box whole = boxes.front();
-    for (const X11Box& each : boxes)
+PixelBox around(const std::vector<PixelBox>& boxes) {
+    PixelBox whole = boxes.front();
+    for (const PixelBox& each : boxes)
         whole = {std::min(whole.left, each.left), std::min(whole.top, each.top), std::max(whole.right, each.right),
                  std::max(whole.bottom, each.bottom)};
     return whole;
@@ -20,9 +20,9 @@ X11Box around(const std::vector<X11Box>& boxes) {
 
 } // namespace
 
-void X11Region::add(const X11Box& box) {
+void X11Region::add(const PixelBox& box) {
     if (box.isEmpty()) return;
-    X11Box whole = box;
+    PixelBox whole = box;
     if (m_boxes.size() >= maxBoxes) {
         m_boxes.push_back(box);
         whole = around(m_boxes);
@@ -34,18 +34,18 @@ void X11Region::add(const X11Box& box) {
 }
 
 void X11Region::add(const X11Region& other) {
-    for (const X11Box& box : other.m_boxes)
+    for (const PixelBox& box : other.m_boxes)
         add(box);
 }
 
-void X11Region::subtract(const X11Box& box) {
-    std::vector<X11Box> rest;
+void X11Region::subtract(const PixelBox& box) {
+    std::vector<PixelBox> rest;
     rest.reserve(m_boxes.size());
-    const auto keep = [&rest](const X11Box& piece) {
+    const auto keep = [&rest](const PixelBox& piece) {
         if (!piece.isEmpty()) rest.push_back(piece);
     };
-    for (const X11Box& each : m_boxes) {
-        const X11Box shared = each.intersection(box);
+    for (const PixelBox& each : m_boxes) {
+        const PixelBox shared = each.intersection(box);
         if (shared.isEmpty()) {
             rest.push_back(each);
             continue;
@@ -59,14 +59,14 @@ void X11Region::subtract(const X11Box& box) {
 }
 
 void X11Region::subtract(const X11Region& other) {
-    for (const X11Box& box : other.m_boxes)
+    for (const PixelBox& box : other.m_boxes)
         subtract(box);
 }
 
-X11Region X11Region::intersection(const X11Box& box) const {
+X11Region X11Region::intersection(const PixelBox& box) const {
     X11Region result;
-    for (const X11Box& each : m_boxes) {
-        const X11Box shared = each.intersection(box);
+    for (const PixelBox& each : m_boxes) {
+        const PixelBox shared = each.intersection(box);
         if (!shared.isEmpty()) result.m_boxes.push_back(shared);
     }
     return result;
@@ -75,7 +75,7 @@ X11Region X11Region::intersection(const X11Box& box) const {
 X11Region X11Region::intersection(const X11Region& other) const {
     // Parts of boxes that don't overlap don't either, so nothing has to be made larger here.
     X11Region result;
-    for (const X11Box& box : other.m_boxes) {
+    for (const PixelBox& box : other.m_boxes) {
         const X11Region part = intersection(box);
         result.m_boxes.insert(result.m_boxes.end(), part.m_boxes.begin(), part.m_boxes.end());
     }
@@ -88,14 +88,14 @@ void X11Region::limit() {
 
 X11Region X11Region::moved(int x, int y) const {
     X11Region result = *this;
-    for (X11Box& box : result.m_boxes)
+    for (PixelBox& box : result.m_boxes)
         box = box.moved(x, y);
     return result;
 }
 
 bool X11Region::contains(int x, int y) const {
     return std::ranges::any_of(
-        m_boxes, [&](const X11Box& box) { return x >= box.left && x < box.right && y >= box.top && y < box.bottom; });
+        m_boxes, [&](const PixelBox& box) { return x >= box.left && x < box.right && y >= box.top && y < box.bottom; });
 }
 
 bool coverTheSame(const X11Region& a, const X11Region& b) {

@@ -33,7 +33,7 @@ const Event& as(const xcb_generic_event_t& event) {
     return *reinterpret_cast<const Event*>(&event);
 }
 
-X11Box boxOf(int x, int y, int width, int height, int border = 0) {
+PixelBox boxOf(int x, int y, int width, int height, int border = 0) {
     return {x, y, x + width + 2 * border, y + height + 2 * border};
 }
 
@@ -372,7 +372,7 @@ void X11ScreenChanges::handleConfigure(const xcb_configure_notify_event_t& notic
     const auto* const known = m_stacking.find(window);
     const bool isShown = known && known->isShown;
     if (!known || isShown) moved(now);
-    const X11Box bounds = boxOf(notice.x, notice.y, notice.width, notice.height, notice.border_width);
+    const PixelBox bounds = boxOf(notice.x, notice.y, notice.width, notice.height, notice.border_width);
     const bool isResized = isShown && (known->bounds.right - known->bounds.left != bounds.right - bounds.left ||
                                        known->bounds.bottom - known->bounds.top != bounds.bottom - bounds.top);
     // Where a window keeps its memory, moving it copies nothing; and a copy within it is told as painting, which it is

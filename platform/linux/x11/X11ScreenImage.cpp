@@ -59,7 +59,7 @@ X11ScreenImage::X11ScreenImage(const X11Connection& connection) : m_connection(c
         throw PlatformError("The screen's colours are of a kind that can't be recorded; 24 bits a pixel are needed.");
 }
 
-bool X11ScreenImage::take(const X11Box& area) {
+bool X11ScreenImage::take(const PixelBox& area) {
     m_pixels = nullptr;
     m_sent.reset();
     if (area.isEmpty()) return false;
@@ -92,7 +92,7 @@ Image X11ScreenImage::image(const X11Region& hidden, PixelSize size) {
     const std::size_t stride = std::size_t(width) * pixelBytes;
     // Here and not in the copy: nothing of it may remain in memory either.
     const X11Region painted = hidden.intersection(m_area).moved(-m_area.left, -m_area.top);
-    for (const X11Box& box : painted.boxes())
+    for (const PixelBox& box : painted.boxes())
         for (int y = box.top; y < box.bottom; ++y)
             std::memset(m_pixels + std::size_t(y) * stride + std::size_t(box.left) * pixelBytes, 0,
                         std::size_t(box.right - box.left) * pixelBytes);

@@ -19,7 +19,7 @@ public:
     explicit X11ScreenImage(const X11Connection& connection);
 
     /// Copies what the screen shows at this moment within the area; false when the area isn't wholly on it.
-    bool take(const X11Box& area);
+    bool take(const PixelBox& area);
     /// What was taken, with the hidden part painted over in black, in the size that is wanted.
     Image image(const X11Region& hidden, PixelSize size);
 
@@ -30,7 +30,7 @@ private:
     X11SharedMemory m_memory;
     X11Reply<xcb_get_image_reply_t> m_sent; ///< where no memory is shared
     std::uint8_t* m_pixels = nullptr;       ///< of what was taken last
-    X11Box m_area;
+    PixelBox m_area;
 };
 
 /// An opaque copy of pixels as the server gives them, in the size that is wanted: an odd last row or column is left

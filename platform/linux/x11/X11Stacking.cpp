@@ -10,7 +10,7 @@ namespace {
 // Within this time a server has told of the copying that moves a window.
 constexpr double copySeconds = 0.3;
 
-bool haveSameSize(const X11Box& a, const X11Box& b) {
+bool haveSameSize(const PixelBox& a, const PixelBox& b) {
     return a.right - a.left == b.right - b.left && a.bottom - a.top == b.bottom - b.top;
 }
 
@@ -51,7 +51,7 @@ void X11Stacking::setExcluded(std::uint32_t id, double now) {
     changed(now);
 }
 
-void X11Stacking::configure(std::uint32_t id, const X11Box& bounds, std::uint32_t sibling, double now) {
+void X11Stacking::configure(std::uint32_t id, const PixelBox& bounds, std::uint32_t sibling, double now) {
     const auto found = place(id);
     if (found == m_windows.end()) return;
     X11TopWindow window = *found;
@@ -76,7 +76,7 @@ void X11Stacking::restack(std::uint32_t id, bool onTop, double now) {
     changed(now);
 }
 
-void X11Stacking::painted(std::uint32_t id, const X11Box& box) {
+void X11Stacking::painted(std::uint32_t id, const PixelBox& box) {
     if (!m_isComposited) return m_left.subtract(box);
     const auto* const window = find(id);
     const auto begun = m_begun.find(id);
@@ -185,7 +185,7 @@ X11Region X11Stacking::onWindows(const X11Region& region) const {
 // The memory of a window is new, and holds what the screen showed there until its program has painted. Where the pixels
 // of a resized window go is its program's choice.
 void X11Stacking::begin(const X11TopWindow& window) {
-    const X11Box& place = window.bounds;
+    const PixelBox& place = window.bounds;
     if (m_isComposited) m_begun[window.id] = X11Region(place.moved(-place.left, -place.top));
 }
 
@@ -201,8 +201,8 @@ X11Region X11Stacking::visible() const {
     return all;
 }
 
-void X11Stacking::carry(const X11TopWindow& window, const X11Box& bounds, double now) {
-    const X11Box& old = window.bounds;
+void X11Stacking::carry(const X11TopWindow& window, const PixelBox& bounds, double now) {
+    const PixelBox& old = window.bounds;
     X11Region taken = m_left.intersection(old);
     taken.add(m_carried.intersection(old));
     if (taken.isEmpty()) return;

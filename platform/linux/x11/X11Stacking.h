@@ -12,7 +12,7 @@ namespace nomara {
 /// A child of the root window.
 struct X11TopWindow {
     std::uint32_t id = 0;
-    X11Box bounds;           ///< with its border
+    PixelBox bounds;           ///< with its border
     bool isShown = false;    ///< drawn, where nothing lies above it
     bool isOpaque = true;    ///< nothing shows through its bounds: it isn't shaped
     bool isExcluded = false; ///< must never be seen in an image
@@ -37,10 +37,10 @@ public:
     void setShown(std::uint32_t id, bool isShown, double now);
     void setExcluded(std::uint32_t id, double now);
     /// Moved, resized, restacked; it lies right above `sibling` then, or lowest without one.
-    void configure(std::uint32_t id, const X11Box& bounds, std::uint32_t sibling, double now);
+    void configure(std::uint32_t id, const PixelBox& bounds, std::uint32_t sibling, double now);
     void restack(std::uint32_t id, bool onTop, double now);
     /// The program of a window has painted here, after the changes told before.
-    void painted(std::uint32_t id, const X11Box& box);
+    void painted(std::uint32_t id, const PixelBox& box);
     /// Whether a compositor draws the windows.
     void setComposited(bool isComposited, double now);
     /// Forgets which windows were excluded, and what those left behind. What windows haven't painted stays known.
@@ -71,7 +71,7 @@ private:
     X11Region visible() const;
     X11Region onWindows(const X11Region& region) const;
     void begin(const X11TopWindow& window);
-    void carry(const X11TopWindow& window, const X11Box& bounds, double now);
+    void carry(const X11TopWindow& window, const PixelBox& bounds, double now);
     void shield(Place window, double now);
 
     std::vector<X11TopWindow> m_windows;

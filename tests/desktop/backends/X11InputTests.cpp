@@ -1,4 +1,4 @@
-#include "core/privacy/AppCatalog.h"
+#include "core/applications/AppCatalog.h"
 #include "platform/linux/desktop/ApplicationIdentifier.h"
 #include "platform/linux/x11/X11InputActivity.h"
 #include "tests/desktop/backends/X11Test.h"

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/base/LoginName.h"
-#include "core/journal/ProjectRule.h"
+#include "core/projects/ProjectRule.h"
 
 #include <optional>
 #include <string>

@@ -1,4 +1,4 @@
-#include "core/journal/TitleText.h"
+#include "core/projects/TitleText.h"
 
 #include "core/text/Graphemes.h"
 

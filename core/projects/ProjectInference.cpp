@@ -1,8 +1,8 @@
-#include "core/journal/ProjectInference.h"
+#include "core/projects/ProjectInference.h"
 
-#include "core/journal/LinuxTitles.h"
-#include "core/journal/TitleText.h"
-#include "core/privacy/AppCatalog.h"
+#include "core/projects/LinuxTitles.h"
+#include "core/projects/TitleText.h"
+#include "core/applications/AppCatalog.h"
 #include "core/text/Graphemes.h"
 #include "core/text/TextNormalizer.h"
 #include "core/text/WebAddress.h"

@@ -1,6 +1,6 @@
-#include "core/privacy/AppCatalog.h"
+#include "core/applications/AppCatalog.h"
 
-#include "core/privacy/LinuxApplications.h"
+#include "core/applications/LinuxApplications.h"
 
 #include <initializer_list>
 #include <unordered_set>

@@ -1,4 +1,4 @@
-#include "core/privacy/LinuxApplications.h"
+#include "core/applications/LinuxApplications.h"
 
 #include <unordered_map>
 
