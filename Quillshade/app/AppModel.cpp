@@ -64,7 +64,6 @@ struct AppModel::Courses {
         if (storage) model->m_storage = *storage;
         model->m_pendingOCR = pending.value_or(0);
         Q_EMIT model->changed();
-        Q_EMIT model->statsRefreshed();
     }
 
     /// What a crash has left is put right before anything is recorded anew.

@@ -108,9 +108,8 @@ Q_SIGNALS:
     void changed();
     /// What a crash may have left has been put right, and recording begins where it may.
     void launched();
-    /// `refreshPermissions` and `refreshStats` have their answers.
+    /// `refreshPermissions` has its answer.
     void permissionsRefreshed();
-    void statsRefreshed();
 
 private:
     struct Courses;

@@ -42,8 +42,6 @@ public:
     /// What was typed, unchanged.
     const std::string& text() const { return m_text; }
     const std::vector<Phrase>& phrases() const { return m_phrases; }
-    /// One list of tokens for each "site:" term.
-    const std::vector<std::vector<std::string>>& siteTokens() const { return m_siteTokens; }
     /// One folded text for each "app:" or "uygulama:" term.
     const std::vector<std::string>& appNameFilters() const { return m_appNameFilters; }
     bool endsWithSpace() const { return m_endsWithSpace; }

@@ -5,7 +5,7 @@
 namespace nomara {
 
 MemoryStore::MemoryStore(const std::filesystem::path& file, bool readOnly, const Clock& clock)
-    : m_db(file, readOnly), m_clock(clock), m_isReadOnly(readOnly) {
+    : m_db(file, readOnly), m_summaries(m_db, clock) {
     if (readOnly) {
         try {
             m_db.execute("PRAGMA query_only = 1; PRAGMA temp_store = MEMORY;");

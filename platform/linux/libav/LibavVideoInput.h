@@ -2,7 +2,7 @@
 
 #include "platform/VideoCodec.h"
 #include "platform/linux/libav/PictureScaler.h"
-#include "platform/linux/libav/SegmentTable.h"
+#include "platform/linux/libav/PictureTable.h"
 
 namespace nomara {
 
@@ -24,7 +24,7 @@ private:
     bool decode(std::int64_t index);
 
     libav::MediaFile m_file;
-    const libav::SegmentTable m_table;
+    const libav::PictureTable m_table;
     libav::ChecksumReader m_checksums;
     libav::CodecContext m_decoder;
     libav::Frame m_frame;   // picture m_at

@@ -1,7 +1,7 @@
 #include "platform/linux/libav/SegmentCompletion.h"
 
 #include "platform/linux/libav/SegmentFile.h"
-#include "platform/linux/libav/SegmentTable.h"
+#include "platform/linux/libav/PictureTable.h"
 
 #include <memory>
 #include <system_error>
@@ -16,7 +16,7 @@ struct FreeMuxer {
     void operator()(AVFormatContext* muxer) const { avformat_free_context(muxer); }
 };
 
-bool copyPictures(const MediaFile& from, const SegmentTable& table, MediaFile& to, const std::atomic<bool>& givenUp) {
+bool copyPictures(const MediaFile& from, const PictureTable& table, MediaFile& to, const std::atomic<bool>& givenUp) {
     const std::unique_ptr<AVFormatContext, FreeMuxer> muxer(beginTrack(to.io(), *table.parameters, ""));
     ChecksumReader checksums = table.checksums(from);
     for (std::size_t i = 0; i < table.samples.size(); ++i) {
@@ -35,7 +35,7 @@ void completeSegment(const fs::path& file, std::int64_t pictures, const std::ato
     std::error_code error;
     try {
         MediaFile fragments(file, MediaFile::Mode::read);
-        const SegmentTable table(fragments);
+        const PictureTable table(fragments);
         if (static_cast<std::int64_t>(table.samples.size()) != pictures) return;
         MediaFile whole(beside, MediaFile::Mode::replace);
         // A file that was deleted meanwhile must not come back.

@@ -1,4 +1,4 @@
-#include "core/store/MemoryStore.h"
+#include "core/store/SegmentTable.h"
 
 namespace nomara {
 
@@ -34,20 +34,20 @@ void dropFrames(SQLiteDatabase& db, std::span<const RowID> ids) {
 
 } // namespace
 
-RowID MemoryStore::insertOpenSegment(const std::string& path, DisplayID displayID, Date start, std::int64_t width,
-                                     std::int64_t height) {
+RowID SegmentTable::insertOpenSegment(const std::string& path, DisplayID displayID, Date start, std::int64_t width,
+                                      std::int64_t height) {
     m_db.run("INSERT INTO segments (path, display_id, start_ts, end_ts, frame_count, width, height, bytes, tier, "
              "closed)\nVALUES (?,?,?,?,0,?,?,0,0,0)",
              {path, displayID, start.seconds, start.seconds, width, height});
     return m_db.lastInsertRowID();
 }
 
-void MemoryStore::closeSegment(RowID id, Date end, std::int64_t frameCount, std::int64_t bytes) {
+void SegmentTable::closeSegment(RowID id, Date end, std::int64_t frameCount, std::int64_t bytes) {
     m_db.run("UPDATE segments SET end_ts = ?, frame_count = ?, bytes = ?, closed = 1 WHERE id = ?",
              {end.seconds, frameCount, bytes, id});
 }
 
-RowID MemoryStore::insertClosedSegment(const NewSegment& segment, std::int64_t tier) {
+RowID SegmentTable::insertClosedSegment(const NewSegment& segment, std::int64_t tier) {
     m_db.run("INSERT INTO segments (path, display_id, start_ts, end_ts, frame_count, width, height, bytes, tier, "
              "closed)\nVALUES (?,?,?,?,?,?,?,?,?,1)",
              {segment.path, segment.displayID, segment.start.seconds, segment.end.seconds, segment.frameCount,
@@ -55,29 +55,29 @@ RowID MemoryStore::insertClosedSegment(const NewSegment& segment, std::int64_t t
     return m_db.lastInsertRowID();
 }
 
-void MemoryStore::dropFrameImages(RowID segmentID, std::int64_t fromIndex) {
+void SegmentTable::dropFrameImages(RowID segmentID, std::int64_t fromIndex) {
     m_db.run("UPDATE frames SET image_state = 2, segment_id = NULL, segment_index = NULL "
              "WHERE segment_id = ? AND segment_index >= ?",
              {segmentID, fromIndex});
 }
 
-void MemoryStore::deleteSegmentRow(RowID id) {
+void SegmentTable::deleteSegmentRow(RowID id) {
     m_db.run("DELETE FROM segments WHERE id = ?", {id});
 }
 
-void MemoryStore::setSegmentTier(RowID id, std::int64_t tier) {
+void SegmentTable::setSegmentTier(RowID id, std::int64_t tier) {
     m_db.transaction([&] {
         m_db.run("UPDATE segments SET tier = ? WHERE id = ?", {tier, id});
         if (tier >= 1) m_db.run("UPDATE frames SET keyframe = 1 WHERE segment_id = ?", {id});
     });
 }
 
-void MemoryStore::markFramesDropped(std::span<const RowID> ids) {
+void SegmentTable::markFramesDropped(std::span<const RowID> ids) {
     if (ids.empty()) return;
     m_db.transaction([&] { dropFrames(m_db, ids); });
 }
 
-void MemoryStore::markKeyframes(std::span<const RowID> ids) {
+void SegmentTable::markKeyframes(std::span<const RowID> ids) {
     if (ids.empty()) return;
     m_db.transaction([&] {
         for (const RowID id : ids)
@@ -85,9 +85,9 @@ void MemoryStore::markKeyframes(std::span<const RowID> ids) {
     });
 }
 
-void MemoryStore::applyRewrite(RowID oldSegmentID, const std::optional<NewSegment>& newSegment,
-                               std::span<const RewrittenFrame> mapping, std::span<const RowID> droppedFrameIDs,
-                               std::int64_t tier) {
+void SegmentTable::applyRewrite(RowID oldSegmentID, const std::optional<NewSegment>& newSegment,
+                                std::span<const RewrittenFrame> mapping, std::span<const RowID> droppedFrameIDs,
+                                std::int64_t tier) {
     m_db.transaction([&] {
         if (m_db.scalarInt("SELECT COUNT(*) FROM segments WHERE id = ?", {oldSegmentID}) != 1)
             throw SQLiteError(0, "segment " + std::to_string(oldSegmentID) + " no longer exists");
@@ -103,33 +103,33 @@ void MemoryStore::applyRewrite(RowID oldSegmentID, const std::optional<NewSegmen
     });
 }
 
-std::optional<SegmentRecord> MemoryStore::segment(RowID id) {
+std::optional<SegmentRecord> SegmentTable::segment(RowID id) {
     static const std::string sql = select(" WHERE id = ?");
     const auto rows = m_db.query(sql, {id}, record);
     if (rows.empty()) return std::nullopt;
     return rows.front();
 }
 
-std::vector<SegmentRecord> MemoryStore::openSegments() {
+std::vector<SegmentRecord> SegmentTable::openSegments() {
     static const std::string sql = select(" WHERE closed = 0 ORDER BY start_ts");
     return m_db.query(sql, {}, record);
 }
 
-std::vector<SegmentRecord> MemoryStore::thinningSegments(Date before, std::int64_t maxTier, std::int64_t limit) {
+std::vector<SegmentRecord> SegmentTable::thinningSegments(Date before, std::int64_t maxTier, std::int64_t limit) {
     static const std::string sql = select("\nWHERE closed = 1 AND end_ts < ? AND tier <= ? ORDER BY end_ts LIMIT ?");
     return m_db.query(sql, {before.seconds, maxTier, limit}, record);
 }
 
-std::vector<SegmentRecord> MemoryStore::oldestSegments(std::int64_t limit) {
+std::vector<SegmentRecord> SegmentTable::oldestSegments(std::int64_t limit) {
     static const std::string sql = select(" WHERE closed = 1 ORDER BY end_ts LIMIT ?");
     return m_db.query(sql, {limit}, record);
 }
 
-std::vector<std::string> MemoryStore::segmentPaths() {
+std::vector<std::string> SegmentTable::segmentPaths() {
     return m_db.query("SELECT path FROM segments", {}, [](const SQLRow& row) { return row.text(0); });
 }
 
-std::optional<Date> MemoryStore::lastFrameTime(RowID segmentID) {
+std::optional<Date> SegmentTable::lastFrameTime(RowID segmentID) {
     const auto seconds = m_db.scalarDouble("SELECT MAX(ts) FROM frames WHERE segment_id = ?", {segmentID});
     if (!seconds) return std::nullopt;
     return Date{*seconds};

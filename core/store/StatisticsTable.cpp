@@ -1,8 +1,8 @@
-#include "core/store/MemoryStore.h"
+#include "core/store/StatisticsTable.h"
 
 namespace nomara {
 
-void MemoryStore::addStats(const std::string& day, const StatsDelta& delta) {
+void StatisticsTable::addStats(const std::string& day, const StatsDelta& delta) {
     if (delta.isEmpty()) return;
     m_db.run("INSERT INTO daily_stats (day, frames_saved, frames_skipped, ocr_runs, cpu_seconds, energy_joules, "
              "bytes_written)\n"
@@ -18,7 +18,7 @@ void MemoryStore::addStats(const std::string& day, const StatsDelta& delta) {
               delta.bytesWritten});
 }
 
-std::vector<DayStats> MemoryStore::stats(const std::string& fromDay, const std::string& toDay) {
+std::vector<DayStats> StatisticsTable::stats(const std::string& fromDay, const std::string& toDay) {
     return m_db.query("SELECT day, frames_saved, frames_skipped, ocr_runs, cpu_seconds, energy_joules, bytes_written\n"
                       "FROM daily_stats WHERE day >= ? AND day <= ? ORDER BY day",
                       {fromDay, toDay}, [](const SQLRow& row) {

@@ -1,5 +1,6 @@
+#include "core/store/FrameQueries.h"
+
 #include "core/store/FrameRows.h"
-#include "core/store/MemoryStore.h"
 #include "core/text/Graphemes.h"
 
 #include <limits>
@@ -20,28 +21,28 @@ std::optional<Record> first(std::vector<Record> rows) {
 
 } // namespace
 
-std::optional<FrameRecord> MemoryStore::frame(RowID id) {
+std::optional<FrameRecord> FrameQueries::frame(RowID id) {
     static const std::string sql = select(FrameRows::recordColumns, " WHERE f.id = ?");
     return first(m_db.query(sql, {id}, FrameRows::record));
 }
 
-std::optional<std::string> MemoryStore::frameText(RowID id) {
+std::optional<std::string> FrameQueries::frameText(RowID id) {
     return m_db.scalarText("SELECT body FROM frame_text WHERE frame_id = ?", {id});
 }
 
-std::vector<FrameSummary> MemoryStore::frames(Date from, Date to, bool descending, std::int64_t limit) {
+std::vector<FrameSummary> FrameQueries::frames(Date from, Date to, bool descending, std::int64_t limit) {
     const std::string sql =
         select(FrameRows::summaryColumns, descending ? " WHERE f.ts >= ? AND f.ts < ? ORDER BY f.ts DESC LIMIT ?"
                                                      : " WHERE f.ts >= ? AND f.ts < ? ORDER BY f.ts ASC LIMIT ?");
     return m_db.query(sql, {from.seconds, to.seconds, limit}, FrameRows::summary, false);
 }
 
-std::optional<FrameSummary> MemoryStore::latestFrame() {
+std::optional<FrameSummary> FrameQueries::latestFrame() {
     static const std::string sql = select(FrameRows::summaryColumns, " ORDER BY f.ts DESC LIMIT 1");
     return first(m_db.query(sql, {}, FrameRows::summary));
 }
 
-std::optional<FrameSummary> MemoryStore::nearestFrame(Date date) {
+std::optional<FrameSummary> FrameQueries::nearestFrame(Date date) {
     static const std::string before = select(FrameRows::summaryColumns, " WHERE f.ts <= ? ORDER BY f.ts DESC LIMIT 1");
     static const std::string after = select(FrameRows::summaryColumns, " WHERE f.ts > ? ORDER BY f.ts LIMIT 1");
     auto earlier = first(m_db.query(before, {date.seconds}, FrameRows::summary));
@@ -51,7 +52,7 @@ std::optional<FrameSummary> MemoryStore::nearestFrame(Date date) {
     return later->timestamp - date < date - earlier->timestamp ? later : earlier;
 }
 
-std::optional<std::string> MemoryStore::contextText(RowID id, double seconds, std::int64_t maxChars) {
+std::optional<std::string> FrameQueries::contextText(RowID id, double seconds, std::int64_t maxChars) {
     const auto last = frame(id);
     if (!last) return std::nullopt;
     // IS, not =: windows without a title are one another's context.
@@ -71,7 +72,7 @@ std::optional<std::string> MemoryStore::contextText(RowID id, double seconds, st
     return std::string(Graphemes::suffix(text, maxChars));
 }
 
-std::vector<ContextDigest> MemoryStore::contextDigests(Date since, std::int64_t limit, std::int64_t maxChars) {
+std::vector<ContextDigest> FrameQueries::contextDigests(Date since, std::int64_t limit, std::int64_t maxChars) {
     return m_db.query("SELECT f.app_name, f.app_bundle, f.window_title, MAX(f.url), MIN(f.ts), MAX(f.ts), COUNT(*),\n"
                       "       GROUP_CONCAT(t.body, char(10))\n"
                       "FROM frames f LEFT JOIN frame_text t ON t.frame_id = f.id\n"
@@ -95,7 +96,7 @@ std::vector<ContextDigest> MemoryStore::contextDigests(Date since, std::int64_t 
                       });
 }
 
-std::vector<AppCount> MemoryStore::appCounts(Date from, Date to) {
+std::vector<AppCount> FrameQueries::appCounts(Date from, Date to) {
     return m_db.query("SELECT app_bundle, MAX(app_name), COUNT(*) FROM frames\n"
                       "WHERE ts >= ? AND ts < ? AND app_bundle IS NOT NULL\n"
                       "GROUP BY app_bundle ORDER BY COUNT(*) DESC",
@@ -105,7 +106,7 @@ std::vector<AppCount> MemoryStore::appCounts(Date from, Date to) {
                       });
 }
 
-std::vector<TitleCount> MemoryStore::titleCounts(Date from, Date to, std::int64_t limit) {
+std::vector<TitleCount> FrameQueries::titleCounts(Date from, Date to, std::int64_t limit) {
     return m_db.query("SELECT COALESCE(app_name, app_bundle, '?'), window_title, COUNT(*) FROM frames\n"
                       "WHERE ts >= ? AND ts < ? AND window_title IS NOT NULL AND window_title != ''\n"
                       "GROUP BY app_bundle, window_title ORDER BY COUNT(*) DESC LIMIT ?",
@@ -114,12 +115,12 @@ std::vector<TitleCount> MemoryStore::titleCounts(Date from, Date to, std::int64_
                       });
 }
 
-std::vector<std::string> MemoryStore::recentDays(std::int64_t limit) {
+std::vector<std::string> FrameQueries::recentDays(std::int64_t limit) {
     return m_db.query("SELECT DISTINCT date(ts, 'unixepoch', 'localtime') FROM frames ORDER BY 1 DESC LIMIT ?", {limit},
                       [](const SQLRow& row) { return row.text(0); });
 }
 
-std::vector<FrameRecord> MemoryStore::ocrBacklog(Date before, std::int64_t limit, const FrameRecord* last) {
+std::vector<FrameRecord> FrameQueries::ocrBacklog(Date before, std::int64_t limit, const FrameRecord* last) {
     // The picture of a frame whose segment is still open can't be read yet.
     static const std::string sql =
         select(FrameRows::recordColumns, "\nWHERE f.ocr_state = 1 AND f.ts < ? AND (f.ts, f.id) > (?, ?) "
@@ -129,11 +130,11 @@ std::vector<FrameRecord> MemoryStore::ocrBacklog(Date before, std::int64_t limit
                       FrameRows::record);
 }
 
-std::int64_t MemoryStore::queuedOCRCount() {
+std::int64_t FrameQueries::queuedOCRCount() {
     return m_db.scalarInt("SELECT COUNT(*) FROM frames WHERE ocr_state = 1").value_or(0);
 }
 
-std::vector<FrameRecord> MemoryStore::framesInSegment(RowID id) {
+std::vector<FrameRecord> FrameQueries::framesInSegment(RowID id) {
     static const std::string sql =
         select(FrameRows::recordColumns, "\nWHERE f.segment_id = ? ORDER BY f.segment_index");
     return m_db.query(sql, {id}, FrameRows::record);

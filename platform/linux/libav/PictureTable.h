@@ -11,7 +11,7 @@
 namespace nomara::libav {
 
 /// Where the pictures of a segment's file stand in it. A file that a crash cut short tells of those that are whole.
-struct SegmentTable {
+struct PictureTable {
     struct Sample {
         std::int64_t offset = 0;
         int size = 0;
@@ -24,7 +24,7 @@ struct SegmentTable {
     bool breaksOff = false; ///< holds more pictures than can be told where they are
 
     /// Throws DamagedVideo where the file isn't one or its head is missing.
-    explicit SegmentTable(MediaFile& file);
+    explicit PictureTable(MediaFile& file);
 
     /// The coded picture; absent where it can't be read.
     Packet read(const MediaFile& file, std::size_t index) const;

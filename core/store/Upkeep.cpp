@@ -1,5 +1,6 @@
+#include "core/store/Upkeep.h"
+
 #include "core/base/Paths.h"
-#include "core/store/MemoryStore.h"
 
 namespace nomara {
 
@@ -19,7 +20,7 @@ void executeIgnoringFailure(SQLiteDatabase& db, const char* sql) noexcept {
 
 } // namespace
 
-StorageBreakdown MemoryStore::storageBreakdown() {
+StorageBreakdown Upkeep::storageBreakdown() {
     StorageBreakdown breakdown;
     const auto states = m_db.query("SELECT image_state, COUNT(*) FROM frames GROUP BY image_state", {},
                                    [](const SQLRow& row) { return std::pair(row.integer(0), row.integer(1)); });
@@ -45,7 +46,7 @@ StorageBreakdown MemoryStore::storageBreakdown() {
     return breakdown;
 }
 
-void MemoryStore::vacuumIfNeeded() {
+void Upkeep::vacuumIfNeeded() {
     const auto pages = m_db.scalarInt("PRAGMA page_count").value_or(0);
     const auto freePages = m_db.scalarInt("PRAGMA freelist_count").value_or(0);
     if (pages < 1 || static_cast<double>(freePages) / static_cast<double>(pages) <= freeShareWorthCompacting) return;
@@ -54,12 +55,12 @@ void MemoryStore::vacuumIfNeeded() {
     checkpoint();
 }
 
-void MemoryStore::optimize() noexcept {
+void Upkeep::optimize() noexcept {
     executeIgnoringFailure(m_db, mergeIndex);
     checkpoint();
 }
 
-bool MemoryStore::checkpoint(bool waits) noexcept {
+bool Upkeep::checkpoint(bool waits) noexcept {
     try {
         if (!waits) m_db.setBusyTimeout(0);
         // Readers in the way are no failure but a one in the first column.

@@ -1,8 +1,9 @@
+#include "core/store/FrameSearch.h"
+
 #include "core/search/SearchQuery.h"
 #include "core/search/SearchRanking.h"
 #include "core/search/SnippetBuilder.h"
 #include "core/store/FrameRows.h"
-#include "core/store/MemoryStore.h"
 #include "core/store/SearchStatement.h"
 #include "core/text/TextNormalizer.h"
 
@@ -158,7 +159,7 @@ std::unordered_map<RowID, Found> framesOf(SQLiteDatabase& db, const std::vector<
 
 } // namespace
 
-std::vector<SearchHit> MemoryStore::search(const SearchQuery& query, Date now) {
+std::vector<SearchHit> FrameSearch::search(const SearchQuery& query, Date now) {
     auto match = query.matchExpression(true);
     if (!match) return {};
     const auto bundles = allowedBundles(m_db, query);

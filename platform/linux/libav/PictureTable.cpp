@@ -1,4 +1,4 @@
-#include "platform/linux/libav/SegmentTable.h"
+#include "platform/linux/libav/PictureTable.h"
 
 #include <array>
 #include <cstring>
@@ -55,7 +55,7 @@ Input openInput(MediaFile& file) {
 
 } // namespace
 
-SegmentTable::SegmentTable(MediaFile& file) : parameters(avcodec_parameters_alloc()) {
+PictureTable::PictureTable(MediaFile& file) : parameters(avcodec_parameters_alloc()) {
     const std::int64_t whole = wholeBytes(file);
     file.endAt(whole);
     const Input input = openInput(file);
@@ -82,7 +82,7 @@ SegmentTable::SegmentTable(MediaFile& file) : parameters(avcodec_parameters_allo
     }
 }
 
-Packet SegmentTable::read(const MediaFile& file, std::size_t index) const {
+Packet PictureTable::read(const MediaFile& file, std::size_t index) const {
     const Sample& sample = samples[index];
     Packet packet(av_packet_alloc());
     if (!packet || av_new_packet(packet.get(), sample.size) < 0) return nullptr;
@@ -91,7 +91,7 @@ Packet SegmentTable::read(const MediaFile& file, std::size_t index) const {
     return packet;
 }
 
-ChecksumReader SegmentTable::checksums(const MediaFile& file) const {
+ChecksumReader PictureTable::checksums(const MediaFile& file) const {
     const Packet first = samples.empty() ? nullptr : read(file, 0);
     const auto description =
         std::span<const std::uint8_t>(parameters->extradata, static_cast<std::size_t>(parameters->extradata_size));

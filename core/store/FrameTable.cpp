@@ -1,5 +1,6 @@
+#include "core/store/FrameTable.h"
+
 #include "core/store/FrameRows.h"
-#include "core/store/MemoryStore.h"
 #include "core/text/Graphemes.h"
 #include "core/text/TextNormalizer.h"
 
@@ -69,7 +70,7 @@ std::optional<StoredText> storedText(SQLiteDatabase& db, RowID id) {
 
 } // namespace
 
-RowID MemoryStore::insertFrame(const NewFrame& frame) {
+RowID FrameTable::insertFrame(const NewFrame& frame) {
     return m_db.transaction([&] {
         const std::string body = joined(frame.lines);
         const auto title = withoutNul(frame.windowTitle), url = withoutNul(frame.url);
@@ -107,8 +108,8 @@ RowID MemoryStore::insertFrame(const NewFrame& frame) {
     });
 }
 
-void MemoryStore::updateFrameText(RowID id, const std::vector<std::string>& lines, TextSource source,
-                                  std::optional<OCRState> ocrState) {
+void FrameTable::updateFrameText(RowID id, const std::vector<std::string>& lines, TextSource source,
+                                 std::optional<OCRState> ocrState) {
     m_db.transaction([&] {
         const auto stored = storedText(m_db, id);
         if (!stored) return;
@@ -130,11 +131,11 @@ void MemoryStore::updateFrameText(RowID id, const std::vector<std::string>& line
     });
 }
 
-void MemoryStore::setOCRState(RowID id, OCRState state) {
+void FrameTable::setOCRState(RowID id, OCRState state) {
     m_db.run("UPDATE frames SET ocr_state = ? WHERE id = ?", {static_cast<std::int64_t>(state), id});
 }
 
-void MemoryStore::removeFromIndex(RowID id) {
+void FrameTable::removeFromIndex(RowID id) {
     if (m_contentlessDelete) {
         m_db.run("DELETE FROM frame_fts WHERE rowid = ?", {id});
     } else if (const auto stored = storedText(m_db, id)) {
