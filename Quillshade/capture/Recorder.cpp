@@ -1,6 +1,7 @@
 #include "Quillshade/capture/Recorder.h"
 
 #include "Quillshade/segments/SegmentManager.h"
+#include "Quillshade/store/StoreHub.h"
 #include "core/applications/AppCatalog.h"
 
 #include <algorithm>
@@ -9,26 +10,36 @@ namespace nomara {
 
 namespace {
 
+constexpr double idleSegmentSeconds = 120;
 constexpr double imageTickSeconds = 1, textTickSeconds = 2, firstTickSeconds = 0.5, tickLeewaySeconds = 0.3;
 
 } // namespace
 
 Recorder::Recorder(Services services)
-    : m_services(std::move(services)), m_inspector(m_services.accessibility, m_services.windowServer),
-      m_browserPrivacy(m_inspector, m_services.windowServer, m_services.identify, m_services.clock),
+    : m_services(std::move(services)), m_events(m_services.mainThread),
       m_policy(PolicyEngine::evaluate(CaptureMode::balanced, {}, false, false)),
-      m_activeDisplay(mainDisplay(m_services.windowServer.displays()).id), m_lastFlush(m_services.clock.uptime()),
+      m_inspector(m_services.accessibility, m_services.windowServer),
+      m_browserPrivacy(m_inspector, m_services.windowServer, m_services.identify, m_services.clock),
+      m_hiddenWindows(m_browserPrivacy), m_displays(mainDisplay(m_services.windowServer.displays()).id),
+      m_log(m_events), m_ingest(m_services.hub, m_services.clock, m_events, m_services.takeUsage),
+      m_guard({m_inspector, m_browserPrivacy, m_services.windowServer, m_services.input, m_services.frontmost,
+               m_services.ownBundleID}),
+      m_text({m_inspector, m_guard, m_displays, m_log, m_ingest, *m_services.lines}),
+      m_images({m_inspector, m_browserPrivacy, m_guard, m_text, m_displays, m_log, m_ingest, m_streams,
+                m_services.segments, m_services.ocr, *m_services.lines, m_services.clock, m_services.readSoon,
+                [this] { return m_underWay.isInterrupted(); }, [this] { m_underWay.setReport(report()); },
+                [this] { return updateHiddenWindows(); }}),
       m_streams({m_queue, m_services.streams, m_services.clock, [this] { return m_browserPrivacy.visibleWindows(); },
                  m_services.startTimer},
                 {[this] { return streamWishes(); }, [this](DisplayID display) { m_services.segments.close(display); },
                  [this] {
-                     m_blocks.insert(Block::paused);
+                     m_state.set(Block::paused, true);
                      updateRunning();
-                     post(&Events::userStopped);
+                     m_events.post(&CaptureEvents::userStopped);
                  },
                  [this](bool permitted) { permissionChanged(permitted); },
-                 [this] { holdImages(ImageValidity::Hold::filter); },
-                 [this](double since) { releaseImages(ImageValidity::Hold::filter, since); }}) {
+                 [this] { m_displays.hold(ImageValidity::Hold::filter); },
+                 [this](double since) { m_displays.release(ImageValidity::Hold::filter, since); }}) {
     // Also while nothing is looked at: a display may go and come back behind a screen locker.
     m_services.windowServer.observeDisplays([this] { reconcileDisplays(); });
 }
@@ -37,29 +48,26 @@ Recorder::~Recorder() {
     m_services.windowServer.observeDisplays({});
     m_queue.sync([this] {
         m_timer.reset();
-        m_running = false;
+        m_state.isRunning = false;
     });
 }
 
 void Recorder::setEvents(Events events) {
-    *m_events = std::move(events);
+    m_events.set(std::move(events));
 }
 
 // What the user wants now doesn't wait for a picture to be read or an encoder to be ready.
 void Recorder::interrupt(SerialQueue::Work work) {
-    ++m_changesWaiting;
+    m_underWay.interrupt();
     m_queue.async([this, work = std::move(work)] {
-        --m_changesWaiting;
+        m_underWay.served();
         work();
     });
 }
 
 void Recorder::setBlock(Block block, bool on) {
     interrupt([this, block, on] {
-        if (on)
-            m_blocks.insert(block);
-        else
-            m_blocks.erase(block);
+        m_state.set(block, on);
         updateRunning();
     });
 }
@@ -67,8 +75,7 @@ void Recorder::setBlock(Block block, bool on) {
 void Recorder::setConfig(RecorderConfig config) {
     interrupt([this, config = std::move(config)] {
         const RecorderConfig before = std::exchange(m_config, config);
-        for (auto& [display, state] : m_states)
-            if (state.heldBack) state.heldBack->isOutdated = true; // it may be allowed now
+        m_displays.forgetStops();
         reevaluatePolicy();
         if (config.excludedApps != before.excludedApps) m_streams.reconcile(true, false);
         if (config.allDisplays != before.allDisplays) m_streams.reconcile(false, false);
@@ -89,7 +96,7 @@ void Recorder::reconcileDisplays() {
 
 void Recorder::suspendCapture(std::function<void()> held) {
     interrupt([this, held = std::move(held)] {
-        ++m_holders;
+        ++m_state.holders;
         m_services.segments.closeAllAndWait();
         m_services.mainThread(held);
     });
@@ -97,18 +104,18 @@ void Recorder::suspendCapture(std::function<void()> held) {
 
 void Recorder::resumeCapture() {
     m_queue.async([this] {
-        if (m_holders > 0 && --m_holders == 0) forgetWhatWasSeen();
+        if (m_state.holders > 0 && --m_state.holders == 0) forgetWhatWasSeen();
     });
 }
 
 void Recorder::shutdown() {
-    ++m_changesWaiting;
+    m_underWay.interrupt();
     m_queue.sync([this] {
-        --m_changesWaiting;
+        m_underWay.served();
         m_timer.reset();
-        m_running = false;
+        m_state.isRunning = false;
         m_streams.stopAll();
-        flushStats(true); // first, as a process that takes too long to end is ended
+        m_ingest.flush(true); // first, as a process that takes too long to end is ended
         m_services.segments.closeAllAndWait();
     });
 }
@@ -127,13 +134,7 @@ void Recorder::askReport(std::function<void(CaptureReport)> answer) {
 }
 
 std::optional<CaptureReport> Recorder::reportOfLongLook() const {
-    const std::lock_guard lock(m_longLookMutex);
-    return m_longLook;
-}
-
-void Recorder::keepReport(std::optional<CaptureReport> report) {
-    const std::lock_guard lock(m_longLookMutex);
-    m_longLook = std::move(report);
+    return m_underWay.report();
 }
 
 CaptureReport Recorder::report() {
@@ -142,23 +143,70 @@ CaptureReport Recorder::report() {
     report.accessibilityReason = m_services.accessibility.unavailableReason();
     report.streamTrouble = m_streams.trouble();
     report.openSegments = m_services.segments.openPaths();
-    report.lastPicture = m_lastPicture;
+    report.lastPicture = m_ingest.lastPicture();
     for (const Display& display : m_services.windowServer.displays()) {
-        const auto look = m_lastLooks.find(display.id);
-        const LastLook last = look == m_lastLooks.end() ? LastLook() : look->second;
-        report.displays.push_back({display.id, display.name, display.bounds, display.id == m_activeDisplay,
+        const LookLog::Entry last = m_log.last(display.id);
+        report.displays.push_back({display.id, display.name, display.bounds, display.id == m_displays.active(),
                                    m_streams.capturers().contains(display.id), last.result, last.at});
     }
     return report;
 }
 
+void Recorder::tick() {
+    m_queue.assertCurrent();
+    if (!m_state.isRunning || m_state.holders > 0) return;
+    m_ingest.flush(false);
+    m_services.segments.closeIdle(idleSegmentSeconds);
+    const auto app = m_services.frontmost.current();
+    // Whatever has the keyboard then, nobody asks about it.
+    if (!app) return m_displays.hold(ImageValidity::Hold::notClear);
+    updateHiddenWindows();
+    TickContext tick{m_services.clock.uptime(), m_services.clock.now(), m_config, m_policy, *app};
+    if (const auto stop = m_guard.examine(tick)) return skip(*stop);
+    if (tick.titlesOnly) dropImages();
+    followDisplays(tick);
+    if (!m_log.isStopped(tick.windowKey)) m_log.page(tick, SkipReason::Kind::none);
+    if (m_policy.captureImages && !tick.titlesOnly)
+        m_images.run(tick);
+    else
+        m_text.run(tick);
+}
+
+void Recorder::skip(const FrontWindowGuard::Stop& stop) {
+    m_log.skip(stop.reason);
+    if (stop.dropsImages) return dropImages();
+    for (const auto& [display, capturer] : m_streams.capturers())
+        capturer->clearMarks();
+}
+
+// Streams are reconciled only when the displays that are wanted may have changed: after a failure they wait for their
+// time.
+void Recorder::followDisplays(const TickContext& tick) {
+    const DisplayStates::Changes changes = m_displays.follow(tick);
+    if (changes.active) m_images.forgetSilence();
+    if (m_config.allDisplays ? changes.displays : changes.active) m_streams.reconcile(false, false);
+}
+
+void Recorder::dropImages() {
+    m_displays.hold(ImageValidity::Hold::notClear);
+    for (const auto& [display, capturer] : m_streams.capturers())
+        capturer->dropLatest();
+}
+
+// An image that was taken before the streams knew is dropped. Returns whether a window is hidden that wasn't.
+bool Recorder::updateHiddenWindows() {
+    const HiddenWindows::Change change = m_hiddenWindows.update(m_config);
+    if (change.isAny && m_policy.captureImages) m_streams.reconcile(true, false);
+    return change.hasNew;
+}
+
 void Recorder::updateRunning() {
-    if (m_blocks.empty() && !m_running) {
-        m_running = true;
+    if (!m_state.isBlocked() && !m_state.isRunning) {
+        m_state.isRunning = true;
         forgetWhatWasSeen();
         startTimer();
         m_streams.reconcile(false, false);
-    } else if (!m_blocks.empty() && m_running) {
+    } else if (m_state.isBlocked() && m_state.isRunning) {
         stop();
     }
     publishStatus();
@@ -167,9 +215,8 @@ void Recorder::updateRunning() {
 // Nobody asked what may be kept meanwhile, so no image of that time is; a stream may have gone on, or been starting.
 void Recorder::forgetWhatWasSeen() {
     m_services.lines->reset();
-    m_states.clear();
-    holdImages(ImageValidity::Hold::notClear);
-    m_imagelessSince.reset();
+    m_displays.forget();
+    m_images.forgetSilence();
 }
 
 void Recorder::startTimer() {
@@ -177,38 +224,21 @@ void Recorder::startTimer() {
         m_services.startTimer(m_queue, firstTickSeconds, m_policy.captureImages ? imageTickSeconds : textTickSeconds,
                               tickLeewaySeconds, [this] {
                                   tick();
-                                  keepReport(std::nullopt);
+                                  m_underWay.setReport(std::nullopt);
                               });
 }
 
 void Recorder::stop() {
-    m_running = false;
+    m_state.isRunning = false;
     m_timer.reset();
     m_streams.stopAll();
     m_services.segments.closeAll();
-    flushStats(true);
+    m_ingest.flush(true);
 }
 
 void Recorder::publishStatus() {
-    const RecorderStatus now = status();
-    if (m_lastStatus == now) return;
-    m_lastStatus = now;
-    post(&Events::status, now);
-}
-
-// The order is that of what the user can do about it.
-RecorderStatus Recorder::status() const {
-    using Kind = RecorderStatus::Kind;
-    const auto blockedBy = [this](std::initializer_list<Block> blocks) {
-        return std::any_of(blocks.begin(), blocks.end(), [this](Block block) { return m_blocks.contains(block); });
-    };
-    if (blockedBy({Block::stopped})) return {Kind::stopped};
-    if (blockedBy({Block::permission})) return {Kind::needsPermission};
-    if (blockedBy({Block::settings, Block::storage})) return {Kind::waiting};
-    if (blockedBy({Block::paused})) return {Kind::paused};
-    if (blockedBy({Block::locked, Block::screensaver, Block::sessionInactive})) return {Kind::locked};
-    if (blockedBy({Block::asleep, Block::displayAsleep})) return {Kind::asleep};
-    return {Kind::recording, !m_policy.captureImages};
+    if (const auto status = m_state.takeNewStatus(m_policy.captureImages))
+        m_events.post(&CaptureEvents::status, *status);
 }
 
 void Recorder::reevaluatePolicy() {
@@ -216,8 +246,8 @@ void Recorder::reevaluatePolicy() {
         PolicyEngine::evaluate(m_config.mode, m_power, m_config.textOnly, m_config.ocrOnBattery);
     if (fresh == m_policy) return;
     const CapturePolicy before = std::exchange(m_policy, fresh);
-    post(&Events::policy, fresh);
-    if (!m_running) return;
+    m_events.post(&CaptureEvents::policy, fresh);
+    if (!m_state.isRunning) return;
     if (fresh.captureImages != before.captureImages) {
         startTimer();
         if (!fresh.captureImages) m_services.segments.closeAll();
@@ -231,28 +261,25 @@ void Recorder::reevaluatePolicy() {
 // Password prompters are never looked at, whatever the user left out.
 StreamReconciler::Wishes Recorder::streamWishes() const {
     StreamReconciler::Wishes wishes;
-    if (!m_running || !m_policy.captureImages || m_blocks.contains(Block::permission)) return wishes;
+    if (!m_state.isRunning || !m_policy.captureImages || m_state.has(Block::permission)) return wishes;
     if (m_config.allDisplays) {
         for (const Display& display : m_services.windowServer.displays())
             wishes.displays.push_back(display.id);
-    } else if (m_activeDisplay != 0) {
-        wishes.displays.push_back(m_activeDisplay);
+    } else if (m_displays.active() != 0) {
+        wishes.displays.push_back(m_displays.active());
     }
     std::vector<std::string>& excluded = wishes.filter.excludedApplications;
     excluded.assign(m_config.excludedApps.begin(), m_config.excludedApps.end());
     const auto& prompters = AppCatalog::passwordPrompters();
     excluded.insert(excluded.end(), prompters.begin(), prompters.end());
     if (m_services.ownBundleID) excluded.push_back(*m_services.ownBundleID);
-    wishes.filter.excludedWindows = m_hiddenWindows;
+    wishes.filter.excludedWindows = m_hiddenWindows.numbers();
     wishes.intervalSeconds = m_policy.streamInterval;
     return wishes;
 }
 
 void Recorder::permissionChanged(bool permitted) {
-    if (permitted)
-        m_blocks.erase(Block::permission);
-    else
-        m_blocks.insert(Block::permission);
+    m_state.set(Block::permission, !permitted);
     updateRunning();
 }
 

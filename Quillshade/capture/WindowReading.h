@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/imaging/Image.h"
 #include "core/applications/AppCatalog.h"
+#include "core/imaging/Image.h"
 #include "core/reading/TextCoverage.h"
 #include "core/records/Frames.h"
 #include "platform/Accessibility.h"
