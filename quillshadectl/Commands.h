@@ -1,10 +1,8 @@
 #pragma once
 
 #include "core/base/Clock.h"
-#include "platform/PictureFiles.h"
-#include "platform/TextRecognizer.h"
-#include "platform/VideoCodec.h"
 #include "quillshadectl/CommandLine.h"
+#include "quillshadectl/Media.h"
 
 #include <filesystem>
 #include <iosfwd>
@@ -19,9 +17,7 @@ struct Context {
     bool colored = false;
     std::int64_t columns = 0; ///< of the terminal; 0 where the answer goes elsewhere
     const Clock& clock;
-    VideoCodec& videos;
-    PictureFiles& pictures;
-    TextRecognizer& recognizer;
+    MediaSource media;
     Date now;
     std::filesystem::path folder; ///< of the memory
 };

@@ -53,9 +53,7 @@ int answer(const std::vector<std::string>& arguments, std::ostream& out, std::os
                     .colored = isColored(line.color, terminal),
                     .columns = terminal.isTerminal ? terminal.columns : 0,
                     .clock = services.clock,
-                    .videos = services.videos,
-                    .pictures = services.pictures,
-                    .recognizer = services.recognizer,
+                    .media = services.media,
                     .now = now,
                     .folder = NomaraPaths::dataDirectory()};
     return run(context);

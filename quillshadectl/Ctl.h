@@ -1,9 +1,7 @@
 #pragma once
 
 #include "core/base/Clock.h"
-#include "platform/PictureFiles.h"
-#include "platform/TextRecognizer.h"
-#include "platform/VideoCodec.h"
+#include "quillshadectl/Media.h"
 
 #include <cstdint>
 #include <iosfwd>
@@ -22,9 +20,7 @@ struct Terminal {
 /// What the commands work with.
 struct Services {
     const Clock& clock;
-    VideoCodec& videos;
-    PictureFiles& pictures;
-    TextRecognizer& recognizer;
+    MediaSource media;
 };
 
 /// The terminal companion: carries out one command line (without the program's name) and gives the exit code, one of

@@ -56,12 +56,12 @@ Json described(const TextObservation& piece, const PixelBuffer& image) {
 
 int ocr(Context& context) {
     try {
-        const Image image = context.pictures.read(context.line.picture);
+        const Image image = context.media().pictures.read(context.line.picture);
         TextRequest request{.image = image};
-        request.languages = codes(context.line.languages, context.recognizer.supportedLanguages());
+        request.languages = codes(context.line.languages, context.media().recognizer.supportedLanguages());
         if (context.line.region) request.regionOfInterest = relative(*context.line.region, *image);
         const std::vector<TextObservation> pieces =
-            ReadingOrder::ordered(context.recognizer.recognize(request).observations);
+            ReadingOrder::ordered(context.media().recognizer.recognize(request).observations);
         if (context.line.json) {
             std::vector<Json> elements;
             elements.reserve(pieces.size());

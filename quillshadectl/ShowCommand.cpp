@@ -76,7 +76,7 @@ Image picture(const Context& context, const FrameRecord& frame) {
         return Fault("The picture of frame " + std::to_string(frame.id) + " can't be read: " + why);
     };
     const auto file = NomaraPaths::framesFile(*frame.segmentPath);
-    const auto input = context.videos.open(file);
+    const auto input = context.media().videos.open(file);
     try {
         if (Image image = input->frame(*frame.segmentIndex, 0)) return image;
     } catch (const DamagedVideo&) {
@@ -91,7 +91,7 @@ Json pictureBytes(const Context& context, const FrameRecord& frame) {
     if (frame.imageState != ImageState::segment || !frame.segmentPath || !frame.segmentIndex) return 0;
     try {
         const auto bytes =
-            context.videos.open(NomaraPaths::framesFile(*frame.segmentPath))->frameBytes(*frame.segmentIndex);
+            context.media().videos.open(NomaraPaths::framesFile(*frame.segmentPath))->frameBytes(*frame.segmentIndex);
         return bytes > 0 ? Json(bytes) : Json();
     } catch (const VideoError&) {
         return {};
@@ -154,7 +154,7 @@ int show(Context& context) {
             return ExitCode::nothing;
         }
         try {
-            context.pictures.writePng(*picture(context, *frame), *context.line.imageFile);
+            context.media().pictures.writePng(*picture(context, *frame), *context.line.imageFile);
         } catch (const VideoError& error) {
             throw Fault(error.what());
         } catch (const PictureFileError& error) {

@@ -1,6 +1,3 @@
-#include "platform/linux/libav/LibavPictureFiles.h"
-#include "platform/linux/libav/LibavVideoCodec.h"
-#include "platform/linux/tesseract/TesseractRecognizer.h"
 #include "quillshadectl/Ctl.h"
 
 #include <cstdlib>
@@ -24,9 +21,6 @@ int main(int argc, char** argv) {
         .columns = size.ws_col,
     };
     const nomara::SystemClock clock;
-    nomara::LibavVideoCodec videos;
-    nomara::LibavPictureFiles pictures;
-    nomara::TesseractRecognizer recognizer;
     return nomara::ctl::runCtl({argv + (argc > 0 ? 1 : 0), argv + argc}, std::cout, std::cerr, terminal,
-                               {clock, videos, pictures, recognizer});
+                               {clock, nomara::ctl::loadedMedia});
 }

@@ -30,6 +30,7 @@ struct CtlTest : ::testing::Test {
     mutable LibavVideoCodec videos;
     mutable LibavPictureFiles pictures;
     mutable FakeTextRecognizer recognizer;
+    const ctl::Media media{videos, pictures, recognizer};
 
     CtlTest() {
         setenv("TZ", "UTC", 1);
@@ -38,7 +39,8 @@ struct CtlTest : ::testing::Test {
 
     Answer run(const std::vector<std::string>& arguments, const ctl::Terminal& terminal = {}) const {
         std::ostringstream out, err;
-        const int code = ctl::runCtl(arguments, out, err, terminal, {clock, videos, pictures, recognizer});
+        const int code =
+            ctl::runCtl(arguments, out, err, terminal, {clock, [this]() -> const ctl::Media& { return media; }});
         return {code, out.str(), err.str()};
     }
 

@@ -247,7 +247,7 @@ TEST_F(CtlMemoryTest, TellsThatItsAnswerCantBeWritten) {
     insert(60, "Title", {"word"});
     std::ofstream full("/dev/full");
     std::ostringstream err;
-    EXPECT_EQ(ctl::runCtl({"search", "word"}, full, err, {}, {clock, videos, pictures, recognizer}),
+    EXPECT_EQ(ctl::runCtl({"search", "word"}, full, err, {}, {clock, [this]() -> const ctl::Media& { return media; }}),
               ctl::ExitCode::fault);
     EXPECT_NE(err.str().find("can't be written"), std::string::npos) << err.str();
 }
