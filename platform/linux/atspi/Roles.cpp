@@ -129,6 +129,10 @@ bool isPage(Role role) {
     return role == Role::documentWeb || role == Role::documentFrame;
 }
 
+bool isOfficeDocument(Role role) {
+    return role == Role::documentText || role == Role::documentSpreadsheet || role == Role::documentPresentation;
+}
+
 bool isWindow(Role role) {
     switch (role) {
     case Role::menu:

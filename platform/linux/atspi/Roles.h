@@ -78,6 +78,9 @@ enum class Role : std::uint32_t {
     link = 88,
     tableRow = 90,
     treeItem = 91,
+    documentSpreadsheet = 92,
+    documentPresentation = 93,
+    documentText = 94,
     documentWeb = 95,
     listBox = 98,
     imageMap = 100,
@@ -111,6 +114,8 @@ bool isControlsBar(Role role);
 bool isButton(Role role);
 /// A document that a browser shows: a page, or one with which it draws its own controls.
 bool isPage(Role role);
+/// What an office program is about: all around it are panels and bars.
+bool isOfficeDocument(Role role);
 /// Whether a top-level object is what a person would call a window, going by its role alone.
 bool isWindow(Role role);
 

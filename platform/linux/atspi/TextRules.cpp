@@ -40,12 +40,49 @@ constexpr int fewestInBar = 3;
 constexpr double highestTab = 64; // points
 // What title bars and borders leave of a window.
 constexpr double nearlyAll = 0.8;
+// Smaller ones ask and answer; larger ones hold what their bars and panels are about.
+constexpr double leastWidth = 500, leastHeight = 400; // points
+// Bars at a window's edges, whatever they are called: a title's height and one more, and a line of status.
+constexpr double topBars = 48, bottomBar = 40; // points
+constexpr double highestPath = 30;             // points, of a list that is one row of names
+// What controls are called is short; what says more may be worth keeping.
+constexpr std::int64_t mostWords = 3, mostCharacters = 24;
+// An office document that is smaller is one of several parts.
+constexpr double leastDocument = 0.25; // of its window
 // Smaller pictures are decoration, or hold a word at most.
 constexpr double smallestPicture = 32; // points
 
 /// Of a browser's own: what names pages that aren't on show.
 bool namesOtherPages(Role role) {
     return role == Role::pageTabList || role == Role::pageTab || role == Role::toolTip;
+}
+
+bool isShort(std::string_view text) {
+    const auto trimmed = Graphemes::trimmed(text);
+    std::int64_t words = 1;
+    for (const char c : trimmed)
+        words += c == ' ' ? 1 : 0;
+    return words <= mostWords && Graphemes::count(trimmed) <= mostCharacters;
+}
+
+/// LibreOffice tells the places of all that is below its menus as if it had none, but for the panel around it, which
+/// is as large.
+std::vector<TextNode> wherePainted(std::vector<TextNode> nodes) {
+    std::vector<double> down(nodes.size());
+    for (std::size_t i = 1; i < nodes.size(); ++i) {
+        if (nodes[i].parent < 0) continue;
+        const auto parent = static_cast<std::size_t>(nodes[i].parent);
+        down[i] = down[parent];
+        std::optional<Rect>& rect = nodes[i].rect;
+        if (!rect) continue;
+        rect->y += down[i];
+        const std::optional<Rect>& around = nodes[parent].rect;
+        if (nodes[i].role != Role::rootPane || !around) continue;
+        if (rect->x != around->x || rect->width != around->width || rect->height != around->height) continue;
+        down[i] += around->y - rect->y;
+        rect->y = around->y;
+    }
+    return nodes;
 }
 
 /// The walk itself: a stack of what is still to come, the next on top.
@@ -59,6 +96,8 @@ public:
                           return isPage(node.role) && !node.isPanel && enters(node, frame) &&
                                  !(node.rect && node.rect->isEmpty());
                       });
+        m_isLarge = m_frame && m_frame->width >= leastWidth && m_frame->height >= leastHeight;
+        findDocument();
     }
 
     WindowText run() {
@@ -101,6 +140,8 @@ private:
     struct Around {
         bool page = false;
         bool controls = false;
+        bool document = false; ///< an office program's
+        bool list = false;
     };
     struct Step {
         enum Kind { visit, say, nameIfSilent, closeList } kind;
@@ -128,10 +169,19 @@ private:
         around.page = around.page || isPage(node.role);
         if (m_tree.mayHoldPages && (node.isPanel || (!around.page && namesOtherPages(node.role)))) return true;
         if (isClosedList(node)) return true;
-        if (!around.page && !around.controls && (isControlsBar(node.role) || isRowOfButtons(index))) {
+        around.document = around.document || m_document == index;
+        const bool isBesideDocument = m_document && !around.document && !m_isAroundDocument[index];
+        if (!around.page && !around.controls &&
+            (isControlsBar(node.role) || isRowOfButtons(index) || isBesideDocument || isPath(node))) {
             around.controls = true;
             addPlace(TextPlace::Kind::controls, node);
         }
+        const bool isControlsName = !around.page && !around.controls && namesControl(node, around.list);
+        if (isControlsName) {
+            around.controls = true;
+            addPlace(TextPlace::Kind::controls, node);
+        }
+        around.list = around.list || showsManyChildren(node.role) || node.role == Role::listItem;
         if (isPicture(node.role)) addPlace(TextPlace::Kind::open, node);
 
         const bool below = descends(node.role, depth);
@@ -266,6 +316,58 @@ private:
                node.rect->width >= narrowestCharacter * static_cast<double>(Graphemes::count(*node.name));
     }
 
+    /// Large and the first of its kind, with what it stands in.
+    void findDocument() {
+        m_isAroundDocument.resize(m_tree.nodes.size());
+        if (!m_isLarge) return;
+        for (std::size_t i = 0; i < m_tree.nodes.size() && !m_document; ++i) {
+            const TextNode& node = m_tree.nodes[i];
+            if (!isOfficeDocument(node.role) || !node.rect) continue;
+            const Rect seen = node.rect->intersection(*m_frame);
+            if (seen.width * seen.height >= leastDocument * m_frame->width * m_frame->height) m_document = i;
+        }
+        for (int i = m_document ? static_cast<int>(*m_document) : -1; i >= 0;
+             i = m_tree.nodes[static_cast<std::size_t>(i)].parent)
+            m_isAroundDocument[static_cast<std::size_t>(i)] = true;
+    }
+
+    /// A list of one row: the folders that a file lies in, say.
+    bool isPath(const TextNode& node) const {
+        return m_isLarge && (node.role == Role::list || node.role == Role::listBox) && node.rect &&
+               !node.rect->isEmpty() && node.rect->height <= highestPath && node.rect->width > 2 * leastWidth / 5;
+    }
+
+    bool isAtEdge(const TextNode& node) const {
+        if (!m_isLarge || !node.rect || node.rect->isEmpty()) return false;
+        return node.rect->y + node.rect->height <= m_frame->y + topBars ||
+               node.rect->y >= m_frame->y + m_frame->height - bottomBar;
+    }
+
+    /// Whether what the node shows is the window's own: what a button is called, or the name in front of a field.
+    bool namesControl(const TextNode& node, bool inList) const {
+        std::string_view shown;
+        if (node.text && !isBlank(*node.text))
+            shown = *node.text;
+        else if (node.name)
+            shown = *node.name;
+        switch (node.role) {
+        case Role::pushButton:
+        case Role::toggleButton:
+            return isShort(shown);
+        case Role::checkBox:
+        case Role::radioButton:
+            return m_isLarge && !inList && isShort(shown);
+        case Role::spinButton:
+        case Role::comboBox:
+            return isAtEdge(node);
+        case Role::label:
+            if (inList) return false;
+            return isAtEdge(node) || (isShort(shown) && Graphemes::trimmed(shown).ends_with(':'));
+        default:
+            return false;
+        }
+    }
+
     static bool isTabAlone(const TextNode& node) { return node.rect && node.rect->height <= highestTab; }
 
     bool hasStaticChild(std::size_t index) const {
@@ -305,7 +407,10 @@ private:
     std::vector<std::size_t> m_lists; ///< their numbers among the places
     std::vector<std::string_view> m_pieces;
     bool m_lastIsName = false;
-    bool m_pagesOnly = false; ///< where there is a page, nothing but pages is read
+    bool m_isLarge = false;
+    std::optional<std::size_t> m_document; ///< an office program's
+    std::vector<bool> m_isAroundDocument;  ///< of each node
+    bool m_pagesOnly = false;              ///< where there is a page, nothing but pages is read
     std::int64_t m_characters = 0;
     WindowText m_result;
 };
@@ -367,7 +472,9 @@ Reading readingOf(Role role, bool inlineText, bool hasStaticChild) {
 }
 
 WindowText compose(const TextTree& tree, const std::optional<Rect>& frame, const TextLimits& limits) {
-    return Walk(tree, frame, limits).run();
+    TextTree placed = tree;
+    placed.nodes = wherePainted(std::move(placed.nodes));
+    return Walk(placed, frame, limits).run();
 }
 
 } // namespace nomara::atspi::TextRules
