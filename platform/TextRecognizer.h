@@ -20,6 +20,8 @@ struct TextRequest {
     Image image;
     std::vector<std::string> languages;           ///< of the supported ones, the most likely first; empty: all defaults
     std::optional<RelativeRect> regionOfInterest; ///< counted from the bottom left; absent: the whole image
+    /// Whether that is one window: lines of its own controls (`WindowControls`) aren't read.
+    bool isWindow = false;
     /// Asked with the box of each line before it is read: true passes over it, as its text is known.
     std::function<bool(const RelativeRect& line)> isKnown = {};
     Urgency urgency = Urgency::now;

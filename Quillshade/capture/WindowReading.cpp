@@ -1,10 +1,12 @@
 #include "Quillshade/capture/WindowReading.h"
 
 #include "core/reading/LineSegmenter.h"
+#include "core/reading/WindowControls.h"
 #include "core/text/Graphemes.h"
 #include "core/text/LanguageGuess.h"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace nomara {
 
@@ -42,13 +44,17 @@ bool WindowReading::needsPicture(const PixelBuffer& image, const Rect& bounds) c
                           static_cast<int>((part.x + part.width - bounds.x) * across),
                           static_cast<int>((part.y + part.height - bounds.y) * down)};
     if (region.isEmpty()) return false;
-    const auto lines =
-        LineSegmenter::lines(grayImage(image, region), LineSegmenter::strokeScale(image.width, image.height));
-    return std::ranges::any_of(lines, [&](const PixelBox& line) {
-        return !m_coverage.covers({bounds.x + (region.left + line.left) / across,
-                                   bounds.y + (region.top + line.top) / down, line.width() / across,
-                                   line.height() / down});
-    });
+    const GrayImage window = grayImage(image, region);
+    const int scale = LineSegmenter::strokeScale(image.width, image.height);
+    const auto lines = LineSegmenter::lines(window, scale);
+    const auto areControls = WindowControls::among(window, lines, scale);
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        const PixelBox& line = lines[i];
+        const Rect place{bounds.x + (region.left + line.left) / across, bounds.y + (region.top + line.top) / down,
+                         line.width() / across, line.height() / down};
+        if (!areControls[i] && !m_coverage.covers(place)) return true;
+    }
+    return false;
 }
 
 std::function<bool(const RelativeRect&)> WindowReading::known(const Rect& bounds) const {

@@ -1,7 +1,9 @@
 #include "Quillshade/reading/OCRService.h"
 
 #include "core/base/Log.h"
+#include "core/reading/LineSegmenter.h"
 #include "core/reading/ReadingOrder.h"
+#include "core/reading/TextFragments.h"
 #include "core/search/SnippetBuilder.h"
 #include "core/text/Graphemes.h"
 #include "core/text/LanguageGuess.h"
@@ -100,10 +102,19 @@ OCRService::OCRService(TextRecognizer& recognizer, const std::vector<std::string
 }
 
 OCRService::Reading OCRService::recognize(const Image& image, Wanted wanted) const {
+    Reading reading = read(image, std::move(wanted));
+    if (image)
+        reading.observations = TextFragments::without(std::move(reading.observations), image->height,
+                                                      LineSegmenter::strokeScale(image->width, image->height));
+    return reading;
+}
+
+OCRService::Reading OCRService::read(const Image& image, Wanted wanted) const {
     TextRequest request;
     request.image = image;
     request.languages = languagesFor(wanted);
     request.regionOfInterest = regionOfInterest(wanted.focus);
+    request.isWindow = request.regionOfInterest.has_value();
     request.isKnown = std::move(wanted.isKnown);
     request.urgency = wanted.urgency;
     if (wanted.shouldStop) request.shouldStop = std::move(wanted.shouldStop);
@@ -210,7 +221,7 @@ std::vector<RelativeRect> OCRService::boxes(const std::vector<std::string>& term
     const auto folded = foldedTerms(terms);
     if (folded.empty()) return {};
     std::vector<RelativeRect> boxes;
-    for (const TextObservation& observation : recognize(image, std::nullopt).observations)
+    for (const TextObservation& observation : read(image, Wanted{}).observations)
         appendBoxes(observation, folded, boxes);
     return boxes;
 }

@@ -23,7 +23,7 @@ public:
 
     /// What is wanted of an image, beside what there is to read.
     struct Wanted {
-        std::optional<RelativeRect> focus = {}; ///< a part, as fractions from the top left
+        std::optional<RelativeRect> focus = {}; ///< a window, as fractions from the top left
         TextRequest::Urgency urgency = TextRequest::Urgency::now;
         std::function<bool()> shouldStop = {};                 ///< asked between lines, from several threads
         std::function<bool(const RelativeRect&)> isKnown = {}; ///< as in `TextRequest`
@@ -36,7 +36,8 @@ public:
     /// `preferredLanguages` are codes such as "tr-TR", the dearest first. `recognizer` outlives the service.
     OCRService(TextRecognizer& recognizer, const std::vector<std::string>& preferredLanguages);
 
-    /// Waits. Reads the whole image, or the part that `focus` marks, where that is large enough to be worth it. Where
+    /// Waits. Reads the whole image, or the window that `focus` marks, where that is large enough to be worth it,
+    /// without what its own controls say and what is no text. Where
     /// what was read is in a language that it wasn't read in, it is read once more, in that one as well. If there is no
     /// time left for that nothing has been read.
     Reading recognize(const Image& image, Wanted wanted) const;
@@ -67,6 +68,8 @@ public:
     std::string unavailableReason() const { return m_recognizer.unavailableReason(); }
 
 private:
+    /// All of it.
+    Reading read(const Image& image, Wanted wanted) const;
     std::vector<std::string> languagesFor(const Wanted& wanted) const;
     void addSupported(const std::vector<std::string>& codes, std::vector<std::string>& languages) const;
     bool readsOthers(const std::vector<TextObservation>& observations, const std::string& subject,

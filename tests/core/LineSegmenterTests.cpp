@@ -1,5 +1,7 @@
+#include "core/base/Geometry.h"
 #include "core/reading/LineCrop.h"
 #include "core/reading/LineSegmenter.h"
+#include "core/reading/WindowControls.h"
 #include "tests/support/ScreenPictures.h"
 
 #include <algorithm>
@@ -244,6 +246,57 @@ TEST(LineCrop, MakesLargeLettersSmallerAndSmallOnesLarger) {
             EXPECT_EQ(scaled.bytes.size(),
                       static_cast<std::size_t>(scaled.width) * static_cast<std::size_t>(scaled.height));
             EXPECT_NEAR(*scaled.row(0), 248, 1) << row.height;
+        }
+    }
+}
+
+/// Menus above a text with a highlighted line, a panel beside it and a line of status below it.
+PixelBuffer windowWith(std::uint32_t bars, std::uint32_t page, int menus) {
+    constexpr std::uint32_t highlight = 0xE8E8E8;
+    PixelBuffer image = canvas(800, 420, bars);
+    fillRect(image, 200, 40, 600, 350, page);
+    fillRect(image, 200, 132, 600, 18, highlight);
+    for (int i = 0; i < menus; ++i)
+        drawStrokes(image, 10 + 50 * i, 15, 10, 5, black);
+    for (int i = 0; i < 15; ++i)
+        drawStrokes(image, 220, 56 + 20 * i, 10, i == 9 ? 5 : 50, black);       // a short line among long ones
+    for (const auto& [top, letters] : {std::pair(100, 12), std::pair(120, 36)}) // a label, and a sentence
+        drawStrokes(image, 10, top, 10, letters, black);
+    drawStrokes(image, 10, 400, 10, 40, black);
+    return image;
+}
+
+TEST(WindowControls, AreToldByTheBackgroundOfTheMenus) {
+    const struct {
+        const char* what;
+        PixelBuffer window;
+        bool hasControls;
+    } windows[] = {{"light", windowWith(0xD4D4D4, white, 5), true},
+                   {"less light than its text", windowWith(0xF0F0F0, 0xFFFFFF, 5), true},
+                   {"one background for all", windowWith(white, white, 5), false},
+                   {"no menus", windowWith(0xD4D4D4, white, 2), false}};
+    const struct {
+        const char* what;
+        Point place;
+        bool isControl;
+    } rows[] = {{"a menu", {12, 20}, true},
+                {"a label in a panel", {12, 105}, true},
+                {"a sentence there", {12, 125}, false},
+                {"the line of status", {12, 405}, true},
+                {"text", {222, 61}, false},
+                {"a highlighted line", {222, 141}, false},
+                {"a short line", {222, 241}, false}};
+    for (const auto& [kind, window, hasControls] : windows) {
+        const std::vector<PixelBox> lines = linesOf(window);
+        const std::vector<bool> are = WindowControls::among(gray(window), lines, 1);
+        ASSERT_EQ(are.size(), lines.size());
+        for (const auto& [what, place, isControl] : rows) {
+            const auto line = std::ranges::find_if(lines, [&place = place](const PixelBox& box) {
+                return Rect{box.left - 3.0, box.top - 3.0, box.width() + 6.0, box.height() + 6.0}.contains(place);
+            });
+            ASSERT_NE(line, lines.end()) << kind << ": " << what;
+            EXPECT_EQ(are[static_cast<std::size_t>(line - lines.begin())], hasControls && isControl)
+                << kind << ": " << what;
         }
     }
 }

@@ -1,5 +1,6 @@
 #include "core/reading/ReadingOrder.h"
 #include "core/reading/TextCoverage.h"
+#include "core/reading/TextFragments.h"
 
 #include <cmath>
 
@@ -72,6 +73,45 @@ TEST(TextCoverage, TheLaterPlaceCountsAndWhatIsOutsideIsNeverKnown) {
         EXPECT_FALSE(nothing.covers({200, 60, 90, 12}));
     }
     EXPECT_FALSE(TextCoverage(window, {{Kind::content, window}}).leavesMuchOpen());
+}
+
+TEST(TextFragments, LeaveOutWhatIsNoText) {
+    constexpr int height = 1000;
+    const struct {
+        const char* text;
+        double confidence;
+        bool isKept;
+        double pixels = 12;
+    } rows[] = {
+        {"B2@ O8", 0.4, false}, {"=|", 0.5, false},        {"ok", 0.9, true},       {"12:45", 0.8, true},
+        {"1024", 0.9, true},    {"Ld", 0.4, false},        {"Thr", 0.4, true},      {"\u00E4\u00F6\u00FC", 0.4, true},
+        {"\u6F22", 0.4, true},  {"a word", 0.4, false, 6}, {"a word", 0.8, true, 6}};
+    for (const auto& [text, confidence, isKept, pixels] : rows) {
+        const TextObservation piece{
+            .text = text, .confidence = confidence, .box = {0.1, 0.5, 0.1, pixels / height}, .symbols = {}};
+        EXPECT_EQ(TextFragments::without({piece}, height, 1).size(), isKept ? 1U : 0U) << text;
+    }
+}
+
+TEST(TextFragments, LeaveOutTheNumbersOfLinesAndKeepOtherNumbers) {
+    const struct {
+        const char* what;
+        std::vector<const char*> numbers;
+        std::size_t kept;
+    } rows[] = {{"numbers of lines", {"8", "9", "10", "11", "12", "13"}, 0},
+                {"some of them misread", {"8", "9", "1o", "11", "12", "13"}, 0},
+                {"prices", {"12", "3", "40", "18", "7", "25"}, 6},
+                {"a few", {"1", "2", "3"}, 3},
+                {"times", {"12:01", "12:02", "12:03", "12:04", "12:05", "12:06"}, 6}};
+    for (const auto& row : rows) {
+        std::vector<TextObservation> pieces;
+        for (std::size_t i = 0; i < row.numbers.size(); ++i)
+            pieces.push_back({.text = row.numbers[i],
+                              .confidence = 0.9,
+                              .box = {0.02, 0.9 - 0.02 * static_cast<double>(i), 0.01, 0.012},
+                              .symbols = {}});
+        EXPECT_EQ(TextFragments::without(pieces, 1000, 1).size(), row.kept) << row.what;
+    }
 }
 
 TEST(TextObservation, EnclosesTheSymbolsOfAPart) {

@@ -2,6 +2,7 @@
 
 #include "core/reading/LineCrop.h"
 #include "core/reading/LineSegmenter.h"
+#include "core/reading/WindowControls.h"
 #include "platform/PlatformError.h"
 #include "platform/linux/tesseract/LanguageData.h"
 
@@ -122,7 +123,13 @@ TextResult TesseractRecognizer::recognize(const TextRequest& request) {
 
     const GrayImage gray = grayImage(image, region);
     std::vector<LineCrop> crops;
-    for (const PixelBox& line : LineSegmenter::lines(gray, LineSegmenter::strokeScale(image.width, image.height))) {
+    const int scale = LineSegmenter::strokeScale(image.width, image.height);
+    const auto lines = LineSegmenter::lines(gray, scale);
+    const auto areControls =
+        request.isWindow ? WindowControls::among(gray, lines, scale) : std::vector<bool>(lines.size());
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        const PixelBox& line = lines[i];
+        if (areControls[i]) continue;
         if (request.isKnown && request.isKnown(placeOf(line, region, image))) continue;
         if (auto crop = LineCrop::make(gray, line)) crops.push_back(std::move(*crop));
     }
