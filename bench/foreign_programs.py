@@ -262,11 +262,28 @@ def mail_and_profile(folder, count):
     files.mail(folder, count)
 
 
+def chat_window(folder, count):
+    # Conversations that others begin come to the front, and no list of networks comes first.
+    (folder / ".config/hexchat").mkdir(exist_ok=True)
+    (folder / ".config/hexchat/hexchat.conf").write_text("gui_slist_skip = 1\ntab_new_to_front = 1\n")
+    files.text(folder, count)
+
+
+def without_help(folder, count):
+    # At its first start it opens its help, in another window, some seconds later.
+    (folder / ".jedit").mkdir()
+    (folder / ".jedit/properties").write_text("firstTime=false\n")
+    files.text(folder, count)
+
+
 SHOWN = ["sh", "-c", "cat FOLDER/notes.txt; exec sleep 1000"]
 OFFICE = ["soffice", "-env:UserInstallation=file://FOLDER/profile", "--norestore", "--nologo", "--nofirststartwizard"]
 CHROMIUM = ["chromium", *(["--no-sandbox", "--test-type"] if os.geteuid() == 0 else []), "--force-renderer-accessibility",
             "--disable-gpu", "--no-first-run", "--password-store=basic", "--disable-background-networking",
             "--disable-component-update", "--disable-sync", "--user-data-dir=FOLDER/profile"]
+CHAT = [sys.executable, str(HERE / "foreign/chat.py"), "FOLDER/notes.txt"]
+# It warns the administrator first.
+AGREES = "[ $(id -u) != 0 ] || (sleep 3; xdotool key Return) & "
 DATES = r"^\W*(\d|Mon|Tue|Wed|Thu|Fri|Sat|Sun|Today)[\w\s:,./+-]*$"
 PROGRAMS = {program.called: program for program in [
     Program("AbiWord", "office", ["abiword", "FOLDER/notes.txt"], "notes.txt", entry="abiword", lines=16),
@@ -294,10 +311,15 @@ PROGRAMS = {program.called: program for program in [
     Program("Text Editor", "editor, GTK 4", ["gnome-text-editor", "-s", "FOLDER/notes.txt"], "notes.txt",
             entry="org.gnome.TextEditor"),
     Program("SciTE", "editor", ["SciTE", "FOLDER/notes.txt"], "notes.txt", entry="SciTE"),
-    Program("jEdit", "editor, Java", ["jedit", "-norestore", "-noserver", "FOLDER/notes.txt"], "notes.txt", entry="jedit"),
+    Program("jEdit", "editor, Java", ["jedit", "-norestore", "-noserver", "-settings=FOLDER/.jedit", "FOLDER/notes.txt"],
+            "notes.txt", without_help, entry="jedit"),
     Program("IDLE", "editor, Tk", ["idle", "-e", "FOLDER/notes.py"], "notes.py", files.script, entry="idle"),
     Program("gitk", "history, Tk", ["sh", "-c", "cd FOLDER/letters && exec gitk"], "gitk|letters", files.repository,
             name="Gitk", lines=10, also="(?i)isolde|" + DATES),
+    Program("Konversation", "chat", [*CHAT, "konversation", "--server", "127.0.0.1", "--port", "PORT", "--channel", "#harbour",
+                                     "--nick", "tristan"], "visitor", entry="org.kde.konversation", also=r"\[(Info|Welcome)\]"),
+    Program("HexChat", "chat", ["sh", "-c", AGREES + 'exec "$@"', "sh", *CHAT, "hexchat", "--url=irc://127.0.0.1:PORT/harbour"],
+            "visitor", chat_window, entry="io.github.Hexchat"),
     Program("Thunar", "file manager", ["thunar", "FOLDER/letters"], "letters", files.file_names, name="Thunar", lines=20),
     Program("PCManFM", "file manager", ["pcmanfm", "--no-desktop", "FOLDER/letters"], "letters", files.file_names,
             name="PCManFM", lines=20),
