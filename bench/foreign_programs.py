@@ -265,7 +265,7 @@ def mail_and_profile(folder, count):
 def chat_window(folder, count):
     # Conversations that others begin come to the front, and no list of networks comes first.
     (folder / ".config/hexchat").mkdir(exist_ok=True)
-    (folder / ".config/hexchat/hexchat.conf").write_text("gui_slist_skip = 1\ntab_new_to_front = 1\n")
+    (folder / ".config/hexchat/hexchat.conf").write_text("gui_slist_skip = 1\ngui_tab_newtofront = 1\n")
     files.text(folder, count)
 
 
