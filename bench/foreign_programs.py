@@ -270,9 +270,9 @@ def chat_window(folder, count):
 
 
 def without_help(folder, count):
-    # At its first start it opens its help, in another window, some seconds later.
+    # It would open its help at its first start, and a tip at each later one, in windows of their own.
     (folder / ".jedit").mkdir()
-    (folder / ".jedit/properties").write_text("firstTime=false\n")
+    (folder / ".jedit/properties").write_text("firstTime=false\ntip.show=false\n")
     files.text(folder, count)
 
 
