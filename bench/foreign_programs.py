@@ -319,7 +319,7 @@ PROGRAMS = {program.called: program for program in [
     Program("Konversation", "chat", [*CHAT, "konversation", "--server", "127.0.0.1", "--port", "PORT", "--channel", "#harbour",
                                      "--nick", "tristan"], "visitor", entry="org.kde.konversation", also=r"\[(Info|Welcome)\]"),
     Program("HexChat", "chat", ["sh", "-c", AGREES + 'exec "$@"', "sh", *CHAT, "hexchat", "--url=irc://127.0.0.1:PORT/harbour"],
-            "visitor", chat_window, entry="io.github.Hexchat"),
+            "visitor", chat_window, entry="io.github.Hexchat", also="(?i)as root|user account|notification plugin"),
     Program("Thunar", "file manager", ["thunar", "FOLDER/letters"], "letters", files.file_names, name="Thunar", lines=20),
     Program("PCManFM", "file manager", ["pcmanfm", "--no-desktop", "FOLDER/letters"], "letters", files.file_names,
             name="PCManFM", lines=20),
