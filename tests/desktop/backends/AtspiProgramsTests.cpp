@@ -38,8 +38,10 @@ TEST_F(AtspiPrograms, FormIsReadWithoutItsPasswordField) {
     ASSERT_TRUE(windowShowing(zenity, "plainword"));
 
     const std::string text = textOf(*window);
-    for (const char* wanted : {"Form text", "Secret", "Plain", "plainword", "OK", "Cancel"})
+    for (const char* wanted : {"Form text", "Secret", "Plain", "plainword"})
         EXPECT_EQ(timesIn(text, wanted), 1U) << wanted << " in:\n" << text;
+    for (const char* button : {"OK", "Cancel"})
+        EXPECT_EQ(timesIn(text, button), 0U) << button << " in:\n" << text;
     EXPECT_EQ(timesIn(text, "hunter2x"), 0U);
     EXPECT_EQ(timesIn(text, "\u25CF"), 0U) << "not even its dots";
 
