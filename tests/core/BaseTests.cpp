@@ -3,10 +3,10 @@
 #include "core/base/Paths.h"
 #include "core/base/SerialQueue.h"
 #include "core/records/Frames.h"
+#include "tests/support/Environment.h"
 
 #include <atomic>
 #include <cstdlib>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <future>
@@ -22,25 +22,7 @@ namespace nomara {
 namespace {
 
 namespace fs = std::filesystem;
-
-/// Sets variables of the environment for one test, and puts them back.
-class Environment {
-public:
-    explicit Environment(std::initializer_list<std::pair<const char*, const char*>> values) {
-        for (const auto& [name, value] : values) {
-            const char* before = std::getenv(name);
-            m_before.emplace_back(name, before == nullptr ? std::optional<std::string>() : before);
-            value == nullptr ? unsetenv(name) : setenv(name, value, 1);
-        }
-    }
-    ~Environment() {
-        for (const auto& [name, value] : m_before)
-            value ? setenv(name, value->c_str(), 1) : unsetenv(name);
-    }
-
-private:
-    std::vector<std::pair<const char*, std::optional<std::string>>> m_before;
-};
+using testing::Environment;
 
 TEST(NomaraPaths, FollowsTheEnvironment) {
     const struct {

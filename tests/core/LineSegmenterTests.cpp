@@ -46,72 +46,34 @@ void drawStrokes(PixelBuffer& image, int left, int top, int height, int letters,
 }
 
 TEST(LineSegmenter, FindsEachLineOnce) {
-    struct Row {
+    struct Strokes {
+        int left, top, height = 10, letters = 40;
+    };
+    const struct {
         const char* what;
         std::size_t lines;
-        std::function<PixelBuffer()> draw;
+        int width;
+        std::vector<Strokes> strokes;
+        std::vector<PixelBox> bars = {};
+        bool isDark = false;
+    } rows[] = {
+        {"dark on light", 3, 600, {{20, 10}, {20, 30}, {20, 50}}},
+        {"light on dark", 3, 600, {{20, 10}, {20, 30}, {20, 50}}, {}, true},
+        {"two columns", 2, 600, {{20, 20}, {320, 20}}},
+        {"cells with a rule between them", 2, 600, {{20, 30, 10, 6}, {64, 30, 10, 6}}, {{56, 0, 57, 80}}},
+        {"lines whose letters touch", 3, 600, {{20, 10}, {20, 24}, {20, 38}}, {{30, 10, 31, 24}, {30, 24, 31, 38}}},
+        {"a large title", 1, 800, {{20, 20, 40, 20}}},
+        {"a screen of twice the density", 2, 3840, {{20, 20, 24}, {20, 80, 24}}},
+        {"a pointer's bar alone", 0, 200, {}, {{100, 20, 102, 40}}},
     };
-    const Row rows[] = {
-        {"dark on light", 3,
-         [] {
-             PixelBuffer image = canvas(600, 100);
-             for (int i = 0; i < 3; ++i)
-                 drawStrokes(image, 20, 10 + 20 * i, 10, 40, black);
-             return image;
-         }},
-        {"light on dark", 3,
-         [] {
-             PixelBuffer image = canvas(600, 100, black);
-             for (int i = 0; i < 3; ++i)
-                 drawStrokes(image, 20, 10 + 20 * i, 10, 40, white);
-             return image;
-         }},
-        {"two columns", 2,
-         [] {
-             PixelBuffer image = canvas(600, 60);
-             drawStrokes(image, 20, 20, 10, 40, black);
-             drawStrokes(image, 320, 20, 10, 40, black);
-             return image;
-         }},
-        {"cells with a rule between them", 2,
-         [] {
-             PixelBuffer image = canvas(600, 80);
-             drawStrokes(image, 20, 30, 10, 6, black);
-             fillRect(image, 56, 0, 1, 80, 0x808080);
-             drawStrokes(image, 64, 30, 10, 6, black);
-             return image;
-         }},
-        {"lines whose letters touch", 3,
-         [] {
-             PixelBuffer image = canvas(600, 100);
-             for (int i = 0; i < 3; ++i)
-                 drawStrokes(image, 20, 10 + 14 * i, 10, 40, black);
-             for (int i = 0; i < 2; ++i) // a long letter in each
-                 fillRect(image, 30, 10 + 14 * i, 1, 14, black);
-             return image;
-         }},
-        {"a large title", 1,
-         [] {
-             PixelBuffer image = canvas(800, 100);
-             drawStrokes(image, 20, 20, 40, 20, black);
-             return image;
-         }},
-        {"two screens of twice the density", 2,
-         [] {
-             PixelBuffer image = canvas(3840, 200);
-             drawStrokes(image, 20, 20, 24, 40, black);
-             drawStrokes(image, 20, 80, 24, 40, black);
-             return image;
-         }},
-        {"a pointer's bar alone", 0,
-         [] {
-             PixelBuffer image = canvas(200, 60);
-             fillRect(image, 100, 20, 2, 20, black);
-             return image;
-         }},
-    };
-    for (const Row& row : rows) {
-        const std::vector<PixelBox> lines = linesOf(row.draw());
+    for (const auto& row : rows) {
+        PixelBuffer image = canvas(row.width, 120, row.isDark ? black : white);
+        const std::uint32_t ink = row.isDark ? white : black;
+        for (const Strokes& each : row.strokes)
+            drawStrokes(image, each.left, each.top, each.height, each.letters, ink);
+        for (const PixelBox& bar : row.bars)
+            fillRect(image, bar.left, bar.top, bar.width(), bar.height(), ink);
+        const std::vector<PixelBox> lines = linesOf(image);
         EXPECT_EQ(lines.size(), row.lines) << row.what << ": " << described(lines);
     }
 }

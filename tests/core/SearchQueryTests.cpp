@@ -1,5 +1,9 @@
 #include "core/search/SearchQuery.h"
+#include "core/store/MemoryStore.h"
+#include "platform/fake/ManualClock.h"
 
+#include <random>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -133,10 +137,123 @@ TEST(SearchQuery, TellsWhetherTheLastWordIsFinished) {
         EXPECT_EQ(SearchQuery(row.typed).endsWithSpace(), row.ends) << row.typed;
 }
 
-TEST(SearchQuery, NamesItsSorts) {
-    for (const auto sort : SearchQuery::allSorts)
-        EXPECT_EQ(SearchQuery::sortNamed(SearchQuery::rawValue(sort)), sort);
-    EXPECT_EQ(SearchQuery::sortNamed("oldest"), std::nullopt);
+// What the grammar, the full-text index and SQL know, what folds into it, and letters that join the quotation mark
+// behind them.
+const Strings pieces{"\"",
+                     "\"",
+                     " ",
+                     " ",
+                     "\r\n",
+                     "\u3000",
+                     "site:",
+                     "app:",
+                     "site:\u0301",
+                     "AND",
+                     "OR",
+                     "NOT",
+                     "NEAR(",
+                     ", 5)",
+                     "^",
+                     "*",
+                     ":",
+                     "(",
+                     ")",
+                     "{title url} :",
+                     "url : ",
+                     "+",
+                     "-",
+                     "frame_fts",
+                     "\"*",
+                     "'",
+                     ";",
+                     "--",
+                     "?1",
+                     "%",
+                     "\\",
+                     "\0"s,
+                     "'; DROP TABLE frames; --",
+                     "＂",
+                     "＊",
+                     "：",
+                     "ａｎｄ",
+                     "“",
+                     "\u02BA",
+                     "\"\u0301",
+                     "\"\u200D",
+                     "\"\uFE0F",
+                     "*\u20E3",
+                     "\u0600",
+                     "\u06DD",
+                     "\u0D4E",
+                     "\U000111C2",
+                     "\U00011A3A",
+                     "½",
+                     "ß",
+                     "a",
+                     "foo",
+                     "bar",
+                     "2",
+                     "github.com",
+                     "x_y",
+                     "İstanbul",
+                     "日本語",
+                     "हिन्दी",
+                     "👩‍👩‍👧",
+                     "🇹",
+                     "\u200D",
+                     "\u200B",
+                     "\u0301",
+                     "\u202E",
+                     "\uFFFE",
+                     "\xED\xA0\x80",
+                     "\xC0\xA2",
+                     "\xF4\x90\x80\x80",
+                     "\x80",
+                     "\xFF"};
+
+TEST(SearchQuery, NothingTypedReachesTheIndexAsSyntax) {
+    const ManualClock clock;
+    MemoryStore store(":memory:", false, clock);
+    store.insertFrame({.timestamp = {1}, .url = "https://github.com/foo", .lines = {"foo bar or not near a 2 title"}});
+    const std::regex clause(R"re((?:url : )?"([^"]*)"\*?(?: |$))re");
+    std::mt19937 random(20'260'314);
+    int found = 0;
+    for (int round = 0; round < 40'000; ++round) {
+        std::string typed;
+        for (auto parts = random() % 12; parts > 0; --parts)
+            typed += random() % 5 == 0 ? std::string(1, static_cast<char>(random())) : pieces[random() % pieces.size()];
+        const SearchQuery query(typed);
+        const std::string match = query.matchExpression(true).value_or("");
+        ASSERT_EQ(match.empty(), query.isEmpty()) << testing::PrintToString(typed);
+        std::string rest = match, words;
+        for (std::smatch part; std::regex_search(rest, part, clause, std::regex_constants::match_continuous);
+             rest = part.suffix())
+            words += part.str(1) + ' ';
+        ASSERT_EQ(rest, "") << testing::PrintToString(typed) << " gave " << match;
+        for (const char c : words)
+            ASSERT_TRUE(std::islower(c) || std::isdigit(c) || c == ' ' || static_cast<unsigned char>(c) > 0x7F)
+                << match;
+        if (round % 10 == 0) found += store.search(query, {2}).empty() ? 0 : 1;
+    }
+    EXPECT_GT(found, 100) << "the queries have to make sense for the checks to mean something";
+}
+
+TEST(SearchQuery, VeryLongQueriesAreOnlyLong) {
+    const ManualClock clock;
+    MemoryStore store(":memory:", false, clock);
+    store.insertFrame({.timestamp = {1}, .url = "https://github.com/foo", .lines = {"foo a"}});
+    const auto repeated = [](const std::string& piece, int times) {
+        std::string text;
+        for (int i = 0; i < times; ++i)
+            text += piece;
+        return text;
+    };
+    const std::pair<std::string, bool> rows[] = {
+        {repeated("foo ", 1'000), true},           {repeated("foo-", 10'000), false},
+        {repeated("site:github ", 1'000), true},   {repeated("\"", 100'001), false},
+        {"a" + repeated("\u0301", 100'000), true}, {repeated("(", 100'000) + "foo", true}};
+    for (const auto& [typed, isFound] : rows)
+        EXPECT_EQ(!store.search(SearchQuery(typed), {2}).empty(), isFound) << typed.substr(0, 20);
 }
 
 } // namespace

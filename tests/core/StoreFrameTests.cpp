@@ -1,9 +1,8 @@
 #include "core/store/Schema.h"
 #include "tests/core/StoreTest.h"
+#include "tests/support/Environment.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <ctime>
 
 namespace nomara {
 
@@ -95,14 +94,6 @@ TEST_F(StoreFrames, StoredValuesFromElsewhereReadSafely) {
     EXPECT_EQ(record.ocrState, OCRState::notNeeded);
     EXPECT_TRUE(record.textSource.contains(TextSource::ocr()));
     EXPECT_EQ(record.windowRect, std::nullopt) << "three of four edges are no rectangle";
-}
-
-TEST_F(StoreFrames, AFrameWithoutTextStillHasAllThreeRows) {
-    const RowID id = store.insertFrame(frameAt(1));
-    EXPECT_EQ(store.frameText(id), "");
-    EXPECT_EQ(raw.scalarInt("SELECT COUNT(*) FROM frame_fts_docsize"), 1);
-    store.removeFromIndex(id);
-    EXPECT_EQ(raw.scalarInt("SELECT COUNT(*) FROM frame_fts_docsize"), 0);
 }
 
 TEST_F(StoreFrames, TheIndexHoldsFoldedTextInItsColumns) {
@@ -344,20 +335,12 @@ TEST_F(StoreFrames, CountsByApplicationAndTitle) {
 }
 
 TEST_F(StoreFrames, DaysAreLocalOnes) {
-    const char* before = std::getenv("TZ");
-    const std::string saved = before == nullptr ? "" : before;
-    setenv("TZ", "Asia/Tokyo", 1);
-    tzset();
+    const testing::Environment zone{{"TZ", "Asia/Tokyo"}};
     store.insertFrame(frameAt(1'700'000'000)); // 07:13 of the 15th in Tokyo
     store.insertFrame(frameAt(1'700'060'399)); // a second before Tokyo's midnight
     store.insertFrame(frameAt(1'700'060'400));
     EXPECT_EQ(store.recentDays(10), (std::vector<std::string>{"2023-11-16", "2023-11-15"}));
     EXPECT_EQ(store.recentDays(1), std::vector<std::string>{"2023-11-16"});
-    if (before == nullptr)
-        unsetenv("TZ");
-    else
-        setenv("TZ", saved.c_str(), 1);
-    tzset();
 }
 
 TEST_F(StoreFrames, TheBacklogOffersOnlyPicturesThatCanBeRead) {
