@@ -19,8 +19,6 @@
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace nomara {
 namespace {
@@ -33,18 +31,8 @@ QCoreApplication& application() {
     return instance;
 }
 
-struct ModelHarness {
+struct ModelHarness : FakeMachine {
     QCoreApplication& app = application();
-    TemporaryDataFolder folder;
-    ManualClock clock{{1'793'000'000}};
-    FakeAccessibility accessibility;
-    FakeWindowServer windowServer;
-    FakeInputActivity input;
-    FakeRunningApplications applications;
-    FakeDisplayStreams streams;
-    FakeVideoCodec codec;
-    FakeVolume volume;
-    FakeTextRecognizer recognizer;
     FakeProcessUsage usage;
     std::vector<std::string> languages;
     FakePreferencesStore preferences;
@@ -77,6 +65,18 @@ struct ModelHarness {
         model->start();
         // Answers that are there already don't let the model wait for them.
         ASSERT_TRUE(!launched.isEmpty() || launched.wait(60'000));
+    }
+    /// Past the setup and in text-only mode, unless the test says otherwise.
+    void record(bool textOnly = true) {
+        settings.onboardingCompleted.set(true);
+        settings.textOnlyMode.set(textOnly);
+        start();
+        settle();
+    }
+    nlohmann::json report() { return nlohmann::json::parse(ControlService(*model).Status().toStdString()); }
+    void reload() {
+        model->reloadSettings();
+        settle();
     }
     /// Lets the recorder and then the main thread do what they were told.
     void settle() {
@@ -111,10 +111,7 @@ TEST(AppModel, RecordsOnlyOnceTheSetupIsComplete) {
 
 TEST(AppModel, SaysWhyNothingIsRecorded) {
     ModelHarness h;
-    h.settings.onboardingCompleted.set(true);
-    h.settings.textOnlyMode.set(true);
-    h.start();
-    h.settle();
+    h.record();
     const struct {
         FrontmostApp app;
         SecureFocus focus;
@@ -151,54 +148,47 @@ TEST(AppModel, WaitsForSettingsThatCanBeRead) {
     h.settle();
     ASSERT_TRUE(h.model->status().isRecording());
     h.preferences.edit("excludedSites", "[bank.example");
-    h.model->reloadSettings();
-    h.settle();
+    h.reload();
     EXPECT_EQ(h.model->statusText(), QStringLiteral("Waiting (settings can't be read)"));
     EXPECT_TRUE(h.model->detailText()->contains(QStringLiteral("excludedSites")));
-    const auto report = [&] { return nlohmann::json::parse(ControlService(*h.model).Status().toStdString()); };
-    EXPECT_EQ(report()["settings"]["problems"].size(), 1U);
-    EXPECT_EQ(report()["recording"], false);
+    EXPECT_EQ(h.report()["settings"]["problems"].size(), 1U);
+    EXPECT_EQ(h.report()["recording"], false);
     h.preferences.edit("excludedSites", "[bank.example]");
-    h.model->reloadSettings();
-    h.settle();
+    h.reload();
     EXPECT_TRUE(h.model->status().isRecording());
-    EXPECT_EQ(report()["settings"]["problems"].size(), 0U);
+    EXPECT_EQ(h.report()["settings"]["problems"].size(), 0U);
 
     // Consent and pauses count at once as well.
     h.preferences.edit("onboardingCompleted", "false");
-    h.model->reloadSettings();
-    h.settle();
+    h.reload();
     EXPECT_EQ(h.model->statusText(), QStringLiteral("Setup needed"));
     h.preferences.edit("onboardingCompleted", "true");
     h.preferences.edit("pausedUntil", std::to_string(h.clock.now().seconds + 100));
-    h.model->reloadSettings();
-    h.settle();
+    h.reload();
     EXPECT_EQ(h.model->statusText(), QStringLiteral("Paused"));
     h.preferences.edit("pausedUntil", std::nullopt);
-    h.model->reloadSettings();
-    h.settle();
+    h.reload();
     EXPECT_TRUE(h.model->status().isRecording());
 
     h.preferences.edit("excludedApps", "\"open");
     h.start();
     h.settle();
-    h.model->reloadSettings();
-    h.settle();
+    h.reload();
     EXPECT_FALSE(h.model->status().isRecording());
 }
 
 TEST(FileWatch, TellsOfEachKindOfChange) {
     application();
-    const TemporaryDataFolder folder;
-    const auto file = folder.path / "settings.ini";
+    const testing::TemporaryData data;
+    const auto file = data.folder() / "settings.ini";
     std::ofstream(file) << "one";
     FileWatch watch(QString::fromStdString(file.string()));
     QSignalSpy changed(&watch, &FileWatch::changed);
     const std::function<void()> changes[] = {
         [&] { std::ofstream(file) << "two"; },
         [&] {
-            std::ofstream(folder.path / "beside") << "three";
-            std::filesystem::rename(folder.path / "beside", file);
+            std::ofstream(data.folder() / "beside") << "three";
+            std::filesystem::rename(data.folder() / "beside", file);
         },
         [&] { std::ofstream(file) << "four"; },
         [&] { std::filesystem::remove(file); },
@@ -216,11 +206,7 @@ TEST(FileWatch, TellsOfEachKindOfChange) {
 
 /// A model that records over a memory which somebody then lays hands on.
 struct LostMemory : ModelHarness {
-    LostMemory() {
-        settings.onboardingCompleted.set(true);
-        settings.textOnlyMode.set(true);
-        applications.activate(FrontmostApp{6, "org.editor", "Editor"});
-    }
+    LostMemory() { applications.activate(FrontmostApp{6, "org.editor", "Editor"}); }
     void see(const std::string& text) {
         accessibility.setWindows(6, {{"Title", Rect{0, 0, 500, 500}, text, std::nullopt}});
         clock.advance(20);
@@ -251,29 +237,21 @@ TEST(AppModel, BeginsANewMemoryWhenSomebodyRemovedTheOldOne) {
         std::function<void(LostMemory&)> remove;
         const char* held; ///< by the new memory, before anything new is seen
     } rows[] = {
-        {"the folder is removed", [](LostMemory& h) { fs::remove_all(h.folder.path); }, ""},
-        {"the folder is moved away", [](LostMemory& h) { fs::rename(h.folder.path, h.folder.path.string() + "-old"); },
-         ""},
-        {"the database alone is removed", [](LostMemory& h) { fs::remove(h.folder.path / "nomara.sqlite"); }, ""},
-        {"all files are removed",
-         [](LostMemory& h) {
-             for (const auto& entry : fs::directory_iterator(h.folder.path))
-                 fs::remove_all(entry.path());
-         },
-         ""},
+        {"the folder is removed", [](LostMemory& h) { fs::remove_all(h.data.folder()); }, ""},
+        {"the folder is moved away",
+         [](LostMemory& h) { fs::rename(h.data.folder(), h.data.folder().string() + "-old"); }, ""},
         {"another database is put in its place",
          [](LostMemory& h) {
-             const fs::path other = h.folder.path / "other.sqlite";
+             const fs::path other = h.data.folder() / "other.sqlite";
              MemoryStore(other, false, h.clock).insertFrame({.timestamp = {1}, .lines = {"from the backup"}});
-             fs::rename(other, h.folder.path / "nomara.sqlite");
+             fs::rename(other, h.data.folder() / "nomara.sqlite");
          },
          "from the backup|"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         LostMemory h;
-        h.start();
-        h.settle();
+        h.record();
         h.see("the secret of before");
         ASSERT_EQ(h.everything(), "the secret of before|");
         row.remove(h);
@@ -283,7 +261,7 @@ TEST(AppModel, BeginsANewMemoryWhenSomebodyRemovedTheOldOne) {
         h.see("what came after");
         EXPECT_EQ(h.everything(), std::string(row.held) + "what came after|");
         EXPECT_EQ(h.hub.write([](MemoryStore& store) { return store.meta("mcp_enabled"); }), "0");
-        const fs::path old = h.folder.path.string() + "-old";
+        const fs::path old = h.data.folder().string() + "-old";
         if (fs::exists(old)) {
             const fs::path database = old / "nomara.sqlite";
             EXPECT_EQ(MemoryStore(database, false, h.clock).frameText(1), "the secret of before") << "it stays whole";
@@ -295,10 +273,9 @@ TEST(AppModel, BeginsANewMemoryWhenSomebodyRemovedTheOldOne) {
 // The frame at hand when the loss is found is still on the screen afterwards, and is read again.
 TEST(AppModel, LosesNothingThatIsStillOnTheScreen) {
     LostMemory h;
-    h.start();
-    h.settle();
+    h.record();
     h.see("one line");
-    std::filesystem::remove_all(h.folder.path);
+    std::filesystem::remove_all(h.data.folder());
     h.see("one line\nanother line");
     ASSERT_TRUE(h.isRecordingAgain());
     EXPECT_TRUE(h.model->storeTrouble().sentence.empty());
@@ -308,21 +285,20 @@ TEST(AppModel, LosesNothingThatIsStillOnTheScreen) {
 
 TEST(AppModel, SaysWhenNothingCanBeStored) {
     LostMemory h;
-    h.start();
-    h.settle();
+    h.record();
     h.hub.writeAsync([](MemoryStore&) { throw SQLiteError(13, "database or disk is full"); });
     h.settle();
     h.settle();
     EXPECT_EQ(h.model->statusText(), QStringLiteral("Waiting (nothing can be stored)"));
     EXPECT_TRUE(h.model->detailText()->contains(QStringLiteral("database or disk is full")));
-    EXPECT_EQ(nlohmann::json::parse(ControlService(*h.model).Status().toStdString())["recording"], false);
+    EXPECT_EQ(h.report()["recording"], false);
     h.model->checkStore();
     h.settle();
     h.settle();
     EXPECT_TRUE(h.model->status().isRecording()) << "the next try went well";
 
     // Where no new memory can be begun either, it is tried again.
-    const auto folder = h.folder.path;
+    const auto folder = h.data.folder();
     std::filesystem::remove_all(folder);
     std::ofstream(folder) << "in the way";
     h.model->checkStore();
@@ -361,16 +337,14 @@ TEST(AppModel, CountsWhatTheProgramCosts) {
         const auto days = h.hub.read([](MemoryStore& store) { return store.stats("0000", "9999"); });
         return days.empty() ? DayStats() : days.front();
     };
-    h.settings.onboardingCompleted.set(true);
-    h.settings.textOnlyMode.set(true);
     h.accessibility.setWindows(6, {{"Title", Rect{0, 0, 500, 500}, "words", std::nullopt}});
     h.applications.activate(FrontmostApp{6, "org.editor", "Editor"});
-    h.start();
-    h.settle();
+    h.record();
     h.usage.now = {5.5, 6'000};
     h.clock.advance(120);
     h.tick();
     EXPECT_EQ(today().cpuSeconds, 0) << "with nothing else to store it waits";
+    EXPECT_EQ(h.model->lastSaved()->windowTitle, "Title");
     h.clock.advance(120);
     h.tick();
     EXPECT_EQ(today().cpuSeconds, 0.5);
@@ -379,20 +353,6 @@ TEST(AppModel, CountsWhatTheProgramCosts) {
     h.model->shutdown();
     EXPECT_EQ(today().cpuSeconds, 0.5) << "a counter that went back costs nothing";
     EXPECT_EQ(today().bytesWritten, 2'000);
-}
-
-TEST(AppModel, AnnouncesSavedFramesAndCountsThem) {
-    ModelHarness h;
-    h.settings.onboardingCompleted.set(true);
-    h.settings.textOnlyMode.set(true);
-    h.accessibility.setWindows(6, {{"Title", Rect{0, 0, 500, 500}, "words", std::nullopt}});
-    h.applications.activate(FrontmostApp{6, "org.editor", "Editor"});
-    h.start();
-    h.settle();
-    h.tick();
-    ASSERT_TRUE(h.model->lastSaved());
-    EXPECT_EQ(h.model->lastSaved()->windowTitle, "Title");
-    h.model->shutdown();
     h.model->refreshStats();
     ASSERT_TRUE(QTest::qWaitFor([&] { return h.model->today().has_value(); }, 10'000)) << "also behind an earlier one";
     EXPECT_EQ(h.model->today()->framesSaved, 1);
@@ -457,21 +417,6 @@ TEST(AppModel, APauseEndsByItself) {
     EXPECT_TRUE(QTest::qWaitFor([&] { return h.model->status().isRecording(); }, 5'000));
 }
 
-TEST(AppModel, TellsWhetherWindowsCanBeRead) {
-    ModelHarness h;
-    h.start();
-    h.accessibility.setUnavailable("The accessibility bus isn't there");
-    QSignalSpy refreshed(h.model.get(), &AppModel::permissionsRefreshed);
-    h.model->refreshPermissions();
-    ASSERT_TRUE(refreshed.wait(5'000));
-    EXPECT_FALSE(h.model->accessibilityPermission());
-    EXPECT_EQ(h.model->accessibilityReason(), "The accessibility bus isn't there");
-    h.accessibility.setUnavailable("");
-    h.model->refreshPermissions();
-    ASSERT_TRUE(refreshed.wait(5'000));
-    EXPECT_TRUE(h.model->accessibilityPermission());
-}
-
 /// A model with frames whose pictures wait to be read.
 struct ReadingHarness : ModelHarness {
     explicit ReadingHarness(int frames) {
@@ -492,7 +437,7 @@ struct ReadingHarness : ModelHarness {
         });
         recognizer.setText({FakeTextRecognizer::piece("words", {0, 0.5, 0.5, 0.1})});
     }
-    nlohmann::json reading() { return nlohmann::json::parse(ControlService(*model).Status().toStdString())["reading"]; }
+    nlohmann::json reading() { return report()["reading"]; }
     std::int64_t queued() {
         return hub.read([](MemoryStore& store) { return store.queuedOCRCount(); });
     }
@@ -562,7 +507,7 @@ TEST(AppModel, WritesTheConsentForCompanions) {
 
 TEST(FrontmostTracker, TellsOfChangesOnly) {
     FakeRunningApplications applications;
-    HeldMainThread mainThread;
+    testing::PostedWork mainThread;
     std::vector<std::optional<FrontmostApp>> heard;
     auto tracker = std::make_unique<FrontmostTracker>(applications, mainThread.executor());
     tracker->onChange = [&](const auto& app) { heard.push_back(app); };
@@ -572,13 +517,13 @@ TEST(FrontmostTracker, TellsOfChangesOnly) {
     EXPECT_EQ(tracker->current(), one);
     for (const std::optional<FrontmostApp>& app : {std::optional(one), std::optional(two), std::optional(two), {}})
         applications.activate(app);
-    mainThread.drain();
+    mainThread.run();
     EXPECT_EQ(heard, (std::vector<std::optional<FrontmostApp>>{one, two, {}}));
     tracker->start();
     EXPECT_EQ(heard.size(), 3u) << "a second start only looks again";
     applications.activate(one);
     tracker.reset();
-    mainThread.drain();
+    mainThread.run();
     EXPECT_EQ(heard.size(), 3u);
 }
 

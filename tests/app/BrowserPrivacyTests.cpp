@@ -259,13 +259,6 @@ TEST_F(BrowserWindows, WhatCannotBeToldApartIsNotAllowed) {
     EXPECT_EQ(grade(), (WindowPrivacy::Verdicts{{1, Verdict::allow}, {2, Verdict::allow}})) << "none is private";
 }
 
-TEST_F(BrowserWindows, OneThatIsNotOnTheBusHasNobodyToVouchForIt) {
-    const WindowInfo page = onScreen(1, "Page - B", left), twin = onScreen(2, "Page - B", left, true);
-    show({{page, normal, {}}});
-    server.setWindows({twin, page});
-    EXPECT_EQ(grade(), (WindowPrivacy::Verdicts{{1, Verdict::unknown}, {2, Verdict::unknown}}));
-}
-
 TEST_F(BrowserWindows, PopupsAreGradedByWhatTheyWereOpenedFrom) {
     WindowInfo menu = onScreen(3, "", {50, 50, 100, 200}), dragged = onScreen(4, "", {100, 50, 200, 100});
     menu.layer = dragged.layer = 101;
@@ -312,25 +305,6 @@ TEST_F(BrowserWindows, TheWorstOfTwoListsCounts) {
     EXPECT_EQ(privacy.verdicts({}, gone, clock.uptime(), config)[9], Verdict::unknown);
     EXPECT_EQ(trips(), count);
     EXPECT_TRUE(privacy.verdicts({}, std::nullopt, clock.uptime(), config).empty());
-}
-
-TEST_F(BrowserWindows, WithoutAccessibilityNothingIsLearned) {
-    accessibility.setUnavailable("There is no bus.");
-    show({{onScreen(1, "Page", left), normal, {}}});
-    EXPECT_EQ(grade()[1], Verdict::unknown);
-    EXPECT_EQ(trips(), 0);
-    config.skipPrivateWindows = false;
-    EXPECT_EQ(grade()[1], Verdict::allow) << "nothing matters to the user";
-}
-
-TEST_F(BrowserWindows, WhereNobodyTellsOfTheirEndWindowsAreForgotten) {
-    show({{onScreen(1, "Page", left), normal, {}}, {onScreen(2, "Other", right), normal, {}}});
-    grade();
-    show({{onScreen(2, "Other", right), normal, {}}});
-    grade(599);
-    EXPECT_EQ(privacy.registry().size(), 2U);
-    grade(1);
-    EXPECT_EQ(privacy.registry().size(), 1U);
 }
 
 /// The window in front, as accessibility names it.
@@ -385,17 +359,6 @@ TEST_F(FrontBrowserWindow, WithoutACertainNumberNothingIsRemembered) {
     EXPECT_EQ(front().verdict, Verdict::allow) << "its own controls prove it";
     show({{page, unsure, {}}, {twin, normal, {}}});
     EXPECT_EQ(front().verdict, Verdict::unknown) << "once more";
-}
-
-TEST_F(FrontBrowserWindow, AnotherElementHasToProveItselfAnew) {
-    show({{onScreen(1, "Page", left), normal, {}}});
-    EXPECT_EQ(front().verdict, Verdict::allow);
-    const AccessibleElement other{"11/5"};
-    EXPECT_EQ(
-        privacy
-            .front(browserPid, {"Page", onScreen(1, "", left).content, other}, server.onScreenWindows(), false, config)
-            .verdict,
-        Verdict::unknown);
 }
 
 TEST_F(FrontBrowserWindow, ATitleIsHeardAlsoByWhoeverLooksNoFurther) {

@@ -135,15 +135,6 @@ TEST_F(FrameImageLoaderTest, DamageIsSaidToWhoeverAsksAndLoggedOnce) {
     EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << log;
 }
 
-TEST_F(FrameImageLoaderTest, OpensAGrowingSegmentAgain) {
-    put("a.mp4", video(100, 2));
-    EXPECT_EQ(width(frame(1, "a.mp4", 1), Size::full), 101);
-    put("a.mp4", video(100, 3));
-    EXPECT_EQ(width(frame(2, "a.mp4", 2), Size::full), 102);
-    EXPECT_EQ(width(frame(1, "a.mp4", 1), Size::full), 101);
-    EXPECT_EQ(opens(), 2U);
-}
-
 TEST_F(FrameImageLoaderTest, TheSegmentNotUsedForLongestIsClosedFirst) {
     const auto path = [](int i) { return std::to_string(i) + ".mp4"; };
     for (int i = 0; i < 11; ++i)

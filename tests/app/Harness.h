@@ -12,12 +12,10 @@
 #include "platform/fake/FakeVolume.h"
 #include "platform/fake/FakeWindowServer.h"
 #include "platform/fake/ManualClock.h"
+#include "tests/support/PostedWork.h"
+#include "tests/support/TemporaryData.h"
 
 #include <chrono>
-#include <cstdlib>
-#include <deque>
-#include <filesystem>
-#include <mutex>
 #include <set>
 #include <string>
 #include <thread>
@@ -25,59 +23,10 @@
 
 namespace nomara {
 
-/// A data folder of the test's own, gone with the test.
-class TemporaryDataFolder {
-public:
-    TemporaryDataFolder() {
-        std::string name = (std::filesystem::temp_directory_path() / "quillshade-app-XXXXXX").string();
-        path = mkdtemp(name.data());
-        setenv("NOMARA_DATA_DIR", path.c_str(), 1);
-    }
-    ~TemporaryDataFolder() {
-        unsetenv("NOMARA_DATA_DIR");
-        std::filesystem::remove_all(path);
-    }
-
-    std::filesystem::path path;
-};
-
-/// A main thread whose work waits until the test lets it run.
-class HeldMainThread {
-public:
-    Executor executor() {
-        return [this](std::function<void()> work) {
-            const std::lock_guard lock(m_mutex);
-            m_work.push_back(std::move(work));
-        };
-    }
-    void drain() {
-        for (;;) {
-            std::function<void()> work;
-            {
-                const std::lock_guard lock(m_mutex);
-                if (m_work.empty()) return;
-                work = std::move(m_work.front());
-                m_work.pop_front();
-            }
-            work();
-        }
-    }
-
-private:
-    std::mutex m_mutex; // guards m_work
-    std::deque<std::function<void()>> m_work;
-};
-
-/// A recorder among fakes, whose timer never fires by itself: the test ticks.
-struct RecorderHarness {
-    struct Timer {
-        double first, interval, leeway;
-        friend bool operator==(const Timer&, const Timer&) = default;
-    };
-
-    TemporaryDataFolder folder;
+/// All that the product asks of a machine.
+struct FakeMachine {
+    testing::TemporaryData data;
     ManualClock clock;
-    HeldMainThread mainThread;
     FakeAccessibility accessibility;
     FakeWindowServer windowServer;
     FakeInputActivity input;
@@ -86,6 +35,16 @@ struct RecorderHarness {
     FakeVideoCodec codec;
     FakeVolume volume;
     FakeTextRecognizer recognizer;
+};
+
+/// A recorder among fakes, whose timer never fires by itself: the test ticks.
+struct RecorderHarness : FakeMachine {
+    struct Timer {
+        double first, interval, leeway;
+        friend bool operator==(const Timer&, const Timer&) = default;
+    };
+
+    testing::PostedWork mainThread;
     OCRService ocr{recognizer, {}};
     std::map<ProcessID, ApplicationIdentity> identities;
     StoreHub hub{mainThread.executor(), clock};
@@ -136,12 +95,12 @@ struct RecorderHarness {
     /// Lets everything that was sent to the recorder and to the main thread happen.
     void settle() {
         recorder.queue().sync([] {});
-        mainThread.drain();
+        mainThread.run();
     }
     void tick(double afterSeconds = 0) {
         clock.advance(afterSeconds);
         recorder.queue().sync([this] { recorder.tick(); });
-        mainThread.drain();
+        mainThread.run();
     }
     /// An image that is taken a moment after everything that happened before.
     bool deliverImage(DisplayID display, DisplaySample sample, double age = 0) {
@@ -151,7 +110,7 @@ struct RecorderHarness {
     void show(const FrontmostApp& app, const std::string& title, const std::string& text) {
         accessibility.setWindows(app.pid, {{title, Rect{0, 0, 800, 600}, text, std::nullopt}});
         applications.activate(app);
-        mainThread.drain();
+        mainThread.run();
     }
     /// Images and text, no block, streams running on the displays that are wanted.
     void recordImages(RecorderConfig config = {}) {

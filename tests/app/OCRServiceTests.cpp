@@ -83,21 +83,6 @@ TEST(OCRService, ReadsInTheLanguagesThatAreInUse) {
     EXPECT_EQ(recognizer.requests().back().languages, both);
 }
 
-TEST(OCRService, WithoutDataEnglishIsHopedForAndTheReasonIsTold) {
-    FakeTextRecognizer recognizer;
-    recognizer.setUnavailable("Install something.");
-    const OCRService service(recognizer, {"tr-TR"});
-    EXPECT_EQ(service.languages(), Codes{"en-US"});
-    EXPECT_EQ(service.unavailableReason(), "Install something.");
-    ::testing::internal::CaptureStderr();
-    const auto reading = service.recognize(picture, std::nullopt);
-    EXPECT_NE(::testing::internal::GetCapturedStderr().find("OCR failed: Install something."), std::string::npos);
-    EXPECT_TRUE(reading.failed);
-    EXPECT_TRUE(reading.observations.empty());
-    recognizer.setUnavailable("");
-    EXPECT_EQ(service.unavailableReason(), "") << "data may be installed meanwhile";
-}
-
 TEST(OCRService, ReadsTheFrontWindowCountedFromTheBottom) {
     constexpr double nan = std::numeric_limits<double>::quiet_NaN(), infinite = std::numeric_limits<double>::infinity();
     using Region = std::optional<RelativeRect>;

@@ -125,56 +125,6 @@ TEST(RecorderImages, WhatIsPaintedOverIsHiddenFromReadingToo) {
     }
 }
 
-TEST(RecorderImages, AllDecisionsOfATickAreAboutOneListOfWindows) {
-    BrowserImages h;
-    const Rect frame{0, 0, 800, 600};
-    h.identities[chromium.pid] = {"org.chromium.Chromium", "Chromium", "", true};
-    h.accessibility.setWindows(chromium.pid, {h.accessible("Page", frame, false)});
-    h.windowServer.setWindows({h.onScreen(5, chromium.pid, "Page", frame)});
-    h.applications.activate(chromium);
-    h.mainThread.drain();
-    h.recordImages();
-    ASSERT_TRUE(h.awaitStreams({1}));
-    h.tick();
-    h.input.setSecondsSinceLastInput(5);
-    // The first one asks the browser, and looks whether its windows stayed where they were meanwhile.
-    for (unsigned i = 1; i <= 3; ++i) {
-        h.deliver(picture(i), 1);
-        const int before = h.windowServer.readings();
-        h.tick(3);
-        ASSERT_EQ(h.storedFrames().size(), i);
-        EXPECT_TRUE(i == 1 || h.windowServer.readings() == before + 1);
-    }
-}
-
-TEST(RecorderImages, AFrontWindowThatIsPrivateCostsTheImage) {
-    BrowserImages h;
-    const Rect frame{0, 0, 800, 600};
-    h.identities[chromium.pid] = {"org.chromium.Chromium", "Chromium", "", true};
-    h.accessibility.setWindows(chromium.pid, {h.accessible("Secret", frame, true)});
-    h.windowServer.setWindows({h.onScreen(5, chromium.pid, "Secret", frame)});
-    h.applications.activate(chromium);
-    h.mainThread.drain();
-    h.recordImages();
-    ASSERT_TRUE(h.awaitStreams({1}));
-    h.deliver(picture(1), 1);
-    h.tick();
-    h.tick(1);
-    EXPECT_EQ(h.lastLook(), LookResult::heldBack);
-    EXPECT_EQ(h.skips.back().kind, Kind::privateWindow);
-    EXPECT_EQ(h.accessibility.counts().text, 0);
-    const std::size_t told = h.skips.size();
-    for (int i = 0; i < 40; ++i)
-        h.tick(1);
-    EXPECT_EQ(h.skips.size(), told) << "the reason holds also where a tick doesn't ask";
-    h.input.setSecureInput(SecureInput::certain);
-    h.tick(1);
-    EXPECT_EQ(h.skips.back().kind, Kind::secureInput);
-    h.input.setSecureInput(SecureInput::off);
-    h.tick(1);
-    EXPECT_NE(h.skips.back().kind, Kind::secureInput);
-}
-
 TEST(RecorderImages, APageThatChangesWhileItIsReadCostsTheImage) {
     BrowserImages h;
     const Rect frame{0, 0, 800, 600};
@@ -184,7 +134,7 @@ TEST(RecorderImages, APageThatChangesWhileItIsReadCostsTheImage) {
     h.accessibility.setWindows(chromium.pid, {h.accessible("Public", frame, false)});
     h.windowServer.setWindows({h.onScreen(6, chromium.pid, "Public", frame)});
     h.applications.activate(chromium);
-    h.mainThread.drain();
+    h.mainThread.run();
     h.recordImages(h.config);
     ASSERT_TRUE(h.awaitStreams({1}));
     h.tick(1);

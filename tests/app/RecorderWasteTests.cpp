@@ -21,7 +21,7 @@ struct HeldBack : ImageHarness {
         info.bounds = info.content = Rect{0, 0, 800, 600};
         windowServer.setWindows({info});
         applications.activate(chromium);
-        mainThread.drain();
+        mainThread.run();
     }
     /// Each image that is asked for comes a moment later, as of a screen that stands still.
     int images = 0;

@@ -4,19 +4,17 @@
 #include "Quillshade/segments/SegmentManager.h"
 #include "platform/fake/FakeVolume.h"
 #include "platform/linux/libav/LibavVideoCodec.h"
+#include "tests/support/KilledProcess.h"
 #include "tests/support/PostedWork.h"
 #include "tests/support/ScreenPictures.h"
 #include "tests/support/TemporaryData.h"
 
 #include <algorithm>
-#include <array>
-#include <csignal>
 #include <map>
 #include <random>
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace nomara {
@@ -51,20 +49,6 @@ struct Memory {
     }
 };
 
-[[noreturn]] void recordUntilKilled(int firstNumber, int pipe) {
-    try {
-        Memory memory;
-        for (int number = firstNumber;; ++number) {
-            for (const DisplayID display : displays)
-                memory.store(display, number);
-            if (write(pipe, &number, sizeof number) != sizeof number) _exit(2);
-            if (number % 7 == 0) memory.segments.close(displays[number % 2]);
-        }
-    } catch (...) {
-        _exit(1);
-    }
-}
-
 } // namespace
 
 TEST(SegmentRoundTrip, AKilledRecorderLosesTheLastPictureOfADisplayAtMost) {
@@ -74,24 +58,20 @@ TEST(SegmentRoundTrip, AKilledRecorderLosesTheLastPictureOfADisplayAtMost) {
     std::size_t read = 0;
     // Where chance ended the first rounds early, others follow until enough pictures have been read.
     for (int round = 0; round < 8 || (read <= 20 && round < 40); ++round) {
-        std::array<int, 2> ends{};
-        ASSERT_EQ(pipe(ends.data()), 0);
-        const pid_t child = fork();
-        if (child == 0) {
-            close(ends[0]);
-            recordUntilKilled(next, ends[1]);
-        }
-        close(ends[1]);
-        int number = next;
-        const int wanted = next + static_cast<int>(random() % 12);
-        while (number < wanted || number == next)
-            if (::read(ends[0], &number, sizeof number) != sizeof number) FAIL() << "the recording process failed";
+        const int first = next;
+        testing::KilledProcess recorder([&](const auto& report) {
+            Memory memory;
+            for (int number = first;; ++number) {
+                for (const DisplayID display : displays)
+                    memory.store(display, number);
+                report(number);
+                if (number % 7 == 0) memory.segments.close(displays[number % 2]);
+            }
+        });
+        for (auto left = random() % 12 + 1; left > 0; --left)
+            ASSERT_TRUE(recorder.next());
         usleep(static_cast<useconds_t>(random() % 20'000));
-        kill(child, SIGKILL);
-        int status = 0;
-        waitpid(child, &status, 0);
-        ASSERT_TRUE(WIFSIGNALED(status));
-        close(ends[0]);
+        recorder.kill();
         const Date from{1e9 + next};
 
         Memory memory;

@@ -1,16 +1,15 @@
 #include "Quillshade/store/StoreHub.h"
 #include "platform/fake/ManualClock.h"
+#include "tests/support/Environment.h"
 #include "tests/support/PostedWork.h"
 #include "tests/support/TemporaryData.h"
 
-#include <QCoreApplication>
-#include <QCoroFuture>
-#include <QCoroTask>
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
-#include <ctime>
 #include <fstream>
+#include <future>
 #include <iostream>
 #include <iterator>
 #include <optional>
@@ -56,15 +55,6 @@ std::string bytesOf(const fs::path& file) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-// Made once and never ended: Qt's futures can't be waited for any more once the application object is gone.
-void needEventLoop() {
-    static int argc = 1;
-    static char name[] = "app_tests";
-    static char* argv[] = {name, nullptr};
-    if (QCoreApplication::instance() != nullptr) return;
-    [[maybe_unused]] static const auto* const application = new QCoreApplication(argc, argv);
-}
-
 void failWith(StoreHub& hub, std::int32_t code) {
     EXPECT_THROW(hub.read([&](MemoryStore&) { throw SQLiteError(code, "made up"); }), SQLiteError);
 }
@@ -92,14 +82,19 @@ TEST_F(StoreHubTest, TheReaderSeesWhatTheWriterCommitted) {
 TEST_F(StoreHubTest, ReadingGoesOnWhileAWriteIsUnderWay) {
     open();
     insert("first");
-    std::promise<void> release;
+    std::promise<void> begun, release;
     const auto writing = hub->writeAsync([&](MemoryStore& store) {
-        release.get_future().wait();
-        store.insertFrame({.timestamp = {2}});
+        store.transaction([&] {
+            store.insertFrame({.timestamp = {2}});
+            begun.set_value();
+            release.get_future().wait();
+        });
     });
-    EXPECT_EQ(frameCount(), 1) << "neither this read nor the call before it may wait for the write";
-    EXPECT_FALSE(writing.isFinished());
+    begun.get_future().wait();
+    auto reading = std::async(std::launch::async, [this] { return frameCount(); });
+    EXPECT_EQ(reading.wait_for(std::chrono::seconds(20)), std::future_status::ready);
     release.set_value();
+    EXPECT_EQ(reading.get(), 1);
     EXPECT_NO_THROW(QFuture<void>(writing).waitForFinished());
     EXPECT_EQ(frameCount(), 2);
 }
@@ -128,24 +123,6 @@ TEST_F(StoreHubTest, FailuresReachTheCallerInEveryForm) {
     EXPECT_EQ(frameCount(), 0) << "and the queue goes on";
 }
 
-TEST_F(StoreHubTest, ACoroutineAwaitsResultsAndFailures) {
-    needEventLoop();
-    open();
-    const auto course = [this]() -> QCoro::Task<std::string> {
-        const RowID id =
-            co_await hub->writeAsync([](MemoryStore& store) { return store.insertFrame({.lines = {"awaited"}}); });
-        const auto text = co_await hub->readAsync([id](MemoryStore& store) { return store.frameText(id); });
-        std::string failure = "no failure";
-        try {
-            co_await hub->readAsync([](MemoryStore&) { throw SQLiteError(5, "busy"); });
-        } catch (const SQLiteError& error) {
-            failure = error.message();
-        }
-        co_return text.value_or("") + ", " + failure;
-    };
-    EXPECT_EQ(QCoro::waitFor(course()), "awaited, busy");
-}
-
 TEST_F(StoreHubTest, OnlyDamageIsReported) {
     const struct {
         std::int32_t code;
@@ -167,10 +144,7 @@ TEST_F(StoreHubTest, OnlyDamageIsReported) {
 }
 
 TEST_F(StoreHubTest, ADamagedFileIsSetAsideWhole) {
-    const char* before = std::getenv("TZ");
-    const std::string saved = before == nullptr ? "" : before;
-    setenv("TZ", "Asia/Tokyo", 1);
-    tzset();
+    const testing::Environment zone{{"TZ", "Asia/Tokyo"}};
     open();
     for (int i = 0; i < 200; ++i)
         insert("text " + std::to_string(i));
@@ -211,35 +185,21 @@ TEST_F(StoreHubTest, ADamagedFileIsSetAsideWhole) {
     }
     hub->resetDamaged({1'700'000'001});
     EXPECT_EQ(frameCount(), 0) << "a later reset brings it back";
-    if (before == nullptr)
-        unsetenv("TZ");
-    else
-        setenv("TZ", saved.c_str(), 1);
-    tzset();
 }
 
 TEST_F(StoreHubTest, WhatIsSetAsideCanStillBeOpened) {
     open();
     const RowID id = insert("only in the log yet");
     hub->resetDamaged(clock.now());
-    std::vector<fs::path> aside;
-    for (const auto& entry : fs::directory_iterator(data.folder()))
-        if (entry.path().filename().string().starts_with("nomara-damaged-") && entry.path().extension() == ".sqlite")
-            aside.push_back(entry.path());
-    ASSERT_EQ(aside.size(), 1U);
-    EXPECT_EQ(MemoryStore(aside.front(), false, clock).frameText(id), "only in the log yet");
-}
-
-TEST_F(StoreHubTest, ResetTakesTheFilesThatAreThere) {
-    open();
-    for (const char* suffix : {"-wal", "-shm"})
-        fs::remove(fs::path(data.database()) += suffix);
-    hub->resetDamaged(clock.now());
-    int setAside = 0;
-    for (const auto& entry : fs::directory_iterator(data.folder()))
-        setAside += entry.path().filename().string().starts_with("nomara-damaged-") ? 1 : 0;
-    EXPECT_EQ(setAside, 1);
-    EXPECT_EQ(frameCount(), 0);
+    int files = 0;
+    for (const auto& entry : fs::directory_iterator(data.folder())) {
+        if (!entry.path().filename().string().starts_with("nomara-damaged-")) continue;
+        ++files;
+        if (entry.path().extension() == ".sqlite") {
+            EXPECT_EQ(MemoryStore(entry.path(), false, clock).frameText(id), "only in the log yet");
+        }
+    }
+    EXPECT_GE(files, 1);
 }
 
 TEST_F(StoreHubTest, APostedReportNeverTouchesAHubThatIsGone) {
@@ -279,21 +239,6 @@ TEST_F(StoreHubTest, ErasingLeavesAnEmptyMemoryAndNothingElse) {
     mainThread.run();
     failWith(*hub, 11);
     EXPECT_EQ(mainThread.run(), 0U) << "erasing is no repair: the damage stays reported";
-}
-
-TEST_F(StoreHubTest, ErasingReachesThroughALinkAndATrailingSlash) {
-    const fs::path disk = data.root() / "other-disk", link = data.root() / "link";
-    fs::create_directory(disk);
-    fs::create_directory_symlink(disk, link);
-    setenv("NOMARA_DATA_DIR", (link.string() + "/").c_str(), 1);
-    open();
-    insert("secret");
-    std::ofstream(disk / "left-over") << "secret";
-    hub->eraseAll();
-    EXPECT_TRUE(fs::is_symlink(link));
-    EXPECT_FALSE(fs::exists(disk / "left-over"));
-    EXPECT_TRUE(fs::exists(disk / "nomara.sqlite"));
-    EXPECT_EQ(frameCount(), 0);
 }
 
 // A disk of its own under the memory, and another under its pictures: neither can be removed, and what lies there must
@@ -363,14 +308,6 @@ TEST_F(StoreHubTest, AFileThatIsNoDatabaseIsRefusedAndKept) {
         EXPECT_EQ(error.code(), 26);
     }
     EXPECT_EQ(bytesOf(data.database()), garbage);
-}
-
-TEST_F(StoreHubTest, AFolderThatCantBeMadeIsRefused) {
-    std::ofstream(data.root() / "file") << "in the way";
-    setenv("NOMARA_DATA_DIR", (data.root() / "file").c_str(), 1);
-    EXPECT_ANY_THROW(open());
-    setenv("NOMARA_DATA_DIR", (data.root() / "file" / "below").c_str(), 1);
-    EXPECT_THROW(open(), fs::filesystem_error);
 }
 
 // Replacing the stores must be invisible to everyone else: no call fails, and none meets a closed connection.

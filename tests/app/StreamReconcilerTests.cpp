@@ -103,6 +103,7 @@ TEST_F(Reconciler, FollowsTheWantedDisplays) {
     queue.sync([&] { wishes.displays.clear(); });
     reconcile();
     ASSERT_TRUE(runs({}));
+    EXPECT_EQ(gone, (Displays{1, 2, 2})) << "their segments are to be completed";
     EXPECT_TRUE(timers.empty());
 }
 
@@ -120,17 +121,6 @@ TEST_F(Reconciler, DoesOneThingAtATime) {
     streams.finishStart(1);
     ASSERT_TRUE(runs({1, 2}));
     EXPECT_EQ(streams.takeLog(), (Log{"filter 1", "renew 1", "start 2"}));
-}
-
-TEST_F(Reconciler, StopsWhatIsNotWantedAnyMoreWhenItHasStarted) {
-    streams.setStartsWait(true);
-    reconcile();
-    ASSERT_TRUE(logs(Log{"start 1"}));
-    queue.sync([&] { wishes.displays.clear(); });
-    reconcile();
-    streams.finishStart(1);
-    EXPECT_TRUE(logs(Log{"stop 1"}));
-    EXPECT_TRUE(runs({}));
 }
 
 TEST_F(Reconciler, TriesAgainLaterEachTime) {
@@ -186,39 +176,19 @@ TEST_F(Reconciler, LeavesOutADisplayThatHasGone) {
     ASSERT_TRUE(runs({2}));
     // As long as it is wanted all the same, it is tried again.
     ASSERT_TRUE(hasTimers(1));
+    streams.takeLog();
     fire(0);
     ASSERT_TRUE(runs({1, 2}));
-    ASSERT_TRUE(streams.end(1, {Kind::displayGone, "Gone."}));
-    ASSERT_TRUE(hasTimers(2));
+    EXPECT_EQ(streams.takeLog(), (Log{"stop 2", "start 1", "start 2"})) << "all anew";
+    for (const DisplayID display : {1U, 2U})
+        ASSERT_TRUE(streams.end(display, {Kind::displayGone, "Gone."}));
+    ASSERT_TRUE(hasTimers(2)) << "once for both";
     queue.sync([&] { wishes.displays = {2}; });
     streams.takeLog();
     fire(1);
     ASSERT_TRUE(runs({2}));
-    EXPECT_TRUE(streams.takeLog().empty()) << "nothing is missing any more";
+    EXPECT_EQ(streams.takeLog(), (Log{"start 2"}));
     EXPECT_EQ(timers.size(), 2U);
-}
-
-TEST_F(Reconciler, TriesOnceForSeveralFailuresAtOnce) {
-    queue.sync([&] { wishes.displays = {1, 2}; });
-    reconcile();
-    ASSERT_TRUE(runs({1, 2}));
-    for (const DisplayID display : {1U, 2U})
-        ASSERT_TRUE(streams.end(display, {Kind::connectionLost, "Lost."}));
-    ASSERT_TRUE(runs({}));
-    ASSERT_EQ(timers.size(), 1U);
-    EXPECT_EQ(timers[0].first, 3);
-    fire(0);
-    EXPECT_TRUE(runs({1, 2}));
-}
-
-TEST_F(Reconciler, TellsOfEachStreamThatEndsWhereNoDisplayIsLeft) {
-    queue.sync([&] { wishes.displays = {1, 2}; });
-    reconcile();
-    ASSERT_TRUE(runs({1, 2}));
-    queue.sync([&] { wishes.displays.clear(); });
-    reconcile();
-    ASSERT_TRUE(runs({}));
-    EXPECT_EQ(gone, (Displays{1, 2})) << "their segments are to be completed";
 }
 
 TEST(ReconcilerEnd, DoesntWaitForAnAnswerThatNeverComes) {

@@ -2,9 +2,9 @@
 
 #include "core/base/Executor.h"
 
+#include <deque>
 #include <mutex>
 #include <utility>
-#include <vector>
 
 namespace nomara::testing {
 
@@ -18,21 +18,22 @@ public:
         };
     }
 
-    /// Runs what has been posted so far, on the calling thread; gives how many pieces it were.
+    /// Runs what has been posted, and what that posts, on the calling thread; gives how many pieces it were.
     std::size_t run() {
-        std::vector<std::function<void()>> work;
-        {
-            const std::lock_guard lock(m_mutex);
-            work.swap(m_work);
-        }
-        for (const auto& piece : work)
+        std::size_t count = 0;
+        for (;; ++count) {
+            std::unique_lock lock(m_mutex);
+            if (m_work.empty()) return count;
+            const std::function<void()> piece = std::move(m_work.front());
+            m_work.pop_front();
+            lock.unlock();
             piece();
-        return work.size();
+        }
     }
 
 private:
     std::mutex m_mutex; // guards m_work
-    std::vector<std::function<void()>> m_work;
+    std::deque<std::function<void()>> m_work;
 };
 
 } // namespace nomara::testing
