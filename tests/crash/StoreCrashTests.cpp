@@ -1,19 +1,14 @@
 #include "core/store/MemoryStore.h"
+#include "tests/support/KilledProcess.h"
 #include "tests/support/TemporaryData.h"
 
 #include <algorithm>
-#include <array>
-#include <chrono>
-#include <csignal>
 #include <cstdlib>
-#include <iterator>
 #include <random>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace nomara {
@@ -29,74 +24,28 @@ std::string laterWordOf(RowID id) {
     return "later" + std::to_string(id);
 }
 
-void report(int pipe, RowID id) {
-    if (write(pipe, &id, sizeof id) != sizeof id) _exit(3);
-}
-
-// The process that dies. A frame's id goes into the pipe once its insertion has returned, and, negated, once its text
-// has been added to. Upkeep runs in between so that kills meet it as well.
-[[noreturn]] void insertUntilKilled(const std::filesystem::path& database, int pipe) {
-    try {
-        const SystemClock clock;
-        MemoryStore store(database, false, clock);
-        RowID next = 1;
-        if (const auto last = store.latestFrame()) next = last->id + 1;
-        for (;; ++next) {
-            NewFrame frame{.timestamp = {static_cast<double>(next)},
-                           .windowTitle = "Window " + std::to_string(next % 9)};
-            frame.url = "https://www.example.org/" + std::to_string(next % 31);
-            frame.lines = {"everyframe " + wordOf(next), "a line that many frames share", std::to_string(next * 7919)};
-            const RowID id = store.insertFrame(frame);
-            if (id != next) _exit(2);
-            report(pipe, id);
-            if (id % 5 == 0) {
-                store.updateFrameText(id, {laterWordOf(id)}, TextSource::ocr(), OCRState::done);
-                report(pipe, -id);
-            }
-            if (id % 60 == 0) store.checkpoint();
-            if (id % 400 == 0) store.optimize();
+// What the process does that dies. A frame's id is reported once its insertion has returned, and, negated, once its
+// text has been added to. Upkeep runs in between so that kills meet it as well.
+void insertUntilKilled(const std::filesystem::path& database, const testing::KilledProcess::Report& report) {
+    const SystemClock clock;
+    MemoryStore store(database, false, clock);
+    RowID next = 1;
+    if (const auto last = store.latestFrame()) next = last->id + 1;
+    for (;; ++next) {
+        NewFrame frame{.timestamp = {static_cast<double>(next)}, .windowTitle = "Window " + std::to_string(next % 9)};
+        frame.url = "https://www.example.org/" + std::to_string(next % 31);
+        frame.lines = {"everyframe " + wordOf(next), "a line that many frames share", std::to_string(next * 7919)};
+        const RowID id = store.insertFrame(frame);
+        if (id != next) _exit(2);
+        report(id);
+        if (id % 5 == 0) {
+            store.updateFrameText(id, {laterWordOf(id)}, TextSource::ocr(), OCRState::done);
+            report(-id);
         }
-    } catch (...) {
-        _exit(1);
+        if (id % 60 == 0) store.checkpoint();
+        if (id % 400 == 0) store.optimize();
     }
 }
-
-struct Victim {
-    pid_t pid = -1;
-    int pipe = -1;
-
-    explicit Victim(const std::filesystem::path& database) {
-        std::array<int, 2> ends{};
-        if (::pipe(ends.data()) != 0) std::abort();
-        pid = fork();
-        if (pid == 0) {
-            close(ends[0]);
-            insertUntilKilled(database, ends[1]);
-        }
-        close(ends[1]);
-        pipe = ends[0];
-    }
-    ~Victim() { close(pipe); }
-    Victim(const Victim&) = delete;
-    Victim& operator=(const Victim&) = delete;
-
-    void waitForFirstReport() const {
-        pollfd descriptor{pipe, POLLIN, 0};
-        poll(&descriptor, 1, 10'000);
-    }
-
-    /// What had been reported when it died; fails unless it died of the kill.
-    std::vector<RowID> kill() const {
-        ::kill(pid, SIGKILL);
-        int status = 0;
-        waitpid(pid, &status, 0);
-        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << "the inserting process failed: " << status;
-        std::vector<RowID> reported;
-        for (RowID id = 0; read(pipe, &id, sizeof id) == sizeof id;)
-            reported.push_back(id);
-        return reported;
-    }
-};
 
 std::vector<RowID> ids(SQLiteDatabase& db, const std::string& sql, SQLParameters parameters = {}) {
     return db.query(sql, parameters, [](const SQLRow& row) { return row.integer(0); });
@@ -119,11 +68,14 @@ TEST(StoreCrash, NothingReportedIsLostWhenTheProcessIsKilled) {
 
     for (int round = 0; round < kills; ++round) {
         SCOPED_TRACE("kill " + std::to_string(round));
-        const Victim victim(data.database());
+        std::vector<RowID> reported;
+        testing::KilledProcess victim([&](const auto& report) { insertUntilKilled(data.database(), report); });
         // Every fourth kill may meet the opening, the others the inserting.
-        if (round % 4 != 0) victim.waitForFirstReport();
+        if (round % 4 != 0) reported.push_back(victim.next().value_or(0));
         usleep(std::uniform_int_distribution<useconds_t>(0, 25'000)(random));
-        const std::vector<RowID> reported = victim.kill();
+        victim.kill();
+        while (const auto id = victim.next())
+            reported.push_back(*id);
 
         const SystemClock clock;
         { const MemoryStore opened(data.database(), false, clock); }

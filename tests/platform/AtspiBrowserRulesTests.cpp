@@ -127,6 +127,7 @@ TEST(BrowserRules, AddressIsThatOfTheOnePageOnShow) {
         {"one page", {"https://a/"}, "b", "https://a/"},
         {"beside the browser's own", {"devtools://x", "https://a/", "chrome://side/"}, "", "https://a/"},
         {"the browser's own alone", {"chrome://newtab/"}, "", "chrome://newtab/"},
+        {"beside one that doesn't tell", {"https://a/", std::nullopt}, "", std::nullopt},
         {"two pages side by side", {"https://a/", "https://b/"}, "a", std::nullopt},
         {"the same twice", {"https://a/", "https://a/"}, "", "https://a/"},
         {"no page, an address without a scheme", {}, "intranet/page", "https://intranet/page"},

@@ -50,13 +50,9 @@ TEST(ApplicationIdentifier, CountsWhatOpensPagesAsABrowser) {
     };
     const Row rows[] = {
         {"category", "/usr/bin/says", "", "", "", true},
-        {"category, by its class", "/usr/bin/x", "", "Says", "", true},
         {"http", "/usr/bin/http", "", "", "", true},
-        {"https", "/usr/bin/https", "", "", "", true},
         {"pages from files alone", "/usr/bin/html", "", "", "", false},
         {"made the default", "/usr/bin/default", "", "", "", true},
-        {"added", "/usr/bin/added", "", "", "", true},
-        {"default of one desktop", "/usr/bin/beside", "", "", "", true},
         {"a mail program that takes http links", "/usr/bin/letters", "letters", "Letters", "", true},
         {"the window is the terminal's", "/usr/bin/pager", "", "", "", false},
         {"hidden by a launcher that says less", "/usr/bin/hidden", "", "", "", true},
@@ -64,17 +60,13 @@ TEST(ApplicationIdentifier, CountsWhatOpensPagesAsABrowser) {
         {"one of a suite", "/usr/bin/suite", "", "Unheard", "", true},
 
         {"known", "/usr/bin/chromium", "chromium", "Chromium", "browser", true},
-        {"known, under another class", "/usr/bin/chromium", "work", "Work", "", true},
         {"a browser's web program", "/opt/google/chrome/chrome", "crx_abc", "crx_abc", "pop-up", true},
         {"Tor's own", "/home/u/tor-browser/Browser/firefox.real", "Navigator", "Tor Browser", "browser", true},
         {"unheard of, of Firefox's family", "/opt/fork/fork", "Navigator", "Fork", "", true},
         {"unheard of, of Chromium's family", "/tmp/.mount_Fork/fork", "fork", "Fork", "browser", true},
-        {"its small windows", "/opt/fork/fork2", "fork", "Fork", "pop-up", true},
         {"named a browser", "/opt/fork/fork3", "fork", "Swift Browser", "", true},
-        {"named so with a dash", "/opt/fork/fork4", "swift-browser", "Swift", "", true},
         {"a browser's class on a known program", "/usr/bin/code", "chromium", "Chromium", "", true},
         {"known, and none", "/usr/bin/code", "code", "Code", "browser-window", false},
-        {"a database browser", "/usr/bin/sqlitebrowser", "sqlitebrowser", "DB Browser for SQLite", "", false},
         {"a mail window of Firefox's family", "/usr/bin/thunderbird", "Mail", "thunderbird", "3pane", false},
     };
     auto identifier = machine.identifier();

@@ -2,7 +2,6 @@
 #include "core/reading/ReadingOrder.h"
 #include "platform/PlatformError.h"
 #include "platform/linux/libav/LibavPictureFiles.h"
-#include "platform/linux/tesseract/LanguageCodes.h"
 #include "platform/linux/tesseract/LanguageData.h"
 #include "platform/linux/tesseract/LineCache.h"
 #include "platform/linux/tesseract/LineWorkers.h"
@@ -14,7 +13,6 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
-#include <set>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -316,17 +314,12 @@ TEST(LanguageData, ChoosesTheFilesForTheLanguages) {
     };
     const Row rows[] = {
         {{}, {"en-US"}, ""},
-        {{"osd", "equ"}, {"en-US"}, ""},
         {{"eng", "deu"}, {"de-DE"}, "deu"},
-        {{"eng", "deu"}, {"de-DE", "en-US"}, "deu+eng"},
         {{"eng", "deu"}, {"fr-FR", "de-DE"}, "deu"},
         {{"eng", "deu"}, {"fr-FR"}, "eng"},
-        {{"deu"}, {}, "deu"},
-        {{"eng", "deu", "Latin"}, {"en-US"}, "eng"},
         {{"eng", "deu", "Latin"}, {"de-DE", "en-US"}, "Latin"},
         {{"eng", "deu", "script/Latin"}, {"de-DE", "en-US"}, "script/Latin"},
         {{"eng", "rus", "Latin"}, {"ru-RU", "en-US"}, "rus+eng"},
-        {{"Latin"}, {"fr-FR"}, "Latin"},
         {{"Latin", "rus"}, {"ru-RU", "fr-FR", "de-DE"}, "rus+Latin"},
     };
     std::string name = (std::filesystem::temp_directory_path() / "quillshade-reading-XXXXXX").string();
@@ -340,21 +333,6 @@ TEST(LanguageData, ChoosesTheFilesForTheLanguages) {
     }
     EXPECT_TRUE(tesseract::LanguageData(root / "none").codes().empty());
     std::filesystem::remove_all(root);
-}
-
-TEST(LanguageCodes, LeadFromTheFirstTwoLettersToTheirLanguage) {
-    std::set<std::string_view> data, codes;
-    for (const tesseract::Language& language : tesseract::knownLanguages()) {
-        EXPECT_TRUE(data.insert(language.data).second) << language.data;
-        EXPECT_TRUE(codes.insert(language.code).second) << language.code;
-        // Three letters must not come before the two that they begin with.
-        for (const tesseract::Language& other : tesseract::knownLanguages()) {
-            if (&other == &language) break;
-            EXPECT_FALSE(other.code.substr(0, 2) == language.code.substr(0, 2) &&
-                         (other.code.size() < 3 ? 2U : other.code.find('-')) == 3)
-                << other.code << " hides " << language.code;
-        }
-    }
 }
 
 TEST(LineCache, ForgetsWhatWasAskedForLongestAgo) {
