@@ -190,10 +190,8 @@ TEST(FileWatch, TellsOfEachKindOfChange) {
             std::ofstream(data.folder() / "beside") << "three";
             std::filesystem::rename(data.folder() / "beside", file);
         },
-        [&] { std::ofstream(file) << "four"; },
         [&] { std::filesystem::remove(file); },
         [&] { std::ofstream(file) << "five"; },
-        [&] { std::ofstream(file) << "six"; },
     };
     int number = 0;
     for (const auto& change : changes) {

@@ -29,7 +29,7 @@ WindowInfo onScreen(std::uint32_t number, const std::string& title, Rect bounds,
 }
 
 /// A browser with windows both on the screen and on the accessibility bus.
-class BrowserWindows : public testing::Test {
+class BrowserWindows : public ::testing::Test {
 protected:
     FakeAccessibility accessibility;
     FakeWindowServer server;
@@ -73,6 +73,10 @@ protected:
     int asked() { return accessibility.counts().browserFacts; }
     int trips() { return accessibility.counts().browserFacts + accessibility.counts().windows; }
 };
+
+ApplicationIdentity identifyAll(const WindowOwner&) {
+    return {{}, {}, "", true};
+}
 
 const Rect left{0, 0, 800, 600}, right{800, 0, 800, 600};
 
@@ -184,12 +188,7 @@ TEST_F(BrowserWindows, NoWindowInheritsWhatAnotherOfItsNumberProved) {
     const BrowserFacts facts[] = {normal, incognito};
     for (const BrowserFacts& before : facts) {
         for (const BrowserFacts& after : facts) {
-            BrowserPrivacy fresh(
-                inspector, server,
-                [](const WindowOwner&) {
-                    return ApplicationIdentity{{}, {}, "", true};
-                },
-                clock);
+            BrowserPrivacy fresh(inspector, server, identifyAll, clock);
             const auto look = [&](const BrowserFacts& of, std::uint64_t life) {
                 WindowInfo window = onScreen(1, "Page", left);
                 window.life = life;
@@ -238,12 +237,7 @@ TEST_F(BrowserWindows, WhatCannotBeToldApartIsNotAllowed) {
     };
     for (const auto& row : rows) {
         show(row.windows);
-        BrowserPrivacy fresh(
-            inspector, server,
-            [](const WindowOwner&) {
-                return ApplicationIdentity{{}, {}, "", true};
-            },
-            clock);
+        BrowserPrivacy fresh(inspector, server, identifyAll, clock);
         EXPECT_EQ(fresh.verdicts(fresh.visibleWindows(), std::nullopt, clock.uptime(), config), row.verdicts)
             << row.name;
     }

@@ -19,7 +19,7 @@ ScreenWindow window(std::uint32_t id, double x) {
     return {id, 7, {x, 0, 100, 100}, std::nullopt};
 }
 
-class Capturer : public testing::Test {
+class Capturer : public ::testing::Test {
 protected:
     Capturer() {
         capturer.start({{"org.example.Secret"}, {}}, 1.5, "kept", [this](const auto& error) {

@@ -1,22 +1,17 @@
 #include "Quillshade/settings/AppSettings.h"
 #include "Quillshade/settings/SettingsCommands.h"
 #include "platform/linux/settings/IniPreferencesStore.h"
+#include "tests/support/Files.h"
 #include "tests/support/TemporaryData.h"
 
 #include <algorithm>
 #include <chrono>
 #include <fstream>
-#include <iterator>
 
 #include <gtest/gtest.h>
 
 namespace nomara {
 namespace {
-
-std::string contents(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
 
 void writeFile(const std::filesystem::path& file, const std::string& text) {
     std::ofstream(file, std::ios::binary) << text;
@@ -122,9 +117,9 @@ TEST_F(HostileSettings, InTheFileAreSaidAndStayThereWhileTheDefaultCounts) {
                 << said;
         }
         useAll(settings);
-        EXPECT_EQ(contents(file()), text);
+        EXPECT_EQ(testing::bytesOf(file()), text);
         settings.ocrOnBattery.set(true);
-        EXPECT_TRUE(contents(file()).starts_with(text)) << "another setting takes nothing away";
+        EXPECT_TRUE(testing::bytesOf(file()).starts_with(text)) << "another setting takes nothing away";
     }
 }
 
@@ -143,9 +138,7 @@ TEST_F(HostileSettings, InBrokenFilesAreSaidAndTheFileStays) {
          "\x7F"
          "ELF\x02\x01\x01\0\0\xC3\x28\n"s,
          "line 1"},
-        {"NUL in a key", "text\0Days=5\n"s, "line 1"},
         {"old line ends", "textDays=5\rcaptureMode=saver\r", "textDays"},
-        {"of another program", "colour=red\n", "colour"},
         {"too large", std::string(2'000'000, '#'), "too large"},
         {"thousands of keys",
          [] {
@@ -166,9 +159,9 @@ TEST_F(HostileSettings, InBrokenFilesAreSaidAndTheFileStays) {
         EXPECT_LE(settings.problems().size(), 30U);
         EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(20));
         useAll(settings);
-        EXPECT_EQ(contents(file()), row.text);
+        EXPECT_EQ(testing::bytesOf(file()), row.text);
         settings.ocrOnBattery.set(true);
-        EXPECT_TRUE(contents(file()).starts_with(row.text));
+        EXPECT_TRUE(testing::bytesOf(file()).starts_with(row.text));
         EXPECT_TRUE(settings.ocrOnBattery());
     }
 }

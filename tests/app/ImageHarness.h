@@ -47,6 +47,15 @@ struct ImageHarness : RecorderHarness {
         ASSERT_TRUE(awaitStreams({1}));
         tick();
     }
+    /// Both displays stream; the editor is in front, on the left one.
+    void startBoth(const std::string& text = words(300)) {
+        config.allDisplays = true;
+        windowServer.setDisplays(
+            {{1, "LEFT", {0, 0, 1000, 800}, 1, true}, {2, "RIGHT", {1000, 0, 1000, 800}, 1, false}});
+        show(editor, "Notes", text);
+        recordImages(config);
+        ASSERT_TRUE(awaitStreams({1, 2}));
+    }
     /// An image of which that part has changed, and a tick a second later.
     void deliver(const Image& image, double dirty, DisplayID display = 1, double age = 0) {
         std::vector<Rect> rects;

@@ -1,44 +1,23 @@
-#include "core/base/Paths.h"
-#include "tests/app/Harness.h"
+#include "tests/app/ImageHarness.h"
 
-#include <algorithm>
 #include <future>
-
-#include <gtest/gtest.h>
 
 namespace nomara {
 namespace {
 
-const FrontmostApp editor{10, "org.editor", "Editor"}, viewer{11, "org.viewer", "Viewer"};
-
-/// One even grey: what the picture shows is told by its shade.
-Image grey(std::uint8_t shade) {
-    auto image = std::make_shared<PixelBuffer>(64, 36);
-    std::fill_n(image->row(0), std::ptrdiff_t{4} * 64 * 36, shade);
-    return image;
-}
-
-constexpr std::uint8_t secret = 200, harmless = 90;
+const FrontmostApp viewer{11, "org.viewer", "Viewer"};
+const Image secret = picture(7), harmless = picture(3);
 
 /// Display 1, where an image may be left from a moment that must not be kept.
-struct ImagesFromBefore : RecorderHarness, ::testing::Test {
-    RecorderConfig config;
-
-    void start() {
-        show(editor, "Notes", std::string(300, 'x'));
-        recordImages(config);
-        ASSERT_TRUE(awaitStreams({1}));
-        tick();
-    }
+struct ImagesFromBefore : ImageHarness, ::testing::Test {
     /// The stream has been asked to start, and waits for `finishStart`.
     void startWaiting() {
         streams.setStartsWait(true);
-        show(editor, "Notes", std::string(300, 'x'));
+        show(editor, "Notes", words(300));
         recordImages(config);
         for (int i = 0; i < 12'000 && streams.takeLog().empty(); ++i)
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    void deliver(std::uint8_t shade) { ASSERT_TRUE(deliverImage(1, {grey(shade), std::nullopt})); }
     /// Ticks until it is certain that the image which is there isn't stored, and then gets a later one.
     void expectOnlyLaterImages() {
         for (int i = 0; i < 5; ++i)
@@ -46,12 +25,11 @@ struct ImagesFromBefore : RecorderHarness, ::testing::Test {
         EXPECT_TRUE(storedFrames().empty());
         const auto log = streams.takeLog();
         EXPECT_NE(std::ranges::find(log, "renew 1"), log.end()) << "a still screen gives no other image";
-        deliver(harmless);
+        deliver(harmless, 1);
         for (int i = 0; i < 3; ++i)
             tick(1);
         ASSERT_EQ(storedFrames().size(), 1U);
-        const FrameRecord frame = storedFrames().at(0);
-        EXPECT_EQ(codec.video(NomaraPaths::framesFile(*frame.segmentPath)).frames.at(0)->bytes, grey(harmless)->bytes);
+        EXPECT_EQ(video(storedFrames().at(0)).frames.at(0)->bytes, harmless->bytes);
     }
     /// Work that the recorder does only once the returned promise is kept, so that a test can choose the order.
     std::shared_ptr<std::promise<void>> holdQueue() {
@@ -68,15 +46,15 @@ TEST_F(ImagesFromBefore, APageThatIsHeldBackMayBeInEveryImageUntilAnotherHasProv
     accessibility.setWindows(viewer.pid, {document});
     applications.activate(viewer);
     mainThread.run();
-    deliver(secret);
+    deliver(secret, 1);
     tick(1);
     tick(1);
     ASSERT_EQ(skips.back().kind, SkipReason::Kind::excludedSite);
     // It stays in front, longer than the gate looks away, and an image of it comes just before it goes.
     tick(1);
     clock.advance(0.4);
-    deliver(secret);
-    show(editor, "Notes", std::string(300, 'x'));
+    deliver(secret, 1);
+    show(editor, "Notes", words(300));
     streams.takeLog();
     expectOnlyLaterImages();
 }
@@ -89,7 +67,7 @@ TEST_F(ImagesFromBefore, WhatWasSeenDuringAHoldStaysUnseen) {
     ASSERT_TRUE(held);
     input.setSecureInput(SecureInput::certain);
     clock.advance(1);
-    deliver(secret);
+    deliver(secret, 1);
     tick(1);
     input.setSecureInput(SecureInput::off);
     recorder.resumeCapture();
@@ -104,7 +82,7 @@ TEST_F(ImagesFromBefore, WhatAStreamSawWhileItWasPausedStaysUnseen) {
     const auto held = holdQueue();
     recorder.setBlock(Recorder::Block::paused, false);
     ASSERT_TRUE(streams.finishStart(1));
-    deliver(secret);
+    deliver(secret, 1);
     clock.advance(1);
     held->set_value();
     ASSERT_TRUE(awaitStreams({1}));
@@ -116,7 +94,7 @@ TEST_F(ImagesFromBefore, APasswordTypedWhileTheStreamStartsStaysUnseen) {
     tick(); // images count from here on
     input.setSecureInput(SecureInput::certain);
     ASSERT_TRUE(streams.finishStart(1));
-    deliver(secret);
+    deliver(secret, 1);
     tick(1);
     input.setSecureInput(SecureInput::off);
     ASSERT_TRUE(awaitStreams({1}));
@@ -129,23 +107,23 @@ TEST_F(ImagesFromBefore, WhateverWasThereWhileNoProgramWasInFrontStaysUnseen) {
     mainThread.run();
     tick(1);
     clock.advance(0.5);
-    deliver(secret);
+    deliver(secret, 1);
     clock.advance(0.1);
-    show(editor, "Notes", std::string(300, 'x'));
+    show(editor, "Notes", words(300));
     streams.takeLog();
     expectOnlyLaterImages();
 }
 
 TEST_F(ImagesFromBefore, AnotherWindowForAMomentIsNotKeptUnderThisOnesTitle) {
     start();
-    deliver(harmless);
+    deliver(harmless, 1);
     for (int i = 0; i < 2; ++i)
         tick(1);
     ASSERT_EQ(storedFrames().size(), 1U);
-    show(viewer, "Report", std::string(300, 'y'));
+    show(viewer, "Report", words(300));
     tick(0.2);
-    deliver(secret);
-    show(editor, "Notes", std::string(300, 'x'));
+    deliver(secret, 1);
+    show(editor, "Notes", words(300));
     streams.takeLog();
     for (int i = 0; i < 5; ++i)
         tick(1);
@@ -167,7 +145,7 @@ TEST_F(ImagesFromBefore, AStreamHasItsTimeToStartAfterEveryPause) {
 
 TEST_F(ImagesFromBefore, AnApplicationIsLeftOutAsSoonAsItIsExcluded) {
     start();
-    deliver(secret); // another window in it
+    deliver(secret, 1); // another window in it
     config.excludedApps.insert("org.example.Other");
     recorder.setConfig(config);
     const auto isTold = [this] {

@@ -203,11 +203,7 @@ TEST(RecorderImages, ALineThatMayBeHiddenIsKeptOnlyWhereThePictureShowsIt) {
 
 TEST(RecorderImages, ReadingEndsInTimeAndTheRestWaits) {
     ImageHarness h;
-    h.config.allDisplays = true;
-    h.windowServer.setDisplays({{1, "LEFT", {0, 0, 1000, 800}, 1, true}, {2, "RIGHT", {1000, 0, 1000, 800}, 1, false}});
-    h.show(editor, "Notes", "");
-    h.recordImages(h.config);
-    ASSERT_TRUE(h.awaitStreams({1, 2}));
+    h.startBoth("");
     h.tick();
     double took = 0;
     // A line each tenth of a second, without end.
@@ -267,11 +263,7 @@ TEST(RecorderImages, ReadingEndsInTimeAndTheRestWaits) {
 
 TEST(RecorderImages, EveryReasonToHoldBackDropsTheImagesOfAllDisplays) {
     ImageHarness h;
-    h.config.allDisplays = true;
-    h.windowServer.setDisplays({{1, "LEFT", {0, 0, 1000, 800}, 1, true}, {2, "RIGHT", {1000, 0, 1000, 800}, 1, false}});
-    h.show(editor, "Notes", words(300));
-    h.recordImages(h.config);
-    ASSERT_TRUE(h.awaitStreams({1, 2}));
+    h.startBoth();
     const auto deliverBoth = [&](unsigned seed) {
         h.deliver(picture(seed), 1, 1);
         h.deliver(picture(seed + 50), 1, 2);
@@ -439,14 +431,9 @@ TEST(RecorderLifecycle, StreamsAndSegmentsFollowTheWishes) {
 }
 
 TEST(RecorderLifecycle, ADisplayComesBackWhileNothingMayBeLookedAt) {
-    const std::vector<Display> both{{1, "LEFT", {0, 0, 1000, 800}, 1, true},
-                                    {2, "RIGHT", {1000, 0, 1000, 800}, 1, false}};
     ImageHarness h;
-    h.config.allDisplays = true;
-    h.windowServer.setDisplays(both);
-    h.show(editor, "Notes", words(300));
-    h.recordImages(h.config);
-    ASSERT_TRUE(h.awaitStreams({1, 2}));
+    h.startBoth();
+    const auto both = h.windowServer.displays();
     h.tick();
     h.deliver(picture(1), 1, 2);
     h.tick(1);

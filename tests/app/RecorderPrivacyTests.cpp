@@ -61,14 +61,11 @@ TEST(RecorderPrivacy, ABrowserWindowProvesItselfFirst) {
     } rows[] = {
         {"a harmless one", "Page", harmless, none, Kind::none},
         {"a private title", "Page (Incognito)", harmless, none, Kind::privateWindow},
-        {"a private marker", "Page", secret, none, Kind::privateWindow},
         {"a marker that isn't known", "Page", unproved, none, Kind::unverifiedBrowser},
         {"private windows are allowed", "Page (Incognito)", secret, none, Kind::none, false},
         {"an excluded site", "Bank", bank, sites, Kind::excludedSite},
         {"a private window comes first", "Bank", {bank.url, true, true}, sites, Kind::privateWindow},
-        {"an address that isn't known", "New tab", {std::nullopt, false, true}, sites, Kind::unverifiedBrowser},
         {"the same where no site is excluded", "New tab", {std::nullopt, false, true}, none, Kind::none},
-        {"another site", "Page", harmless, sites, Kind::none},
     };
     for (const auto& row : rows) {
         BrowserHarness h;

@@ -1,31 +1,18 @@
-#include "tests/app/Harness.h"
+#include "tests/app/ImageHarness.h"
 
-#include <algorithm>
 #include <functional>
-#include <set>
-
-#include <gtest/gtest.h>
 
 namespace nomara {
 namespace {
 
-const FrontmostApp editor{10, "org.editor", "Editor"};
-
-Image picture(int seed) {
-    auto image = std::make_shared<PixelBuffer>(64, 36);
-    for (std::size_t i = 0; i < image->bytes.size(); ++i)
-        image->bytes[i] = static_cast<std::uint8_t>(i / 40 * static_cast<std::size_t>(seed * 2 + 1));
-    return image;
-}
-
-struct TroubleHarness : RecorderHarness {
+struct TroubleHarness : ImageHarness {
     int number = 0;
 
     /// Something new on the screen; gives the frame that it led to.
     FrameRecord see() {
         ++number;
         accessibility.setText(editor.pid, "line " + std::to_string(number));
-        EXPECT_TRUE(deliverImage(1, {picture(number), std::vector<Rect>{{0, 0, 64, 36}}}));
+        deliver(picture(static_cast<unsigned>(number)), 1);
         tick(20);
         const auto frames = storedFrames();
         EXPECT_EQ(frames.size(), static_cast<std::size_t>(number));
@@ -51,11 +38,8 @@ TEST(RecorderTrouble, TextGoesOnAndPicturesComeBackByThemselves) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         TroubleHarness h;
-        h.show(editor, "Notes", "");
         h.input.setSecondsSinceLastInput(2);
-        h.recordImages();
-        ASSERT_TRUE(h.awaitStreams({1}));
-        h.tick();
+        h.start();
         EXPECT_EQ(h.see().imageState, ImageState::segment);
 
         ::testing::internal::CaptureStderr();

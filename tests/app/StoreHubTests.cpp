@@ -1,6 +1,7 @@
 #include "Quillshade/store/StoreHub.h"
 #include "platform/fake/ManualClock.h"
 #include "tests/support/Environment.h"
+#include "tests/support/Files.h"
 #include "tests/support/PostedWork.h"
 #include "tests/support/TemporaryData.h"
 
@@ -11,7 +12,6 @@
 #include <fstream>
 #include <future>
 #include <iostream>
-#include <iterator>
 #include <optional>
 #include <stdexcept>
 #include <thread>
@@ -35,10 +35,12 @@ struct StoreHubTest : ::testing::Test {
     testing::PostedWork mainThread;
     std::optional<StoreHub> hub;
     int damages = 0;
+    std::vector<StoreTrouble> troubles;
 
     void open() {
         hub.emplace(mainThread.executor(), clock);
         hub->setOnDamage([this] { ++damages; });
+        hub->setOnTrouble([this](const StoreTrouble& trouble) { troubles.push_back(trouble); });
     }
 
     RowID insert(const std::string& text) {
@@ -49,11 +51,6 @@ struct StoreHubTest : ::testing::Test {
         return hub->read([](MemoryStore& store) { return frameCount(store); });
     }
 };
-
-std::string bytesOf(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
 
 void failWith(StoreHub& hub, std::int32_t code) {
     EXPECT_THROW(hub.read([&](MemoryStore&) { throw SQLiteError(code, "made up"); }), SQLiteError);
@@ -151,7 +148,7 @@ TEST_F(StoreHubTest, ADamagedFileIsSetAsideWhole) {
     hub->write([](MemoryStore& store) { store.checkpoint(); });
     hub.reset();
     spoil(data.database());
-    const std::string spoiled = bytesOf(data.database());
+    const std::string spoiled = testing::bytesOf(data.database());
     std::ofstream(NomaraPaths::framesFile("segments/picture.mp4")) << "picture";
 
     open();
@@ -163,18 +160,18 @@ TEST_F(StoreHubTest, ADamagedFileIsSetAsideWhole) {
 
     hub->resetDamaged({1'700'000'000});
     const fs::path aside = data.folder() / "nomara-damaged-20231115-071320.sqlite";
-    EXPECT_EQ(bytesOf(aside), spoiled);
+    EXPECT_EQ(testing::bytesOf(aside), spoiled);
     EXPECT_EQ(frameCount(), 0);
     insert("new life");
     EXPECT_EQ(frameCount(), 1);
-    EXPECT_EQ(bytesOf(NomaraPaths::framesFile("segments/picture.mp4")), "picture");
+    EXPECT_EQ(testing::bytesOf(NomaraPaths::framesFile("segments/picture.mp4")), "picture");
     failWith(*hub, 11);
     mainThread.run();
     EXPECT_EQ(damages, 2) << "after the reset new damage is news again";
 
     // The name is taken: what was set aside before is not replaced, and the hub stays closed.
     EXPECT_THROW(hub->resetDamaged({1'700'000'000}), fs::filesystem_error);
-    EXPECT_EQ(bytesOf(aside), spoiled);
+    EXPECT_EQ(testing::bytesOf(aside), spoiled);
     for (int i = 0; i < 2; ++i) {
         try {
             frameCount();
@@ -307,7 +304,7 @@ TEST_F(StoreHubTest, AFileThatIsNoDatabaseIsRefusedAndKept) {
     } catch (const SQLiteError& error) {
         EXPECT_EQ(error.code(), 26);
     }
-    EXPECT_EQ(bytesOf(data.database()), garbage);
+    EXPECT_EQ(testing::bytesOf(data.database()), garbage);
 }
 
 // Replacing the stores must be invisible to everyone else: no call fails, and none meets a closed connection.
@@ -359,8 +356,6 @@ TEST_F(StoreHubTest, WaitsForADiskThatIsAway) {
     fs::create_directory_symlink(disk, link);
     setenv("NOMARA_DATA_DIR", link.c_str(), 1);
     open();
-    std::vector<StoreTrouble> troubles;
-    hub->setOnTrouble([&](const StoreTrouble& trouble) { troubles.push_back(trouble); });
     insert("before");
     const auto isAway = [&] {
         troubles.clear();
@@ -392,8 +387,7 @@ TEST_F(StoreHubTest, AReaderWhoStaysIsToldAndTheLogHasABound) {
     using Kind = StoreTrouble::Kind;
     hub.emplace(mainThread.executor(), clock, nullptr,
                 StoreHub::LogBounds{std::int64_t{1} << 20, std::int64_t{2} << 20, std::int64_t{6} << 20});
-    std::vector<StoreTrouble> troubles;
-    hub->setOnTrouble([&](const StoreTrouble& trouble) { troubles.push_back(trouble); });
+    hub->setOnTrouble([this](const StoreTrouble& trouble) { troubles.push_back(trouble); });
     const fs::path log = fs::path(data.database()) += "-wal";
     const auto logMegabytes = [&] { return fs::file_size(log) >> 20U; };
     const std::string large(1'000'000, 'x');

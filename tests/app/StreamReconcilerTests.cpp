@@ -15,7 +15,7 @@ using Log = std::vector<std::string>;
 using Displays = std::vector<DisplayID>;
 
 /// Streams that a test scripts, and timers that it fires by hand.
-class Reconciler : public testing::Test {
+class Reconciler : public ::testing::Test {
 protected:
     struct Timer {
         double first = 0, interval = 0;

@@ -1,9 +1,9 @@
 #include "platform/fake/FakePreferencesStore.h"
 #include "platform/linux/settings/IniPreferencesStore.h"
+#include "tests/support/Files.h"
 #include "tests/support/TemporaryData.h"
 
 #include <fstream>
-#include <iterator>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -15,11 +15,6 @@ namespace {
 namespace fs = std::filesystem;
 
 using Texts = std::vector<std::string>;
-
-std::string contents(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
 
 mode_t permissions(const fs::path& path) {
     struct stat status {};
@@ -71,7 +66,7 @@ TEST_F(IniPreferences, KeepsEveryText) {
     }
     const IniPreferencesStore store(file());
     for (std::size_t i = 0; i < texts.size(); ++i)
-        EXPECT_EQ(store.text("text" + std::to_string(i)), texts[i]) << contents(file());
+        EXPECT_EQ(store.text("text" + std::to_string(i)), texts[i]) << testing::bytesOf(file());
     EXPECT_EQ(store.keys().size(), texts.size());
     EXPECT_EQ(store.problem(), "");
     EXPECT_EQ(store.text("text99"), std::nullopt);
@@ -125,11 +120,11 @@ TEST_F(IniPreferences, ChangesTheLinesOfOneKeyAlone) {
     writeFile("# mine\n[General]\nmode=saver ; slow\nsites=a\n  b\n\n# more\nmystery={x\nSites=c\n");
     IniPreferencesStore store(file());
     store.setText("sites", "d");
-    EXPECT_EQ(contents(file()), "# mine\n[General]\nmode=saver ; slow\nsites=d\n\n# more\nmystery={x\n");
+    EXPECT_EQ(testing::bytesOf(file()), "# mine\n[General]\nmode=saver ; slow\nsites=d\n\n# more\nmystery={x\n");
     // Somebody edits the file; neither is lost.
     writeFile("[General]\nsites=e\n");
     store.setText("mode", "quality");
-    EXPECT_EQ(contents(file()), "[General]\nsites=e\nmode=quality\n");
+    EXPECT_EQ(testing::bytesOf(file()), "[General]\nsites=e\nmode=quality\n");
     EXPECT_EQ(store.text("sites"), "d") << "until it is reloaded";
     EXPECT_TRUE(store.reload());
     EXPECT_EQ(store.text("sites"), "e");
@@ -150,7 +145,7 @@ TEST_F(IniPreferences, KeepsALinkAndWhatCantBeRead) {
     IniPreferencesStore linked(file());
     linked.setText("mode", "quality");
     EXPECT_TRUE(fs::is_symlink(file()));
-    EXPECT_EQ(contents(elsewhere), "[General]\nmode=quality\n");
+    EXPECT_EQ(testing::bytesOf(elsewhere), "[General]\nmode=quality\n");
 
     fs::remove(file());
     fs::create_directory(file());
@@ -162,7 +157,7 @@ TEST_F(IniPreferences, KeepsALinkAndWhatCantBeRead) {
     fs::remove(file());
     store.setText("days", "7");
     EXPECT_TRUE(store.isWritable());
-    EXPECT_EQ(contents(file()), "[General]\ndays=7\nmode=saver\n");
+    EXPECT_EQ(testing::bytesOf(file()), "[General]\ndays=7\nmode=saver\n");
 }
 
 TEST_F(IniPreferences, IsForItsOwnerAlone) {

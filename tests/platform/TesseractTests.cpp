@@ -204,24 +204,6 @@ TEST(LineWorkers, WhoeverIsUrgentAndStopsDoesntWaitForALine) {
     EXPECT_EQ(read, 4);
 }
 
-TEST(TesseractRecognizer, ServesSeveralCallersAtOnce) {
-    TesseractRecognizer recognizer;
-    const std::string alone = text(recognizer.recognize(request()));
-    TesseractRecognizer shared;
-    shared.setWorkers(2);
-    std::vector<std::string> texts(4);
-    std::vector<std::thread> threads;
-    threads.reserve(texts.size());
-    for (std::string& mine : texts)
-        threads.emplace_back([&] { mine = text(shared.recognize(request())); });
-    shared.setWorkers(1);
-    shared.setWorkers(2);
-    for (std::thread& thread : threads)
-        thread.join();
-    for (const std::string& mine : texts)
-        EXPECT_EQ(mine, alone);
-}
-
 TEST(TesseractRecognizer, TakesAnyImage) {
     TesseractRecognizer recognizer;
     auto broken = std::make_shared<PixelBuffer>(100, 100);

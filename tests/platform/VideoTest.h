@@ -1,12 +1,12 @@
 #pragma once
 
 #include "platform/linux/libav/LibavVideoCodec.h"
+#include "tests/support/Files.h"
 #include "tests/support/ScreenPictures.h"
 
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <thread>
 
@@ -16,6 +16,8 @@
 namespace nomara {
 
 constexpr double generous = 120; // seconds that a busy machine may take for one picture
+
+using testing::bytesOf;
 
 /// A folder of its own with room for videos, written and read by the real codec.
 struct VideoTest : ::testing::Test {
@@ -69,10 +71,6 @@ struct VideoTest : ::testing::Test {
         }
     }
 
-    static std::string bytesOf(const std::filesystem::path& path) {
-        std::ifstream stream(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
     static void put(const std::filesystem::path& path, const std::string& bytes) {
         std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
     }
