@@ -109,8 +109,6 @@ TEST(SnippetBuilder, CutsAWindowAroundTheFirstMatch) {
         std::string text;
         Ranges highlights;
     } rows[] = {
-        {"short", repeated("x", 95) + "match", 180, repeated("x", 95) + "match", {{95, 100}}},
-        {"exactly as long", repeated("x", 5) + "match", 10, "xxxxxmatch", {{5, 10}}},
         {"a third before", thousand, 180, "…" + repeated("x", 60) + "MATCH" + repeated("y", 115) + "…", {{61, 66}}},
         {"characters, not bytes",
          accented,
@@ -125,7 +123,6 @@ TEST(SnippetBuilder, CutsAWindowAroundTheFirstMatch) {
          "…abcd match" + repeated("y", 15) + "…",
          {{6, 11}}},
         {"right word cut off", "match one two three", 12, "match one…", {{0, 5}}},
-        {"right space is the last", "match one two", 10, "match one…", {{0, 5}}},
         {"a space at the last place that counts",
          "match " + repeated("y", 15) + " " + repeated("y", 40),
          37,
@@ -140,7 +137,6 @@ TEST(SnippetBuilder, CutsAWindowAroundTheFirstMatch) {
         {"highlight clipped", repeated("match", 4), 12, "matchmatchma…", {{0, 5}, {5, 10}, {10, 12}}},
         {"highlight cut away", "match one match", 12, "match one…", {{0, 5}}},
         {"no room", "match one", 0, "…", {}},
-        {"less than no room", "match one", -5, "…", {}},
     };
     for (const auto& row : rows) {
         const auto snippet = SnippetBuilder::build(row.body, {}, {}, {"match"}, row.maxLength);

@@ -1,4 +1,5 @@
 #include "tests/core/StoreTest.h"
+#include "tests/support/Files.h"
 
 #include <fstream>
 
@@ -168,8 +169,7 @@ TEST_F(StoreMaintenance, ForgottenTextLeavesTheFile) {
     const std::string secret = "zyxwvsecretutsrq", value = "of a setting " + secret;
     const auto holdsSecret = [&] {
         for (const char* suffix : {"", "-wal"}) {
-            std::ifstream stream(std::filesystem::path(data.database()) += suffix, std::ios::binary);
-            const std::string bytes{std::istreambuf_iterator<char>(stream), {}};
+            const std::string bytes = testing::bytesOf(std::filesystem::path(data.database()) += suffix);
             if (bytes.find(secret) != std::string::npos) return true;
         }
         return false;

@@ -147,10 +147,8 @@ TEST_F(StoreFrames, TextThatArrivesLaterIsAddedBehind) {
         OCRState stateAfter;
     } rows[] = {
         {"lines behind lines", {"alpha"}, {"beta", "gamma"}, OCRState::done, "alpha\nbeta\ngamma", 16, OCRState::done},
-        {"lines into nothing", {}, {"beta"}, OCRState::done, "beta", 4, OCRState::done},
         {"nothing, only the state", {"alpha"}, {}, OCRState::failed, "alpha", 5, OCRState::failed},
         {"lines without a state", {"alpha"}, {"é"}, std::nullopt, "alpha\né", 7, OCRState::queued},
-        {"one empty line", {"alpha"}, {""}, OCRState::done, "alpha\n", 6, OCRState::done},
     };
     for (const auto& row : rows) {
         NewFrame frame = frameAt(1, row.first);

@@ -7,6 +7,7 @@
 #include "platform/linux/libav/LibavVideoCodec.h"
 #include "quillshadectl/Ctl.h"
 #include "quillshadectl/Fault.h"
+#include "tests/support/Environment.h"
 #include "tests/support/TemporaryData.h"
 
 #include <sstream>
@@ -32,10 +33,7 @@ struct CtlTest : ::testing::Test {
     mutable FakeTextRecognizer recognizer;
     const ctl::Media media{videos, pictures, recognizer};
 
-    CtlTest() {
-        setenv("TZ", "UTC", 1);
-        tzset();
-    }
+    const Environment zone{{"TZ", "UTC"}};
 
     Answer run(const std::vector<std::string>& arguments, const ctl::Terminal& terminal = {}) const {
         std::ostringstream out, err;

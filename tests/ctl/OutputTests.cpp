@@ -191,12 +191,6 @@ std::filesystem::path closedMemory(const CtlTest& test) {
     return test.data.database();
 }
 
-TEST_F(CtlTest, ReadsAMemoryThatNobodyRecordsInto) {
-    closedMemory(*this);
-    EXPECT_EQ(run({"search", "word"}).code, 0);
-    EXPECT_EQ(run({"search", "word"}).code, 0) << "again, after a reader";
-}
-
 TEST_F(CtlTest, ReadsAMemoryOfANewerVersion) {
     SQLiteDatabase(closedMemory(*this), false).execute("PRAGMA user_version = 99; ALTER TABLE frames ADD mood TEXT;");
     const Answer answer = run({"search", "word"});
@@ -212,7 +206,6 @@ TEST_F(CtlTest, SaysInOneSentenceWhatIsWrongWithTheMemory) {
         const char* part;
     } rows[]{
         {"no file", [] {}, "There is no memory in "},
-        {"an empty file", [&] { write(""); }, "There is no memory in "},
         {"another kind of file", [&] { write(std::string(10'000, 'x')); }, "is not a database."},
         {"a folder in its place", [&] { std::filesystem::create_directory(file); }, "can't be "},
         {"another program's database", [&] { SQLiteDatabase(file, false).execute("CREATE TABLE t (x);"); },
