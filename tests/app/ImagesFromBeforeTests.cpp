@@ -93,11 +93,14 @@ TEST_F(ImagesFromBefore, APasswordTypedWhileTheStreamStartsStaysUnseen) {
     startWaiting();
     tick(); // images count from here on
     input.setSecureInput(SecureInput::certain);
+    const auto held = holdQueue(); // the recorder hears of the stream after its tick
+    recorder.queue().async([this] { recorder.tick(); });
     ASSERT_TRUE(streams.finishStart(1));
     deliver(secret, 1);
-    tick(1);
-    input.setSecureInput(SecureInput::off);
+    clock.advance(1);
+    held->set_value();
     ASSERT_TRUE(awaitStreams({1}));
+    input.setSecureInput(SecureInput::off);
     expectOnlyLaterImages();
 }
 
