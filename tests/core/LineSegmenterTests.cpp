@@ -1,4 +1,4 @@
-#include "core/base/Geometry.h"
+#include "core/geometry/Geometry.h"
 #include "core/reading/LineCrop.h"
 #include "core/reading/LineSegmenter.h"
 #include "core/reading/WindowControls.h"
