@@ -34,6 +34,7 @@ ROUNDS = int(os.environ.get("BROWSING_ROUNDS", "1"))
 BROWSER = os.environ.get("BROWSING_BROWSER", "chromium")
 MANUAL = pathlib.Path("/usr/share/debian-reference")
 RECALL_BAR, WRONG_BAR = 0.99, 1 / 200
+OCR = "wick.nomara.ocr"  # the end of its name is all of a thread's that the kernel keeps
 
 # In view is what lies in the window to its last pixel; what stands nowhere else is told when the page has come to rest.
 REPORT = """<script>
@@ -128,20 +129,36 @@ def wait_until(condition, seconds=90.0):
     return False
 
 
+def ticks(stat, ended):
+    """User and system time; with `ended` also that of the children that have ended."""
+    fields = stat.read_text().rpartition(")")[2].split()
+    return sum(int(field) for field in fields[11:15 if ended else 13]) / os.sysconf("SC_CLK_TCK")
+
+
 def cpu(pids):
     total = 0
     for pid in pids:
         try:
-            fields = pathlib.Path(f"/proc/{pid}/stat").read_text().rpartition(")")[2].split()
-            total += int(fields[11]) + int(fields[12])
+            total += ticks(pathlib.Path(f"/proc/{pid}/stat"), True)
         except OSError:
             pass
-    return total / os.sysconf("SC_CLK_TCK")
+    return total
 
 
-def family(mark):
-    """The processes that carry the mark in their environment, and the children of these, but for this one."""
-    found, parents = set(), {}
+def shares(pid):
+    """CPU time of the threads that are running, by what they do."""
+    found = {"encoding": 0.0, "reading pictures": 0.0}
+    for task in pathlib.Path(f"/proc/{pid}/task").iterdir():
+        name = (task / "comm").read_text().strip()
+        kind = "encoding" if name.endswith("encoder") else "reading pictures" if name in ("reading", OCR) else name
+        found[kind] = found.get(kind, 0) + ticks(task / "stat", False)
+    return found
+
+
+def family(mark, leader):
+    """The processes that carry the mark in their environment, which Chromium writes its title over, and `leader`; and
+    their children, but for this one."""
+    found, parents = {leader}, {}
     for entry in pathlib.Path("/proc").iterdir():
         try:
             if entry.name.isdigit():
@@ -216,6 +233,7 @@ def main():
     address = f"http://127.0.0.1:{server.server_address[1]}"
     mark = f"QUILLSHADE_BROWSING={folder}"
     environment = dict(os.environ, QUILLSHADE_BROWSING=str(folder), LANGUAGE="en", LANG="C.UTF-8")
+    leader = os.getpid()
     with (folder / "log").open("w") as log:
         quillshade = subprocess.Popen(
             [BINARIES / "quillshade", "--data-dir", folder / "memory", "--set", "onboardingCompleted=true"],
@@ -223,21 +241,24 @@ def main():
     try:
         time.sleep(2)
         browser = command(folder / "profile")
-        subprocess.Popen([*browser, address + order[0]], env=environment, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        shown = subprocess.Popen([*browser, address + order[0]], env=environment, stdout=subprocess.DEVNULL,
+                                 stderr=subprocess.DEVNULL)
         if not wait_until(lambda: Pages.seen):
             sys.exit("browsing.py: the browser reports no page")
-        began, ours, theirs = time.monotonic(), cpu([quillshade.pid]), cpu(family(mark.encode()))
+        leader = shown.pid
+        began, ours, theirs = time.monotonic(), cpu([quillshade.pid]), cpu(family(mark.encode(), leader))
         browse(address, browser, environment, order)
-        ours, theirs = cpu([quillshade.pid]) - ours, cpu(family(mark.encode())) - theirs
+        theirs = cpu(family(mark.encode(), leader)) - theirs
         seconds = time.monotonic() - began
-        time.sleep(5)
+        time.sleep(5)  # what is read later counts as well
+        ours, split = cpu([quillshade.pid]) - ours, shares(quillshade.pid)
         quillshade.terminate()
         quillshade.wait(30)
         found, frames = stored(folder / "memory")
         size = sum(file.stat().st_size for file in (folder / "memory").rglob("*") if file.is_file())
     finally:
         quillshade.kill()
-        for pid in family(mark.encode()):
+        for pid in family(mark.encode(), leader):
             try:
                 os.kill(pid, signal.SIGKILL)
             except OSError:
@@ -258,10 +279,13 @@ def main():
         if os.environ.get("BROWSING_WORDS"):
             print(title, "| missing:", *sorted(missing), "| wrong:", *sorted(foreign), file=sys.stderr)
     recall, share = both / max(wanted, 1), wrong / max(kept, 1)
-    print("| seconds | our CPU s | the browser's | recall | wrong words of those stored | frames | MB |")
-    print("|---|---|---|---|---|---|---|")
-    print(f"| {seconds:.0f} | {ours:.1f} | {theirs:.0f} | {100 * recall:.2f} % of {wanted} | {wrong} of {kept} "
-          f"({100 * share:.2f} %) | {frames} | {size / 1e6:.1f} |")
+    if os.environ.get("BROWSING_WORDS"):
+        print({name: round(spent, 2) for name, spent in split.items() if spent >= 0.01}, file=sys.stderr)
+    print("| seconds | our CPU s | of it encoding | reading pictures | the browser's | recall | wrong words of those stored "
+          "| frames | MB |")
+    print("|---|---|---|---|---|---|---|---|---|")
+    print(f"| {seconds:.0f} | {ours:.1f} | {split['encoding']:.1f} | {split['reading pictures']:.1f} | {theirs:.0f} | "
+          f"{100 * recall:.2f} % of {wanted} | {wrong} of {kept} ({100 * share:.2f} %) | {frames} | {size / 1e6:.1f} |")
     return 0 if recall >= RECALL_BAR and share <= WRONG_BAR else 1
 
 

@@ -233,7 +233,7 @@ void ImagePass::capture(const TickContext& tick, const Display& display, Display
         frame.imageState = ImageState::segment;
         frame.segmentID = place->segmentID;
         frame.segmentIndex = place->index;
-    } else if (frame.ocrState == OCRState::queued) {
+    } else if (frame.ocrState == OCRState::queued && !canReadNow) {
         frame.ocrState = OCRState::notNeeded; // nothing is there that could be read later
     }
     frame.perceptualHash = hash;

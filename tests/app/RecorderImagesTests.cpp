@@ -229,6 +229,19 @@ TEST(RecorderImages, ReadingEndsInTimeAndTheRestWaits) {
     EXPECT_TRUE(texts[0].starts_with("line 0\nline 1") || texts[1].starts_with("line 0\nline 1"))
         << "what was read by then is there at once";
 
+    // Where its picture can't be kept, the rest is read from memory all the same.
+    ImageHarness full;
+    full.volume.available = 1'000;
+    full.startBoth("");
+    full.tick();
+    full.recognizer.setReading([](const TextRequest&) { return TextResult{{}, false}; });
+    full.deliver(picture(1), 1, 1);
+    full.tick(2);
+    ASSERT_EQ(full.storedFrames().size(), 1U);
+    EXPECT_EQ(full.storedFrames()[0].imageState, ImageState::none);
+    EXPECT_EQ(full.storedFrames()[0].ocrState, OCRState::queued);
+    EXPECT_EQ(full.readSoon.size(), 1U);
+
     // Whoever pauses, or excludes a program, doesn't wait for it.
     for (const bool pauses : {true, false}) {
         int lines = 0;
