@@ -7,11 +7,15 @@
 #include "quillshadectl/TerminalText.h"
 #include "quillshadectl/TimePoint.h"
 
+#include <chrono>
 #include <ostream>
+#include <thread>
 
 namespace nomara::ctl {
 
 namespace {
+
+constexpr std::chrono::milliseconds longestWait{2'000}, betweenLooks{100}; // for a picture
 
 const char* words(TextSource source) {
     if (source.contains(TextSource::accessibility() | TextSource::ocr())) return "accessibility and text recognition";
@@ -70,19 +74,22 @@ std::optional<std::string> imageFile(const Context& context) {
     return context.line.imageFile->string();
 }
 
-/// Reads the frame's picture out of its segment. Throws Fault or VideoError.
+/// Reads the frame's picture out of its segment, waiting for it for a moment. Throws Fault or VideoError.
 Image picture(const Context& context, const FrameRecord& frame) {
     const auto notThere = [&](const std::string& why) {
         return Fault("The picture of frame " + std::to_string(frame.id) + " can't be read: " + why);
     };
     const auto file = NomaraPaths::framesFile(*frame.segmentPath);
-    const auto input = context.media().videos.open(file);
-    try {
-        if (Image image = input->frame(*frame.segmentIndex, 0)) return image;
-    } catch (const DamagedVideo&) {
-        throw notThere("the file " + file.string() + " is damaged there.");
-    }
     // One that was just taken may still be on its way to the disk.
+    for (int turn = 0; turn <= longestWait / betweenLooks; ++turn) {
+        if (turn > 0) std::this_thread::sleep_for(betweenLooks);
+        const auto input = context.media().videos.open(file);
+        try {
+            if (Image image = input->frame(*frame.segmentIndex, 0)) return image;
+        } catch (const DamagedVideo&) {
+            throw notThere("the file " + file.string() + " is damaged there.");
+        }
+    }
     throw notThere("it isn't in " + file.string() + " yet; try again in a moment.");
 }
 
