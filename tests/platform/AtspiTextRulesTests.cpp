@@ -174,6 +174,7 @@ TEST(AtspiTextRules, LeaveOutWhatStandsAroundTheWorkInALargeWindow) {
     const std::vector<NodeSpec> specs = {
         {0, Role::frame, {}, {}, Rect{0, 0, 900, 700}},
         {1, Role::label, "Chapter", {}, Rect{400, 10, 90, 20}},
+        {1, Role::label, "Your parcel comes on Tuesday", {}, Rect{10, 10, 300, 20}},
         {1, Role::list, {}, {}, Rect{0, 80, 900, 20}},
         {2, Role::listItem, {}, "home", Rect{0, 80, 60, 20}},
         {1, Role::table, {}, {}, Rect{0, 100, 200, 560}},
@@ -185,10 +186,11 @@ TEST(AtspiTextRules, LeaveOutWhatStandsAroundTheWorkInALargeWindow) {
         {1, Role::spinButton, "81 %", {}, Rect{200, 670, 100, 20}},
         {1, Role::entry, "typed", {}, Rect{400, 670, 300, 20}}};
     EXPECT_EQ(textOf(treeOf(specs), Rect{0, 0, 900, 700}),
-              "Anna\nNobody is here\nTell me before the meeting begins\ntyped");
+              "Your parcel comes on Tuesday\nAnna\nNobody is here\nTell me before the meeting begins\ntyped");
     // A small one asks or answers.
     EXPECT_EQ(textOf(treeOf(specs), Rect{0, 0, 900, 390}),
-              "Chapter\nhome\nNobody is here\nWhole words\nTell me before the meeting begins");
+              "Chapter\nYour parcel comes on Tuesday\nhome\nNobody is here\nWhole words\n"
+              "Tell me before the meeting begins");
 
     const std::vector<NodeSpec> office = {{0, Role::frame, {}, {}, Rect{0, 0, 900, 700}},
                                           {1, Role::panel, {}, {}, Rect{0, 45, 900, 655}},

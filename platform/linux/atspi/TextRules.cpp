@@ -362,7 +362,7 @@ private:
             return isAtEdge(node);
         case Role::label:
             if (inList) return false;
-            return isAtEdge(node) || (isShort(shown) && Graphemes::trimmed(shown).ends_with(':'));
+            return isShort(shown) && (isAtEdge(node) || Graphemes::trimmed(shown).ends_with(':'));
         default:
             return false;
         }
