@@ -1,8 +1,8 @@
 #pragma once
 
-#include "core/projects/ProjectRule.h"
-#include "core/policy/PolicyEngine.h"
 #include "core/applications/AppCatalog.h"
+#include "core/policy/PolicyEngine.h"
+#include "core/projects/ProjectRule.h"
 
 #include <set>
 #include <string>

@@ -54,8 +54,8 @@ std::vector<PixelBox> pixelRects(const std::vector<Rect>& rects, int width, int 
     covered.reserve(rects.size());
     for (const Rect& rect : rects) {
         const PixelBox pixels{pixel(std::floor(rect.x * width), width), pixel(std::floor(rect.y * height), height),
-                               pixel(std::ceil((rect.x + rect.width) * width), width),
-                               pixel(std::ceil((rect.y + rect.height) * height), height)};
+                              pixel(std::ceil((rect.x + rect.width) * width), width),
+                              pixel(std::ceil((rect.y + rect.height) * height), height)};
         if (pixels.left < pixels.right && pixels.top < pixels.bottom) covered.push_back(pixels);
     }
     return covered;

@@ -1,8 +1,8 @@
 #include "core/projects/LinuxTitles.h"
 
+#include "core/applications/LinuxApplications.h"
 #include "core/projects/ProjectInference.h"
 #include "core/projects/TitleText.h"
-#include "core/applications/LinuxApplications.h"
 #include "core/text/Graphemes.h"
 #include "core/text/TextNormalizer.h"
 

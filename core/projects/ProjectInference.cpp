@@ -1,8 +1,8 @@
 #include "core/projects/ProjectInference.h"
 
+#include "core/applications/AppCatalog.h"
 #include "core/projects/LinuxTitles.h"
 #include "core/projects/TitleText.h"
-#include "core/applications/AppCatalog.h"
 #include "core/text/Graphemes.h"
 #include "core/text/TextNormalizer.h"
 #include "core/text/WebAddress.h"

@@ -1,7 +1,7 @@
 #include "core/base/Calendar.h"
-#include "core/geometry/Geometry.h"
 #include "core/base/Paths.h"
 #include "core/base/SerialQueue.h"
+#include "core/geometry/Geometry.h"
 #include "core/records/Frames.h"
 #include "tests/support/Environment.h"
 

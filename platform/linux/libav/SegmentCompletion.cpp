@@ -1,7 +1,7 @@
 #include "platform/linux/libav/SegmentCompletion.h"
 
-#include "platform/linux/libav/SegmentFile.h"
 #include "platform/linux/libav/PictureTable.h"
+#include "platform/linux/libav/SegmentFile.h"
 
 #include <memory>
 #include <system_error>

@@ -12,7 +12,7 @@ namespace nomara {
 /// A child of the root window.
 struct X11TopWindow {
     std::uint32_t id = 0;
-    PixelBox bounds;           ///< with its border
+    PixelBox bounds;         ///< with its border
     bool isShown = false;    ///< drawn, where nothing lies above it
     bool isOpaque = true;    ///< nothing shows through its bounds: it isn't shaped
     bool isExcluded = false; ///< must never be seen in an image
