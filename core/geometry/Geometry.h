@@ -4,7 +4,8 @@
 
 namespace nomara {
 
-// Everything is counted from the top left, and y grows downwards.
+// Counted from the top left, y growing downwards, but where a field says otherwise: text that was read in an image
+// tells its place from the bottom left.
 
 /// A place on the displays: in points, from the top left corner of the main display's space.
 struct Point {
